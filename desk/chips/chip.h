@@ -1,0 +1,30 @@
+// A chip on an I2C bus: registers and behaviour. It knows no board and no address.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "clock/clock.h"
+#include "knobs/knob.h"
+
+namespace desk {
+
+class Chip {
+ public:
+  virtual ~Chip() = default;
+  // One transaction that the chip acknowledged: the bytes sent, then the bytes read.
+  virtual void Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) = 0;
+  // Null: the chip has no knobs of its own.
+  virtual KnobSet* Knobs() { return nullptr; }
+  // Back to how the camera starts, after the knobs.
+  virtual void Restore() {}
+};
+
+// The kinds that a variant can list: "eeprom", "battery", "fuel_gauge", "clock_chip". Null for any
+// other.
+std::unique_ptr<Chip> MakeChip(std::string_view kind, const Clock& clock);
+
+}  // namespace desk

@@ -1,0 +1,34 @@
+// A real-time clock chip: seconds, minutes, hours, weekday, date, month, year in packed decimal,
+// then a control register. The top bit of the seconds halts the oscillator.
+#pragma once
+
+#include <mutex>
+
+#include "chips/chip.h"
+
+namespace desk {
+
+class ClockChip : public Chip {
+ public:
+  explicit ClockChip(const Clock& clock);
+
+  void Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
+  KnobSet* Knobs() override { return &mKnobs; }
+  void Restore() override;
+
+  static std::span<const KnobRow> KnobRows();
+
+ private:
+  double Seconds() const;
+  void Rebase(double seconds);
+  std::uint8_t ByteAt(std::uint8_t address) const;
+
+  const Clock& mClock;
+  KnobSet mKnobs;
+  mutable std::mutex mLock;
+  double mSetSeconds = 0;  // since 1970-01-01 by the chip's calendar, at mSetAt
+  TimePoint mSetAt{};
+  std::uint8_t mAddress = 0;
+};
+
+}  // namespace desk

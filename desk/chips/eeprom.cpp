@@ -1,0 +1,16 @@
+#include "chips/eeprom.h"
+
+namespace desk {
+
+// As it comes from the maker: all ones.
+Eeprom::Eeprom() {
+  mContents.fill(0xFF);
+}
+
+void Eeprom::Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) {
+  if (!written.empty()) mCounter = written[0];
+  for (std::size_t i = 1; i < written.size(); ++i) mContents[mCounter++] = written[i];
+  for (std::uint8_t& byte : read) byte = mContents[mCounter++];
+}
+
+}  // namespace desk

@@ -1,0 +1,26 @@
+// A counting semaphore whose post does not need a lock held. The only thing that blocks a thread.
+#pragma once
+
+#include <semaphore.h>
+
+#include <cstdint>
+
+namespace desk {
+
+class Semaphore {
+ public:
+  Semaphore();
+  ~Semaphore();
+  Semaphore(const Semaphore&) = delete;
+  Semaphore& operator=(const Semaphore&) = delete;
+
+  void Post();
+  void Wait();
+  // False when the machine's steady clock reaches the deadline first; nanoseconds of that clock.
+  bool WaitUntil(std::int64_t deadline);
+
+ private:
+  sem_t mSemaphore;
+};
+
+}  // namespace desk

@@ -1,0 +1,60 @@
+// Files and directories of the camera's storage.
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "coredll/machine.h"
+#include "coredll/text.h"
+#include "trace/observation.h"
+
+// The linker sends every fopen of this process here (--wrap): the program opens the camera's files
+// by the camera's paths.
+extern "C" {
+FILE* __real_fopen(const char* path, const char* mode);
+FILE* __wrap_fopen(const char* path, const char* mode);
+FILE* __wrap_fopen64(const char* path, const char* mode);
+
+FILE* __wrap_fopen(const char* path, const char* mode) {
+  // A library may open files before there is a camera.
+  if (!desk::HasMachine()) return __real_fopen(path, mode);
+
+  const auto mapped = desk::TheMachine().storage.Resolve(path);
+  if (mapped && mode[0] == 'a' && desk::Observation::Current() != nullptr) {
+    desk::Observation::Current()->WillAppend(*mapped);
+  }
+  // The camera opens no directory as a file.
+  std::error_code error;
+  const bool opens = mapped && !std::filesystem::is_directory(*mapped, error);
+  FILE* const file = opens ? __real_fopen(mapped->c_str(), mode) : nullptr;
+  if (desk::Observation::IsTraced()) {
+    std::string canonical = path;
+    std::replace(canonical.begin(), canonical.end(), '\\', '/');
+    desk::Observation::Step("file", {{"path", canonical}, {"mode", mode}, {"ok", file != nullptr}});
+  }
+  return file;
+}
+
+FILE* __wrap_fopen64(const char* path, const char* mode) {
+  return __wrap_fopen(path, mode);
+}
+}
+
+BOOL WINAPI CreateDirectoryW(LPCWSTR path, SECURITY_ATTRIBUTES* /*security*/) {
+  const auto mapped = desk::TheMachine().storage.Resolve(desk::ToUtf8(path));
+  std::error_code error;
+  if (!mapped) {
+    SetLastError(ERROR_PATH_NOT_FOUND);
+    return FALSE;
+  }
+  if (std::filesystem::exists(*mapped, error)) {
+    SetLastError(ERROR_ALREADY_EXISTS);
+    return FALSE;
+  }
+  if (!std::filesystem::create_directory(*mapped, error)) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+  }
+  return TRUE;
+}

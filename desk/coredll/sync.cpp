@@ -1,0 +1,49 @@
+// Events and waits.
+#include <windows.h>
+
+#include "coredll/handles.h"
+#include "coredll/machine.h"
+#include "trace/observation.h"
+
+namespace {
+
+desk::TimePoint DeadlineIn(DWORD milliseconds) {
+  if (milliseconds == INFINITE) return desk::kNever;
+  return desk::TheMachine().clock->Now() + std::chrono::milliseconds(milliseconds);
+}
+
+}  // namespace
+
+HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* /*security*/, BOOL manualReset, BOOL initialState,
+                           LPCWSTR /*name*/) {
+  return desk::NewHandle(
+      std::make_shared<desk::Event>(manualReset != FALSE, initialState != FALSE));
+}
+
+DWORD WINAPI WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll,
+                                    DWORD milliseconds) {
+  std::vector<std::shared_ptr<desk::KernelObject>> objects;
+  for (DWORD i = 0; i < count; ++i) objects.push_back(desk::ObjectOf(handles[i]));
+  for (const auto& object : objects) {
+    if (object != nullptr && waitAll == FALSE) continue;
+    SetLastError(object == nullptr ? ERROR_INVALID_HANDLE : ERROR_INVALID_PARAMETER);
+    return WAIT_FAILED;
+  }
+  DWORD signalled = WAIT_TIMEOUT;
+  const auto any = [&] {
+    for (DWORD i = 0; i < count; ++i) {
+      if (objects[i]->TakeSignal()) {
+        signalled = WAIT_OBJECT_0 + i;
+        return true;
+      }
+    }
+    return false;
+  };
+  desk::TheMachine().clock->Wait(any, DeadlineIn(milliseconds));
+  return signalled;
+}
+
+void WINAPI Sleep(DWORD milliseconds) {
+  desk::Observation::Step("sleep", {{"length", static_cast<std::int64_t>(milliseconds)}});
+  desk::TheMachine().clock->SleepUntil(DeadlineIn(milliseconds));
+}

@@ -1,0 +1,71 @@
+#include "coredll/text.h"
+
+namespace desk {
+
+namespace {
+
+constexpr wchar_t kReplacement = 0xFFFD;
+
+bool IsScalar(unsigned long code) {
+  return code < 0xD800 || (code > 0xDFFF && code <= 0x10FFFF);
+}
+
+// The code that starts at text[0]; length 0 when it is malformed.
+unsigned long DecodeOne(std::string_view text, std::size_t& length) {
+  const auto lead = static_cast<unsigned char>(text[0]);
+  length = lead < 0x80         ? 1
+           : lead >> 5 == 0x6  ? 2
+           : lead >> 4 == 0xE  ? 3
+           : lead >> 3 == 0x1E ? 4
+                               : 0;
+  if (length == 0 || length > text.size()) {
+    length = 0;
+    return 0;
+  }
+  unsigned long code = length == 1 ? lead : lead & (0x7FU >> length);
+  for (std::size_t i = 1; i < length; ++i) {
+    const auto next = static_cast<unsigned char>(text[i]);
+    if (next >> 6 != 0x2) {
+      length = 0;
+      return 0;
+    }
+    code = code << 6 | (next & 0x3FU);
+  }
+  static constexpr unsigned long kShortest[] = {0, 0, 0x80, 0x800, 0x10000};
+  if (code < kShortest[length] || !IsScalar(code)) length = 0;
+  return code;
+}
+
+}  // namespace
+
+std::string ToUtf8(std::wstring_view text) {
+  std::string bytes;
+  for (const wchar_t character : text) {
+    auto code = static_cast<unsigned long>(character);
+    if (!IsScalar(code)) code = kReplacement;
+    if (code < 0x80) {
+      bytes += static_cast<char>(code);
+      continue;
+    }
+    const int continuations = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    const unsigned lead = continuations == 1 ? 0xC0 : continuations == 2 ? 0xE0 : 0xF0;
+    bytes += static_cast<char>(lead | code >> (6 * continuations));
+    for (int i = continuations - 1; i >= 0; --i) {
+      bytes += static_cast<char>(0x80 | (code >> (6 * i) & 0x3F));
+    }
+  }
+  return bytes;
+}
+
+std::wstring ToWide(std::string_view text) {
+  std::wstring wide;
+  while (!text.empty()) {
+    std::size_t length = 0;
+    const unsigned long code = DecodeOne(text, length);
+    wide += length == 0 ? kReplacement : static_cast<wchar_t>(code);
+    text.remove_prefix(length == 0 ? 1 : length);
+  }
+  return wide;
+}
+
+}  // namespace desk

@@ -1,0 +1,31 @@
+// What stands in front of every stream driver: whether it is there, and requests that fail.
+#pragma once
+
+#include "coredll/machine.h"
+#include "knobs/knob.h"
+
+namespace desk {
+
+class DriverPort : public Device {
+ public:
+  // name: "I2C1:"; its knobs stand below .desk.driver.i2c1.
+  explicit DriverPort(std::string name);
+
+  const std::string& Name() const override { return mName; }
+  bool MayOpen() const override;
+  DWORD Control(const IoRequest& request) final;
+  KnobSet& Knobs() { return mKnobs; }
+
+  static std::span<const KnobRow> KnobRows();
+
+ protected:
+  // The driver's own answer: 0 or an error code.
+  virtual DWORD Serve(const IoRequest& request) = 0;
+
+ private:
+  std::string mName;
+  KnobSet mKnobs;
+  FaultCounter mFaults;
+};
+
+}  // namespace desk

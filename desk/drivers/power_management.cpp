@@ -1,0 +1,75 @@
+#include "drivers/power_management.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace desk {
+
+namespace {
+
+constexpr DWORD kIoctlRead = 0x224000;
+constexpr DWORD kSecondsCounter = 20;
+constexpr double kCounterRange = 4294967296.0;
+
+enum Row : std::size_t { kRate, kCounter };
+
+constexpr KnobRow kRows[] = {
+    {"rate", KnobKind::Number, "1/s", "1", -10, 10,
+     "Counts of the seconds counter in one second of the camera; 0: it stands."},
+    {"counter", KnobKind::Number, "s", "1000", 0, 4294967295,
+     "The seconds counter from now on; 32 bits, it wraps."},
+};
+
+}  // namespace
+
+std::span<const KnobRow> PowerManagement::CounterKnobRows() {
+  return kRows;
+}
+
+PowerManagement::PowerManagement(const Clock& clock)
+    : DriverPort("PMI1:"), mClock(clock), mCounterKnobs(".desk.pmi", kRows) {
+  mCounterKnobs[kRate].OnWrite([this](const KnobValue& /*value*/) {
+    Rebase(Counter());
+    return true;
+  });
+  mCounterKnobs[kCounter].OnWrite([this](const KnobValue& value) {
+    Rebase(std::get<double>(value));
+    return true;
+  });
+  mCounterKnobs[kCounter].OnRead([this] { return KnobValue(std::floor(Counter())); });
+  Restore();
+}
+
+void PowerManagement::Restore() {
+  mCounterKnobs[kCounter].Restore();
+}
+
+void PowerManagement::Rebase(double counter) {
+  const std::lock_guard lock(mLock);
+  mSetCounter = counter;
+  mSetAt = mClock.Now();
+}
+
+double PowerManagement::Counter() const {
+  const double rate = mCounterKnobs[kRate].Number();
+  const std::lock_guard lock(mLock);
+  // A microsecond forgives what a product of doubles may lack to a whole count.
+  const double counter =
+      mSetCounter + rate * std::chrono::duration<double>(mClock.Now() - mSetAt).count() + 1e-6;
+  return counter - std::floor(counter / kCounterRange) * kCounterRange;
+}
+
+DWORD PowerManagement::Serve(const IoRequest& request) {
+  DWORD selector = 0;
+  if (request.code != kIoctlRead || request.inputSize != sizeof selector ||
+      request.outputSize != sizeof selector) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  memcpy(&selector, request.input, sizeof selector);
+  if (selector != kSecondsCounter) return ERROR_INVALID_PARAMETER;
+  const auto counter = static_cast<DWORD>(Counter());
+  memcpy(request.output, &counter, sizeof counter);
+  return 0;
+}
+
+}  // namespace desk

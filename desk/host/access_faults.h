@@ -1,0 +1,42 @@
+// Camera-wide nodes whose open, read or write by the program fails.
+#pragma once
+
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "knobs/knob.h"
+#include "tarq/node_access.h"
+
+namespace desk {
+
+class AccessFaults : public TARQ::AccessRules {
+ public:
+  AccessFaults();
+  KnobSet& Knobs() { return mKnobs; }
+
+  bool MayOpen(const std::string& path) const override;
+  bool MayRead(const std::string& path) const override;
+  bool MayWrite(const std::string& path) const override;
+
+  static std::span<const KnobRow> KnobRows();
+
+ private:
+  // The paths that one knob names.
+  class PathSet {
+   public:
+    explicit PathSet(Knob& knob);
+    bool Has(const std::string& path) const;
+
+   private:
+    mutable std::mutex mLock;
+    std::set<std::string> mPaths;  // without a leading dot
+  };
+
+  KnobSet mKnobs;
+  PathSet mHidden;
+  PathSet mUnreadable;
+  PathSet mRefused;
+};
+
+}  // namespace desk

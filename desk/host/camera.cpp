@@ -1,0 +1,328 @@
+#include "host/camera.h"
+
+#include <charconv>
+#include <fstream>
+#include <stdexcept>
+
+#include "chips/chip.h"
+#include "coredll/handles.h"
+#include "coredll/text.h"
+#include "drivers/i2c_bus.h"
+#include "drivers/power_management.h"
+#include "knobs/knob_node.h"
+#include "tarq/framework.h"
+#include "tarq/node_access.h"
+
+namespace desk {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+enum ClockRow : std::size_t { kNow, kAdvance, kAt };
+constexpr KnobRow kClockRows[] = {
+    {"now", KnobKind::ReadOnly, "s", "", 0, 0, "Camera time since the start."},
+    {"advance", KnobKind::Command, "s", "", 0, 0,
+     "Lets that much time pass; returns after everything due up to and including that instant."},
+    {"at", KnobKind::Text, "schedule", "", 0, 0,
+     "\"seconds path=value; seconds path=value; ...\": camera-wide writes, each made at that "
+     "camera "
+     "time after the next delivery of a client's write to the program's tree starts. A new "
+     "schedule "
+     "replaces the old one, an empty one clears it."},
+};
+
+enum TaskRow : std::size_t { kPing, kSubscribe, kSend, kSignal };
+constexpr KnobRow kTaskRows[] = {
+    {"ping", KnobKind::Command, "number", "", 0, 0,
+     "Sends a ping with that number to the task's queue and waits for the answer, a second of "
+     "camera time at most; refused when none comes. Reads the number answered last."},
+    {"subscribe", KnobKind::Command, "path", "", 0, 0,
+     "Sends a subscription record for that node of the program's tree; refused when no reply comes "
+     "within a second. Reads the last reply, path=value."},
+    {"send", KnobKind::Command, "kind", "", 0, 0,
+     "Puts a record of that kind into the task's queue; refused when the queue is full."},
+    {"signal", KnobKind::Trigger, "", "false", 0, 0,
+     "Signals the task's start/stop event although nothing is to stop."},
+};
+
+enum RegistryRow : std::size_t { kBsp };
+constexpr KnobRow kRegistryRows[] = {
+    {"bsp", KnobKind::Text, "", "", 0, 0,
+     "The registry's Ident\\BSP, read when the program starts; empty: the variant's own; -: the "
+     "value does not exist."},
+};
+
+enum CameraRow : std::size_t { kRestore };
+constexpr KnobRow kCameraRows[] = {
+    {"restore", KnobKind::Trigger, "", "false", 0, 0,
+     "Every knob back to its default, every device and ordinary camera-wide node back to the "
+     "variant's start. The start's own knobs are not repeated."},
+};
+
+constexpr char kBspRemoved[] = "-";
+
+std::optional<double> ParseNumber(const KnobValue& value, double most) {
+  const auto& text = std::get<std::string>(value);
+  double number = 0;
+  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool fits = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size() &&
+                    number >= 0 && number <= most;
+  return fits ? std::optional(number) : std::nullopt;
+}
+
+std::optional<DWORD> ParseDword(const KnobValue& value) {
+  const std::optional<double> number = ParseNumber(value, 4294967295.0);
+  return number ? std::optional(static_cast<DWORD>(*number)) : std::nullopt;
+}
+
+TARQ::CResourceValue ToResourceValue(const NodeStart& start) {
+  if (const bool* const truth = std::get_if<bool>(&start)) return TARQ::CResourceValue(*truth);
+  if (const auto* const whole = std::get_if<std::int64_t>(&start)) {
+    return TARQ::CResourceValue(static_cast<LONG>(*whole));
+  }
+  if (const auto* const number = std::get_if<double>(&start)) {
+    TARQ::CResourceValue value(TARQ::ValueType::Double);
+    value.Set(*number);
+    return value;
+  }
+  return TARQ::CResourceValue(std::get<std::string>(start).c_str());
+}
+
+std::unique_ptr<DriverPort> MakeDriver(const std::string& name, const Clock& clock) {
+  if (name == "i2c1") return std::make_unique<I2cBus>("I2C1:");
+  if (name == "i2c2") return std::make_unique<I2cBus>("I2C2:");
+  if (name == "pmi1") return std::make_unique<PowerManagement>(clock);
+  return nullptr;
+}
+
+}  // namespace
+
+std::span<const KnobRow> Camera::ClockKnobRows() {
+  return kClockRows;
+}
+std::span<const KnobRow> Camera::TaskKnobRows() {
+  return kTaskRows;
+}
+std::span<const KnobRow> Camera::CameraKnobRows() {
+  return kCameraRows;
+}
+std::span<const KnobRow> Camera::RegistryKnobRows() {
+  return kRegistryRows;
+}
+
+Camera::Camera(const CameraSettings& settings)
+    : mVariant(LoadVariant(settings.variant)),
+      mClock(std::make_unique<desk::Clock>(settings.clock)),
+      mMachine{mClock.get(), Storage(settings.root), {}, {}},
+      mInstallation(*this),
+      mClockKnobs(".desk.clock", kClockRows),
+      mTaskKnobs(".desk.task", kTaskRows),
+      mCameraKnobs(".desk", kCameraRows),
+      mRegistryKnobs(".desk.registry", kRegistryRows) {
+  TARQ::NodeAccess::SetRules(mCameraTree, &mAccessFaults);
+  SetRegistry("");
+  AddDrivers();
+  AddChips();
+  AddNodes();
+  AddKnobs();
+  mSchedule = std::make_unique<Schedule>(
+      *mClock, [this](const std::string& path, const std::string& value) {
+        return Write(path, TARQ::CResourceValue(value.c_str())) == 0;
+      });
+  mDeliveries = std::make_unique<desk::Deliveries>(
+      *mClock, [this](const std::string& /*path*/) { mSchedule->DeliveryStarts(); });
+  SetStartKnobs(settings.knobs);
+}
+
+Camera::~Camera() {
+  mDeliveries.reset();
+  mSchedule.reset();
+}
+
+Camera::Installation::Installation(Camera& camera) {
+  InstallMachine(&camera.mMachine);
+  TARQ::CSupervisor::mpGlobalResourceTree = &camera.mCameraTree;
+  TARQ::CSupervisor::mpLocalResourceTree = &camera.mTaskTree;
+}
+
+Camera::Installation::~Installation() {
+  TARQ::CSupervisor::mpGlobalResourceTree = nullptr;
+  TARQ::CSupervisor::mpLocalResourceTree = nullptr;
+  ResetFramework();
+  InstallMachine(nullptr);
+}
+
+void Camera::AddDrivers() {
+  for (const std::string& name : mVariant.drivers) {
+    std::unique_ptr<DriverPort> driver = MakeDriver(name, *mClock);
+    if (driver == nullptr) {
+      throw std::runtime_error("variant " + mVariant.name + ": there is no driver " + name);
+    }
+    Publish(driver->Knobs());
+    if (auto* const bus = dynamic_cast<I2cBus*>(driver.get())) mBuses.push_back(bus);
+    if (auto* const power = dynamic_cast<PowerManagement*>(driver.get())) {
+      mPowerManagement = power;
+      Publish(power->CounterKnobs());
+    }
+    mMachine.devices.push_back(std::move(driver));
+  }
+}
+
+void Camera::AddChips() {
+  for (const ChipEntry& entry : mVariant.chips) {
+    I2cBus* bus = nullptr;
+    for (I2cBus* const each : mBuses) {
+      if (each->Knobs().Prefix() == ".desk.driver." + entry.bus) bus = each;
+    }
+    std::unique_ptr<Chip> chip = MakeChip(entry.kind, *mClock);
+    if (bus == nullptr || chip == nullptr) {
+      throw std::runtime_error("variant " + mVariant.name + ": there is no " +
+                               (bus == nullptr ? "bus " + entry.bus : "chip " + entry.kind));
+    }
+    bus->Attach(entry.address, std::move(chip));
+  }
+  for (I2cBus* const bus : mBuses) {
+    for (KnobSet* const knobs : bus->ChipKnobs()) Publish(*knobs);
+  }
+}
+
+void Camera::AddNodes() {
+  TARQ::CServerResource& root = TARQ::NodeAccess::Root(mCameraTree);
+  for (const auto& [path, start] : mVariant.nodes) {
+    const std::size_t dot = path.rfind('.');
+    TARQ::CServerResource& parent = TARQ::NodeAccess::MakeBranch(
+        root, dot == std::string::npos ? std::string() : path.substr(0, dot));
+    const TARQ::CResourceValue value = ToResourceValue(start);
+    TARQ::CServerResource& node = TARQ::NodeAccess::Add(
+        parent, std::unique_ptr<TARQ::CServerResource>(new TARQ::CServerResource(
+                    TARQ::CResourcePath(path.substr(dot + 1)), value, 0x80000000)));
+    mNodeStarts.emplace_back(&node, value);
+  }
+}
+
+void Camera::Publish(KnobSet& knobs) {
+  PublishKnobs(mCameraTree, knobs);
+  mKnobSets.push_back(&knobs);
+}
+
+void Camera::AddKnobs() {
+  mClockKnobs[kNow].OnRead([this] {
+    TARQ::CResourceValue now(TARQ::ValueType::Double);
+    now.Set(std::chrono::duration<double>(mClock->Now()).count());
+    return KnobValue(std::string(now.GetAsAscii(false).AsChar()));
+  });
+  mClockKnobs[kAdvance].OnWrite([this](const KnobValue& value) {
+    const std::optional<double> seconds = ParseNumber(value, 1e9);
+    if (!seconds) return false;
+    mClock->Advance(std::chrono::duration_cast<Duration>(std::chrono::duration<double>(*seconds)));
+    return true;
+  });
+  mClockKnobs[kAt].OnWrite(
+      [this](const KnobValue& value) { return mSchedule->Set(std::get<std::string>(value)); });
+  mRegistryKnobs[kBsp].OnWrite([this](const KnobValue& value) {
+    SetRegistry(std::get<std::string>(value));
+    return true;
+  });
+  mCameraKnobs[kRestore].OnWrite([this](const KnobValue& /*value*/) {
+    Restore();
+    return true;
+  });
+  AddTaskKnobs();
+  Publish(mAccessFaults.Knobs());
+  Publish(mCameraKnobs);
+  Publish(mClockKnobs);
+  Publish(mRegistryKnobs);
+  Publish(mTaskKnobs);
+}
+
+void Camera::AddTaskKnobs() {
+  mTaskKnobs[kPing].OnWrite([](const KnobValue& value) {
+    const std::optional<DWORD> number = ParseDword(value);
+    return number && PingTask(*number);
+  });
+  mTaskKnobs[kSubscribe].OnWrite(
+      [](const KnobValue& value) { return AskForReply(std::get<std::string>(value)); });
+  mTaskKnobs[kSubscribe].OnRead([] { return KnobValue(LastReply()); });
+  mTaskKnobs[kSend].OnWrite([](const KnobValue& value) {
+    const std::optional<DWORD> kind = ParseDword(value);
+    return kind && SendKind(*kind);
+  });
+  mTaskKnobs[kSignal].OnWrite([](const KnobValue& /*value*/) {
+    SignalTasks();
+    return true;
+  });
+}
+
+void Camera::SetRegistry(const std::string& bsp) {
+  if (bsp == kBspRemoved) {
+    mMachine.registry.SetBsp(std::nullopt);
+  } else {
+    mMachine.registry.SetBsp(ToWide(bsp.empty() ? mVariant.bsp : bsp));
+  }
+}
+
+// The first "=" ends the path. A schedule has semicolons of its own: an entry that is no write of
+// its own goes on with the one before.
+void Camera::SetStartKnobs(const std::string& knobs) {
+  std::vector<std::pair<std::string, std::string>> writes;
+  std::size_t from = 0;
+  while (from < knobs.size()) {
+    const std::size_t end = std::min(knobs.find(';', from), knobs.size());
+    const std::string entry = knobs.substr(from, end - from);
+    from = end + 1;
+    const std::size_t equals = entry.find('=');
+    const std::size_t blank = entry.find_first_of(' ', entry.find_first_not_of(' '));
+    const bool isWrite = equals != std::string::npos && equals < blank;
+    if (isWrite) {
+      writes.emplace_back(
+          entry.substr(entry.find_first_not_of(' '), equals - entry.find_first_not_of(' ')),
+          entry.substr(equals + 1));
+    } else if (!writes.empty()) {
+      writes.back().second += ";" + entry;
+    } else if (!entry.empty()) {
+      throw std::runtime_error("DIAGOR_KNOBS: \"" + entry + "\" is not of the form path=value");
+    }
+  }
+  for (const auto& [path, value] : writes) {
+    const DWORD status = Write(path, TARQ::CResourceValue(value.c_str()));
+    if (status == 0) continue;
+    throw std::runtime_error("DIAGOR_KNOBS: " + path +
+                             (status == TARQ::kStatusNotFound ? " is no node of this camera"
+                                                              : " refuses the value " + value));
+  }
+}
+
+DWORD Camera::Write(const std::string& path, const TARQ::CResourceValue& value) {
+  TARQ::CServerResource* const node =
+      TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(mCameraTree), path);
+  return node == nullptr ? TARQ::kStatusNotFound : TARQ::NodeAccess::Write(*node, value);
+}
+
+void Camera::Restore() {
+  for (KnobSet* const knobs : mKnobSets) knobs->Restore();
+  for (I2cBus* const bus : mBuses) bus->RestoreChips();
+  if (mPowerManagement != nullptr) mPowerManagement->Restore();
+  for (const auto& [node, value] : mNodeStarts) TARQ::NodeAccess::Store(*node, value);
+}
+
+std::string Camera::FillStorage() const {
+  const fs::path& root = mMachine.storage.Root();
+  std::error_code error;
+  if (fs::exists(root, error) && !fs::is_directory(root, error)) {
+    return root.string() + " is no folder";
+  }
+  if (fs::exists(root, error) && !fs::is_empty(root, error)) return {};
+  for (const std::string& folder : mVariant.folders) {
+    fs::create_directories(root / fs::path(folder).relative_path(), error);
+    if (error) return "cannot make " + folder + " in " + root.string() + ": " + error.message();
+  }
+  for (const std::string& file : mVariant.files) {
+    const fs::path path = root / fs::path(file).relative_path();
+    fs::create_directories(path.parent_path(), error);
+    if (!std::ofstream(path)) return "cannot make " + path.string();
+  }
+  return {};
+}
+
+}  // namespace desk

@@ -1,0 +1,96 @@
+// One camera, assembled from a variant: machine, framework, chips, drivers, nodes, knobs.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "clock/clock.h"
+#include "common_dll.h"
+#include "coredll/machine.h"
+#include "host/access_faults.h"
+#include "host/schedule.h"
+#include "host/variant.h"
+#include "knobs/knob.h"
+#include "tarq/deliveries.h"
+
+namespace desk {
+
+class I2cBus;
+class PowerManagement;
+
+struct CameraSettings {
+  std::string variant = "KY";
+  std::filesystem::path root;  // stands for the camera's storage
+  Clock::Kind clock = Clock::Kind::Virtual;
+  std::string knobs;  // "path=value;path=value", set before the program starts
+};
+
+// There is one in a process at a time.
+class Camera {
+ public:
+  // Throws std::runtime_error that says what is wrong with the settings. Makes no file.
+  explicit Camera(const CameraSettings& settings);
+  ~Camera();
+  Camera(const Camera&) = delete;
+  Camera& operator=(const Camera&) = delete;
+
+  // Makes and fills the storage when it is missing or empty. An error's text, or empty.
+  std::string FillStorage() const;
+
+  desk::Clock& Clock() { return *mClock; }
+  const Storage& Files() const { return mMachine.storage; }
+  TARQ::CResourceTree& CameraTree() { return mCameraTree; }
+  TARQ::CResourceTree& TaskTree() { return mTaskTree; }
+  desk::Deliveries& Deliveries() { return *mDeliveries; }
+  const desk::Variant& Variant() const { return mVariant; }
+
+  // A client's write to a camera-wide node; the status of the node.
+  DWORD Write(const std::string& path, const TARQ::CResourceValue& value);
+
+  static std::span<const KnobRow> ClockKnobRows();
+  static std::span<const KnobRow> TaskKnobRows();
+  static std::span<const KnobRow> CameraKnobRows();
+  static std::span<const KnobRow> RegistryKnobRows();
+
+ private:
+  void AddDrivers();
+  void AddChips();
+  void AddNodes();
+  void AddKnobs();
+  void AddTaskKnobs();
+  void Publish(KnobSet& knobs);
+  void SetStartKnobs(const std::string& knobs);
+  void SetRegistry(const std::string& bsp);
+  void Restore();
+
+  // The core services and the framework act on this camera while it lives.
+  class Installation {
+   public:
+    explicit Installation(Camera& camera);
+    ~Installation();
+    Installation(const Installation&) = delete;
+    Installation& operator=(const Installation&) = delete;
+  };
+
+  desk::Variant mVariant;
+  std::unique_ptr<desk::Clock> mClock;
+  Machine mMachine;
+  Installation mInstallation;  // outlives the trees
+  TARQ::CResourceTree mCameraTree;
+  TARQ::CResourceTree mTaskTree;
+  AccessFaults mAccessFaults;
+  KnobSet mClockKnobs;
+  KnobSet mTaskKnobs;
+  KnobSet mCameraKnobs;
+  KnobSet mRegistryKnobs;
+  std::vector<KnobSet*> mKnobSets;
+  std::vector<I2cBus*> mBuses;
+  PowerManagement* mPowerManagement = nullptr;
+  std::vector<std::pair<TARQ::CServerResource*, TARQ::CResourceValue>> mNodeStarts;
+  std::unique_ptr<Schedule> mSchedule;
+  std::unique_ptr<desk::Deliveries> mDeliveries;
+};
+
+}  // namespace desk

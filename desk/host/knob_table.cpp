@@ -1,0 +1,82 @@
+#include "host/knob_table.h"
+
+#include <sstream>
+
+#include "chips/clock_chip.h"
+#include "chips/fuel_gauge.h"
+#include "drivers/driver_port.h"
+#include "drivers/i2c_bus.h"
+#include "drivers/power_management.h"
+#include "host/access_faults.h"
+#include "host/camera.h"
+
+namespace desk {
+
+namespace {
+
+std::string_view KindText(KnobKind kind) {
+  switch (kind) {
+    case KnobKind::Bool:
+      return "bool";
+    case KnobKind::Integer:
+      return "integer";
+    case KnobKind::Number:
+      return "number";
+    case KnobKind::Text:
+      return "text";
+    case KnobKind::Trigger:
+      return "trigger";
+    case KnobKind::Command:
+      return "command";
+    case KnobKind::ReadOnly:
+      return "read only";
+  }
+  return "";
+}
+
+bool HasDefault(KnobKind kind) {
+  return kind != KnobKind::Trigger && kind != KnobKind::Command && kind != KnobKind::ReadOnly;
+}
+
+std::string RangeText(const KnobRow& row) {
+  if (row.kind != KnobKind::Integer && row.kind != KnobKind::Number) return "";
+  std::ostringstream text;
+  text.precision(10);
+  text << row.least << " to " << row.most;
+  return text.str();
+}
+
+}  // namespace
+
+std::vector<KnobFamily> AllKnobs() {
+  return {
+      {"An address of an I2C bus", ".desk.bus.<i2c1, i2c2>.<address>", I2cBus::SlotKnobRows()},
+      {"A stream driver", ".desk.driver.<i2c1, i2c2, pmi1>", DriverPort::KnobRows()},
+      {"Real-time clock chip", ".desk.rtc", ClockChip::KnobRows()},
+      {"Fuel gauge", ".desk.gauge", FuelGauge::KnobRows()},
+      {"Power management", ".desk.pmi", PowerManagement::CounterKnobRows()},
+      {"Camera-wide nodes", ".desk", AccessFaults::KnobRows()},
+      {"Registry", ".desk.registry", Camera::RegistryKnobRows()},
+      {"Time", ".desk.clock", Camera::ClockKnobRows()},
+      {"The task's queue and events", ".desk.task", Camera::TaskKnobRows()},
+      {"The whole camera", ".desk", Camera::CameraKnobRows()},
+  };
+}
+
+std::string KnobTableMarkdown() {
+  std::ostringstream text;
+  for (const KnobFamily& family : AllKnobs()) {
+    text << "### " << family.title << "\n\n"
+         << "| Knob | Kind | Unit | Default | Range | Meaning |\n|---|---|---|---|---|---|\n";
+    for (const KnobRow& row : family.rows) {
+      text << "| `" << family.prefix << "." << row.name << "` | " << KindText(row.kind) << " | "
+           << row.unit << " | ";
+      if (HasDefault(row.kind)) text << "`" << (row.initial.empty() ? " " : row.initial) << "`";
+      text << " | " << RangeText(row) << " | " << row.meaning << " |\n";
+    }
+    text << "\n";
+  }
+  return text.str();
+}
+
+}  // namespace desk

@@ -1,0 +1,9 @@
+// Prints the knob table, as docs/desk-camera.md holds it.
+#include <iostream>
+
+#include "host/knob_table.h"
+
+int main() {
+  std::cout << desk::KnobTableMarkdown();
+  return 0;
+}

@@ -1,0 +1,113 @@
+// The program on the desk camera: reads the environment, assembles one camera, runs the program.
+#include <pthread.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+#include <thread>
+
+#include "coredll/text.h"
+#include "host/camera.h"
+#include "server/http_server.h"
+#include "tarq/framework.h"
+
+int WINAPI WinMain(HINSTANCE instance, HINSTANCE previous, LPWSTR commandLine, int show);
+
+namespace {
+
+constexpr int kBadStart = 2;
+
+std::string FromEnvironment(const char* name, const std::string& otherwise) {
+  const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing runs yet
+  return value == nullptr || *value == '\0' ? otherwise : value;
+}
+
+desk::CameraSettings ReadSettings() {
+  desk::CameraSettings settings;
+  settings.variant = FromEnvironment("DIAGOR_VARIANT", "KY");
+  const std::string clock = FromEnvironment("DIAGOR_CLOCK", "real");
+  if (clock != "real" && clock != "virtual") {
+    throw std::runtime_error("DIAGOR_CLOCK is real or virtual, not " + clock);
+  }
+  settings.clock = clock == "real" ? desk::Clock::Kind::Real : desk::Clock::Kind::Virtual;
+  settings.root = FromEnvironment(
+      "DIAGOR_ROOT",
+      (std::filesystem::temp_directory_path() / ("diagor-" + std::to_string(getuid()))).string());
+  settings.knobs = FromEnvironment("DIAGOR_KNOBS", "");
+  return settings;
+}
+
+// As the operating system hands it to the process: the words after the program's name.
+std::wstring CommandLine(int argc, char** argv) {
+  std::string line;
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    const bool quoted = word.empty() || word.find_first_of(" \t") != std::string::npos;
+    line += (i > 1 ? " " : "") + (quoted ? "\"" + word + "\"" : word);
+  }
+  return desk::ToWide(line);
+}
+
+// The two signals that end the process go to a thread of their own.
+void StopOnSignal() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::thread([signals] {
+    int signal = 0;
+    sigwait(&signals, &signal);
+    desk::RequestStop();
+  }).detach();
+}
+
+DWORD Wake(const desk::Camera& camera, desk::HttpServer& server, std::uint16_t port) {
+  const std::string storage = camera.FillStorage();
+  if (!storage.empty()) {
+    fprintf(stderr, "diagor: the camera's storage: %s\n", storage.c_str());
+    return TARQ::kStatusFailed;
+  }
+  const std::string error = server.Bind(port);
+  if (!error.empty()) {
+    fprintf(stderr, "diagor: port %u of the loopback address: %s (another one: -p)\n", port,
+            error.c_str());
+    return TARQ::kStatusNoPort;
+  }
+  return 0;
+}
+
+void Serve(const desk::Camera& camera, desk::HttpServer& server) {
+  server.Serve();
+  fprintf(stderr, "diagor: variant %s, storage %s, serving on http://127.0.0.1:%u\n",
+          camera.Variant().name.c_str(), camera.Files().Root().c_str(), server.Port());
+}
+
+int RunProgram(int argc, char** argv) {
+  desk::Camera camera(ReadSettings());
+  desk::HttpServer server(camera);
+  desk::SetFrameworkHooks({[&](std::uint16_t port) { return Wake(camera, server, port); },
+                           [&] { Serve(camera, server); }});
+  std::wstring line = CommandLine(argc, argv);
+  const int status = WinMain(nullptr, nullptr, line.data(), 1);
+
+  // A process ends whatever its threads do; so does this one, without waiting for a test that never
+  // returns. A status whose low byte is 0 must not look like success to a shell.
+  fflush(nullptr);
+  _exit(status != 0 && (status & 0xFF) == 0 ? 1 : status);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    StopOnSignal();
+    return RunProgram(argc, argv);
+  } catch (const std::exception& error) {
+    fprintf(stderr, "diagor: %s\n", error.what());
+    return kBadStart;
+  }
+}

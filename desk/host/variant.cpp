@@ -1,0 +1,143 @@
+#include "host/variant.h"
+
+#include <toml++/toml.h>
+#include <algorithm>
+#include <stdexcept>
+
+namespace desk {
+
+namespace {
+
+std::string At(const std::string& file, const toml::node& node) {
+  return file + ":" + std::to_string(node.source().begin.line) + ": ";
+}
+
+// A reader of one table that knows which keys it was asked for: a key that nobody reads is a
+// mistake in the file.
+class TableReader {
+ public:
+  TableReader(const std::string& file, const toml::table& table) : mFile(file), mTable(table) {}
+
+  template <typename Value>
+  Value Take(const std::string& key) {
+    const toml::node* const node = TakeNode(key);
+    if (node == nullptr) {
+      throw std::runtime_error(At(mFile, mTable) + "the key " + key + " is missing");
+    }
+    const auto value = node->value_exact<Value>();
+    if (!value) throw std::runtime_error(At(mFile, *node) + "the key " + key + " has a wrong type");
+    return *value;
+  }
+
+  std::vector<std::string> TakeTexts(const std::string& key) {
+    std::vector<std::string> texts;
+    const toml::node* const node = TakeNode(key);
+    if (node == nullptr) return texts;
+    const toml::array* const array = node->as_array();
+    if (array == nullptr) throw std::runtime_error(At(mFile, *node) + key + " is no list");
+    for (const toml::node& element : *array) {
+      const auto text = element.value_exact<std::string>();
+      if (!text)
+        throw std::runtime_error(At(mFile, element) + key + " lists something else than texts");
+      texts.push_back(*text);
+    }
+    return texts;
+  }
+
+  const toml::node* TakeNode(const std::string& key) {
+    mTaken.push_back(key);
+    return mTable.get(key);
+  }
+
+  void Finish() const {
+    for (const auto& [key, node] : mTable) {
+      const std::string name(key.str());
+      if (std::find(mTaken.begin(), mTaken.end(), name) == mTaken.end()) {
+        throw std::runtime_error(At(mFile, node) + "unknown key " + name);
+      }
+    }
+  }
+
+ private:
+  const std::string& mFile;
+  const toml::table& mTable;
+  std::vector<std::string> mTaken;
+};
+
+ChipEntry ReadChip(const std::string& file, const toml::node& node) {
+  const toml::table* const table = node.as_table();
+  if (table == nullptr) throw std::runtime_error(At(file, node) + "a chip is a table");
+  TableReader reader(file, *table);
+  ChipEntry chip;
+  chip.bus = reader.Take<std::string>("bus");
+  const auto address = reader.Take<std::int64_t>("address");
+  if (address < 0 || address > 0xFE || address % 2 != 0) {
+    throw std::runtime_error(At(file, node) + "address is no even number from 0x00 to 0xFE");
+  }
+  chip.address = static_cast<std::uint8_t>(address);
+  chip.kind = reader.Take<std::string>("kind");
+  reader.Finish();
+  return chip;
+}
+
+NodeStart ReadNodeStart(const std::string& file, const std::string& path, const toml::node& node) {
+  if (const auto truth = node.value_exact<bool>()) return *truth;
+  if (const auto whole = node.value_exact<std::int64_t>()) return *whole;
+  if (const auto number = node.value_exact<double>()) return *number;
+  if (const auto text = node.value_exact<std::string>()) return *text;
+  throw std::runtime_error(At(file, node) + "node " + path + " has a value of no known type");
+}
+
+Variant ReadVariant(const std::string& file, const toml::table& table) {
+  TableReader reader(file, table);
+  Variant variant;
+  variant.name = reader.Take<std::string>("name");
+  variant.bsp = reader.Take<std::string>("bsp");
+  variant.drivers = reader.TakeTexts("drivers");
+  variant.folders = reader.TakeTexts("folders");
+  variant.files = reader.TakeTexts("files");
+  if (const toml::node* const chips = reader.TakeNode("chip")) {
+    const toml::array* const list = chips->as_array();
+    if (list == nullptr) throw std::runtime_error(At(file, *chips) + "chip is no list of tables");
+    for (const toml::node& chip : *list) variant.chips.push_back(ReadChip(file, chip));
+  }
+  if (const toml::node* const nodes = reader.TakeNode("nodes")) {
+    const toml::table* const list = nodes->as_table();
+    if (list == nullptr) throw std::runtime_error(At(file, *nodes) + "nodes is no table");
+    for (const auto& [path, node] : *list) {
+      variant.nodes.emplace_back(path.str(), ReadNodeStart(file, std::string(path.str()), node));
+    }
+  }
+  reader.Finish();
+  return variant;
+}
+
+}  // namespace
+
+const std::vector<std::string>& VariantNames() {
+  static const std::vector<std::string> names = {"N",  "K",  "R",  "R-sysimg", "M",  "V",
+                                                 "N7", "H",  "M7", "KY",       "R7", "R7-bfs",
+                                                 "R8", "M8", "LQ", "V8"};
+  return names;
+}
+
+Variant LoadVariant(const std::string& name) {
+  std::string file = name;
+  if (name.find('/') == std::string::npos) {
+    const auto& names = VariantNames();
+    if (std::find(names.begin(), names.end(), name) == names.end()) {
+      std::string known;
+      for (const std::string& each : names) known += " " + each;
+      throw std::runtime_error("there is no variant " + name + "; there are" + known);
+    }
+    file = std::string(DESK_VARIANTS_FOLDER) + "/" + name + ".toml";
+  }
+  try {
+    return ReadVariant(file, toml::parse_file(file));
+  } catch (const toml::parse_error& error) {
+    throw std::runtime_error(file + ":" + std::to_string(error.source().begin.line) + ": " +
+                             std::string(error.description()));
+  }
+}
+
+}  // namespace desk

@@ -1,0 +1,38 @@
+// One camera that the desk can be, as its file lists it.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace desk {
+
+struct ChipEntry {
+  std::string bus;  // "i2c1"
+  std::uint8_t address = 0;
+  std::string kind;
+};
+
+using NodeStart = std::variant<bool, std::int64_t, double, std::string>;
+
+struct Variant {
+  std::string name;
+  std::string bsp;                   // the registry's platform code
+  std::vector<std::string> drivers;  // "i2c1"
+  std::vector<ChipEntry> chips;
+  std::vector<std::pair<std::string, NodeStart>> nodes;  // camera-wide paths
+  std::vector<std::string> folders;                      // of the storage, made when it is filled
+  std::vector<std::string> files;                        // likewise; empty ones
+};
+
+// name: a variant's ("KY"), or the path of a file (with a '/'). Throws std::runtime_error that
+// says which file, line and key are wrong.
+Variant LoadVariant(const std::string& name);
+
+// The names of all variants, in the order of their platforms.
+const std::vector<std::string>& VariantNames();
+
+}  // namespace desk

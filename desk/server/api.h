@@ -1,0 +1,52 @@
+// What the network face answers, apart from sockets: paths, JSON, problems.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace desk {
+
+class Camera;
+
+struct ApiRequest {
+  std::string method;
+  std::string target;  // path and query, as sent
+  std::string host;    // of the headers; empty: not sent
+  std::string origin;
+  std::string body;
+};
+
+struct ApiReply {
+  unsigned status = 200;
+  std::string contentType = "application/json";
+  std::string body;
+};
+
+class Api {
+ public:
+  using Send = std::function<void(ApiReply)>;
+  // Runs something that may wait long on a thread that no read needs; false: none is free.
+  using RunLong = std::function<bool(std::function<void()>)>;
+
+  static constexpr int kMostDepth = 32;  // of JSON, in and out
+
+  Api(Camera& camera, RunLong runLong);
+
+  // send is called once: at once for a read, on another thread when a write has ended.
+  void Handle(const ApiRequest& request, const Send& send);
+
+ private:
+  void HandleTree(const ApiRequest& request, bool isTask, std::string_view path,
+                  std::string_view query, const Send& send);
+  void WriteTask(const ApiRequest& request, std::string_view path, bool traced, const Send& send);
+  void WriteCamera(const ApiRequest& request, std::string_view path, const Send& send);
+  ApiReply ReadFile(std::string_view path) const;
+
+  Camera& mCamera;
+  RunLong mRunLong;
+};
+
+ApiReply Problem(unsigned status, const std::string& title, const std::string& detail);
+
+}  // namespace desk

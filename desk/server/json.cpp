@@ -1,0 +1,136 @@
+#include "server/json.h"
+
+#include <cxxabi.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <typeinfo>
+
+#include "tarq/node_access.h"
+
+namespace desk {
+
+using Json = nlohmann::ordered_json;
+using TARQ::CResourceValue;
+using TARQ::NodeAccess;
+using TARQ::ValueType;
+
+namespace {
+
+std::string ClassName(const TARQ::CServerResource& node) {
+  int status = 0;
+  const std::unique_ptr<char, decltype(&std::free)> name(
+      abi::__cxa_demangle(typeid(node).name(), nullptr, nullptr, &status), &std::free);
+  return status == 0 ? name.get() : typeid(node).name();
+}
+
+const char* TypeName(ValueType type) {
+  switch (type) {
+    case ValueType::Bool:
+      return "bool";
+    case ValueType::Int:
+      return "int";
+    case ValueType::Double:
+      return "double";
+    case ValueType::Ascii:
+      return "text";
+    case ValueType::Wide:
+      return "wide text";
+    case ValueType::Enumerated:
+      return "enumerated text";
+  }
+  return "";
+}
+
+const char* KindName(const TARQ::CServerResource& node) {
+  if (node.Type() != TARQ::kValueNode) return "branch";
+  return dynamic_cast<const TARQ::CTrigResource*>(&node) != nullptr ? "trigger" : "value";
+}
+
+Json StepJson(const TraceStep& step) {
+  Json json;
+  json["ms"] = std::chrono::duration<double, std::milli>(step.at).count();
+  json["op"] = step.op;
+  for (const auto& [key, value] : step.fields) {
+    std::visit([&json, &name = key](const auto& field) { json[name] = field; }, value);
+  }
+  return json;
+}
+
+}  // namespace
+
+Json ValueJson(const CResourceValue& value) {
+  switch (value.Type()) {
+    case ValueType::Bool:
+      return value.GetBool();
+    case ValueType::Int:
+      return value.GetInt();
+    case ValueType::Double:
+      return std::isfinite(value.GetDouble()) ? Json(value.GetDouble()) : Json(nullptr);
+    default:
+      return value.GetAscii().AsChar();
+  }
+}
+
+Json NodeJson(TARQ::CServerResource& node, int depth) {
+  Json json;
+  json["path"] = NodeAccess::Path(node);
+  json["kind"] = KindName(node);
+  CResourceValue value("");
+  const bool readable = node.Type() == TARQ::kValueNode && NodeAccess::Read(node, value) == 0;
+  json["type"] = readable ? Json(TypeName(value.Type())) : Json(nullptr);
+  json["class"] = ClassName(node);
+  json["value"] = readable ? ValueJson(value) : Json(nullptr);
+  if (readable && value.Type() == ValueType::Enumerated) json["allowed"] = value.GetList();
+  json["children"] = Json::array();
+  for (TARQ::CServerResource* const child : NodeAccess::Children(node)) {
+    json["children"].push_back(depth > 0 ? NodeJson(*child, depth - 1)
+                                         : Json(NodeAccess::Name(*child)));
+  }
+  return json;
+}
+
+Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, bool traced) {
+  Json json;
+  json["status"] = delivered.status;
+  json["value"] = node.Type() == TARQ::kValueNode ? ValueJson(delivered.value) : Json(nullptr);
+  json["records"] = delivered.records;
+  if (!traced) return json;
+  json["elapsed_ms"] = std::chrono::duration<double, std::milli>(delivered.elapsed).count();
+  json["trace"] = Json::array();
+  for (const TraceStep& step : delivered.observation.Steps()) {
+    json["trace"].push_back(StepJson(step));
+  }
+  if (delivered.observation.StepsLeftOut() > 0) {
+    json["trace_left_out"] = delivered.observation.StepsLeftOut();
+  }
+  return json;
+}
+
+std::optional<CResourceValue> ValueFromJson(const Json& json) {
+  if (json.is_boolean()) return CResourceValue(json.get<bool>());
+  if (json.is_string()) {
+    const auto text = json.get<std::string>();
+    // A text of the camera ends at its first NUL.
+    if (text.find('\0') != std::string::npos) return std::nullopt;
+    return CResourceValue(text.c_str());
+  }
+  if (!json.is_number()) return std::nullopt;
+  const auto number = json.get<double>();
+  if (json.is_number_integer() && number >= std::numeric_limits<LONG>::min() &&
+      number <= std::numeric_limits<LONG>::max()) {
+    return CResourceValue(json.get<LONG>());
+  }
+  CResourceValue value(ValueType::Double);
+  value.Set(number);
+  return value;
+}
+
+std::string Dump(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace desk

@@ -1,0 +1,24 @@
+// Nodes, values and traces as JSON.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+
+#include "common_dll.h"
+#include "tarq/deliveries.h"
+
+namespace desk {
+
+// depth: how many levels of children are nested as objects; below that, their names.
+nlohmann::ordered_json NodeJson(TARQ::CServerResource& node, int depth);
+nlohmann::ordered_json ValueJson(const TARQ::CResourceValue& value);
+nlohmann::ordered_json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered,
+                                     bool traced);
+// None for what no node holds: null, a list, an object, a number out of range.
+std::optional<TARQ::CResourceValue> ValueFromJson(const nlohmann::ordered_json& json);
+
+// Bytes that are no UTF-8 (a text cut in a character) are replaced, never refused.
+std::string Dump(const nlohmann::ordered_json& json);
+
+}  // namespace desk

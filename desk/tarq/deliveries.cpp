@@ -1,0 +1,82 @@
+#include "tarq/deliveries.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "tarq/node_access.h"
+
+namespace desk {
+
+Deliveries::Deliveries(Clock& clock, Starts starts) : mClock(clock), mStarts(std::move(starts)) {}
+
+Deliveries::~Deliveries() {
+  for (Running& running : mRunning) {
+    if (running.thread.joinable()) running.thread.join();
+  }
+}
+
+Deliveries::Start Deliveries::Deliver(TARQ::CServerResource& node,
+                                      const TARQ::CResourceValue& value, bool traced, Done done) {
+  const std::lock_guard lock(mLock);
+  JoinFinished();
+  for (const Running& running : mRunning) {
+    if (running.node == &node) return Start::Busy;
+  }
+  if (mRunning.size() >= kMost) return Start::NoRoom;
+
+  // Its turn is its place in the order of arrival.
+  auto ticket = mClock.Prepare(Clock::Role::MovesTime);
+  Running& running = mRunning.emplace_back(Running{{}, &node, false});
+  running.thread = std::thread(
+      [this, &running, &node, value, traced, done = std::move(done), ticket = std::move(ticket)] {
+        Run(
+            node, value, traced,
+            [&](const Delivered& delivered) {
+              {
+                const std::lock_guard busy(mLock);
+                running.node = nullptr;
+              }
+              done(delivered);
+            },
+            ticket);
+        const std::lock_guard ending(mLock);
+        running.finished = true;
+      });
+  return Start::Started;
+}
+
+void Deliveries::Run(TARQ::CServerResource& node, const TARQ::CResourceValue& value, bool traced,
+                     const Done& done, const std::shared_ptr<Clock::Ticket>& ticket) {
+  auto participation = std::make_unique<Clock::Participation>(mClock, ticket);
+  if (mStarts) mStarts(TARQ::NodeAccess::Path(node));
+  Delivered delivered = {0, TARQ::CResourceValue(""), {}, {}, Observation(mClock, traced)};
+  {
+    const Observation::Scope scope(delivered.observation);
+    try {
+      delivered.status = TARQ::NodeAccess::Write(node, value);
+    } catch (const std::exception& error) {
+      fprintf(stderr, "diagor: a write ended by an exception: %s\n", error.what());
+      delivered.status = TARQ::kStatusFailed;
+    }
+  }
+  delivered.elapsed = delivered.observation.Elapsed();
+  delivered.value = TARQ::NodeAccess::Stored(node);
+  delivered.records = delivered.observation.Records();
+  // What else is due runs before the client hears of it.
+  participation.reset();
+  done(delivered);
+}
+
+// Under the lock.
+void Deliveries::JoinFinished() {
+  for (auto running = mRunning.begin(); running != mRunning.end();) {
+    if (running->finished) {
+      running->thread.join();
+      running = mRunning.erase(running);
+    } else {
+      ++running;
+    }
+  }
+}
+
+}  // namespace desk

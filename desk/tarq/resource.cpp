@@ -1,0 +1,277 @@
+#include <cstdlib>
+#include <mutex>
+#include <shared_mutex>
+
+#include "common_dll.h"
+#include "coredll/machine.h"
+#include "tarq/node_access.h"
+#include "tarq/trace_value.h"
+#include "trace/observation.h"
+
+namespace TARQ {
+
+namespace {
+
+// For the structure of both trees, which are built once and then read. Values have locks of their
+// own; none is held while a write or a read is carried out.
+std::shared_mutex& StructureLock() {
+  static std::shared_mutex lock;
+  return lock;
+}
+
+std::string_view WithoutLeadingDot(std::string_view path) {
+  if (!path.empty() && path.front() == '.') path.remove_prefix(1);
+  return path;
+}
+
+}  // namespace
+
+CServerResource::CServerResource(const CResourcePath& path, DWORD resourceType, DWORD attributes)
+    : mValue(ValueType::Bool),
+      mName(WithoutLeadingDot(path.AsString())),
+      mResourceType(resourceType),
+      mAttributes(attributes) {}
+
+CServerResource::CServerResource(const CResourcePath& path, const CResourceValue& value,
+                                 DWORD attributes)
+    : mValue(value),
+      mName(WithoutLeadingDot(path.AsString())),
+      mResourceType(kValueNode),
+      mAttributes(attributes) {}
+
+CServerResource::~CServerResource() = default;
+
+void* CServerResource::operator new(std::size_t size) noexcept {
+  return std::malloc(size);
+}
+
+void CServerResource::operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+DWORD CServerResource::AddChild(CServerResource* child, const CUser* /*user*/) {
+  if (child == nullptr) return kStatusInvalid;
+  const std::unique_lock lock(StructureLock());
+  child->mParent = this;
+  child->mIndex = mChildren.size();
+  mChildren.emplace_back(child);
+  return 0;
+}
+
+DWORD CServerResource::Set(const CResourceValue& value, DWORD waitMode, DWORD timeOut,
+                           const CUser* /*user*/) {
+  const bool allowed = NodeAccess::MayWrite(*this);
+  const DWORD status = allowed ? NodeAccess::Write(*this, value) : kStatusRefused;
+  if (NodeAccess::TreeOf(*this) == CSupervisor::mpGlobalResourceTree) {
+    desk::Observation::Step("set", {{"path", NodeAccess::Path(*this)},
+                                    {"value", desk::ToTraceValue(value)},
+                                    {"wait", static_cast<std::int64_t>(waitMode)},
+                                    {"time_out", static_cast<std::int64_t>(timeOut)},
+                                    {"ok", status == 0}});
+  }
+  return status;
+}
+
+DWORD CServerResource::Get(CResourceValue& value, const CUser* /*user*/) {
+  const bool allowed = NodeAccess::MayRead(*this);
+  const DWORD status = allowed ? GetImpl(value) : kStatusUnreadable;
+  if (NodeAccess::TreeOf(*this) == CSupervisor::mpGlobalResourceTree) {
+    desk::Observation::Step(
+        "get", {{"path", NodeAccess::Path(*this)},
+                {"value", status == 0 ? desk::ToTraceValue(value) : desk::TraceValue("")},
+                {"ok", status == 0}});
+  }
+  return status;
+}
+
+DWORD CServerResource::Open() {
+  ++mOpenCount;
+  return 0;
+}
+
+DWORD CServerResource::Close() {
+  --mOpenCount;
+  return 0;
+}
+
+namespace {
+
+DWORD OpenFound(CServerResource* node, CResource*& resource) {
+  if (node == nullptr || !NodeAccess::MayOpen(*node)) return kStatusNotFound;
+  resource = node;
+  return node->Open();
+}
+
+}  // namespace
+
+DWORD CServerResource::OpenChild(const CResourcePath& path, CResource*& child) {
+  return OpenFound(NodeAccess::Find(*this, path.AsString()), child);
+}
+
+DWORD CServerResource::OpenChild(DWORD index, CResource*& child) {
+  CServerResource* found = nullptr;
+  {
+    const std::shared_lock lock(StructureLock());
+    if (index < mChildren.size()) found = mChildren[index].get();
+  }
+  return OpenFound(found, child);
+}
+
+DWORD CServerResource::OpenParent(CResource*& parent) {
+  CServerResource* found = nullptr;
+  {
+    const std::shared_lock lock(StructureLock());
+    found = mParent;
+  }
+  return OpenFound(found, parent);
+}
+
+DWORD CServerResource::Iterate(CResource*& sibling) {
+  CServerResource* found = nullptr;
+  {
+    const std::shared_lock lock(StructureLock());
+    if (mParent != nullptr && mIndex + 1 < mParent->mChildren.size()) {
+      found = mParent->mChildren[mIndex + 1].get();
+    }
+  }
+  return OpenFound(found, sibling);
+}
+
+DWORD CServerResource::SetImpl(CResourceValue& value, bool& changed) {
+  if (mResourceType != kValueNode) return kStatusRefused;
+  const CResourceValue before = mValue;
+  const DWORD status = mValue.Set(value, true);
+  changed = status == 0 && before.Compare(mValue) != 0;
+  return status;
+}
+
+DWORD CServerResource::GetImpl(CResourceValue& value) {
+  if (mResourceType != kValueNode) return kStatusUnreadable;
+  return value.Set(mValue, false);
+}
+
+CTrigResource::CTrigResource(const CResourcePath& path, bool value, DWORD attributes)
+    : CServerResource(path, CResourceValue(value), attributes) {}
+
+DWORD CTrigResource::GetImpl(CResourceValue& value) {
+  return value.Set(CResourceValue(false), false);
+}
+
+CResourceTree::CResourceTree()
+    : mRoot(new CServerResource(CResourcePath(""), kBranchNode, 0x80000000)) {
+  mRoot->mTree = this;
+}
+
+CResourceTree::~CResourceTree() = default;
+
+DWORD CResourceTree::OpenResource(const CResourcePath& path, CResource*& resource,
+                                  const CUser* /*user*/) {
+  return OpenFound(NodeAccess::Find(*mRoot, path.AsString()), resource);
+}
+
+CResource* CResourceTree::GetRoot() {
+  return mRoot.get();
+}
+
+std::string NodeAccess::Path(const CServerResource& node) {
+  const std::shared_lock lock(StructureLock());
+  std::string path = node.mName;
+  for (const CServerResource* above = node.mParent; above != nullptr && above->mParent != nullptr;
+       above = above->mParent) {
+    path.insert(0, above->mName + ".");
+  }
+  return path;
+}
+
+std::vector<CServerResource*> NodeAccess::Children(const CServerResource& node) {
+  const std::shared_lock lock(StructureLock());
+  std::vector<CServerResource*> children;
+  children.reserve(node.mChildren.size());
+  for (const auto& child : node.mChildren) children.push_back(child.get());
+  return children;
+}
+
+CServerResource* NodeAccess::Find(CServerResource& from, std::string_view path) {
+  const std::shared_lock lock(StructureLock());
+  path = WithoutLeadingDot(path);
+  CServerResource* node = &from;
+  while (!path.empty()) {
+    const std::string_view name = path.substr(0, path.find('.'));
+    CServerResource* next = nullptr;
+    for (const auto& child : node->mChildren) {
+      if (child->mName == name) {
+        next = child.get();
+        break;
+      }
+    }
+    if (next == nullptr) return nullptr;
+    node = next;
+    path.remove_prefix(name.size());
+    if (path == ".") return nullptr;  // a dot that names nothing
+    path = WithoutLeadingDot(path);
+  }
+  return node;
+}
+
+DWORD NodeAccess::Write(CServerResource& node, const CResourceValue& value) {
+  CResourceValue written = value;
+  bool changed = false;
+  return node.SetImpl(written, changed);
+}
+
+CServerResource& NodeAccess::MakeBranch(CServerResource& from, std::string_view path) {
+  path = WithoutLeadingDot(path);
+  CServerResource* node = &from;
+  while (!path.empty()) {
+    const std::string name(path.substr(0, path.find('.')));
+    CServerResource* next = Find(*node, name);
+    if (next == nullptr) {
+      next = new CServerResource(CResourcePath(name), kBranchNode, 0x80000000);
+      node->AddChild(next, nullptr);
+    }
+    node = next;
+    path.remove_prefix(name.size());
+    path = WithoutLeadingDot(path);
+  }
+  return *node;
+}
+
+CServerResource& NodeAccess::Add(CServerResource& parent, std::unique_ptr<CServerResource> child) {
+  CServerResource& node = *child;
+  parent.AddChild(child.release(), nullptr);
+  return node;
+}
+
+CResourceTree* NodeAccess::TreeOf(const CServerResource& node) {
+  const std::shared_lock lock(StructureLock());
+  const CServerResource* above = &node;
+  while (above->mParent != nullptr) above = above->mParent;
+  return above->mTree;
+}
+
+namespace {
+
+using Rule = bool (AccessRules::*)(const std::string&) const;
+
+bool Allows(AccessRules* rules, Rule rule, const CServerResource& node) {
+  return rules == nullptr || (rules->*rule)(NodeAccess::Path(node));
+}
+
+}  // namespace
+
+bool NodeAccess::MayOpen(const CServerResource& node) {
+  const CResourceTree* const tree = TreeOf(node);
+  return tree == nullptr || Allows(tree->mRules, &AccessRules::MayOpen, node);
+}
+
+bool NodeAccess::MayRead(const CServerResource& node) {
+  const CResourceTree* const tree = TreeOf(node);
+  return tree == nullptr || Allows(tree->mRules, &AccessRules::MayRead, node);
+}
+
+bool NodeAccess::MayWrite(const CServerResource& node) {
+  const CResourceTree* const tree = TreeOf(node);
+  return tree == nullptr || Allows(tree->mRules, &AccessRules::MayWrite, node);
+}
+
+}  // namespace TARQ

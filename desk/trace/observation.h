@@ -1,0 +1,76 @@
+// What is observed of one delivery of a client's write: the steps that the delivering thread asks
+// of the camera, and the records that come meanwhile. The program knows nothing of it.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "clock/clock.h"
+
+namespace desk {
+
+using TraceValue = std::variant<bool, std::int64_t, double, std::string>;
+
+struct TraceStep {
+  TimePoint at;  // since the delivery's start
+  std::string op;
+  std::vector<std::pair<std::string, TraceValue>> fields;
+};
+
+class Observation {
+ public:
+  static constexpr std::size_t kMostSteps = 10'000;
+
+  Observation(const Clock& clock, bool traced);
+
+  // The observation of the delivery that runs on this thread, or null.
+  static Observation* Current();
+  // Whether a step would be kept or counted: asked before a costly one is put together.
+  static bool IsTraced();
+  // Adds a step to the current delivery's trace, where there is one.
+  static void Step(std::string_view op, std::vector<std::pair<std::string, TraceValue>> fields);
+
+  // The delivering thread appends to a file: what the file grows by is records.
+  void WillAppend(const std::filesystem::path& file);
+  void AddRecord(std::string record) { mRecords.push_back(std::move(record)); }
+
+  Duration Elapsed() const { return mClock.Now() - mStart; }
+  const std::vector<TraceStep>& Steps() const { return mSteps; }
+  std::size_t StepsLeftOut() const { return mStepsLeftOut; }
+  std::vector<std::string> Records() const;
+
+  // Makes the observation this thread's own while it lives.
+  class Scope {
+   public:
+    explicit Scope(Observation& observation);
+    ~Scope();
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+  };
+
+ private:
+  struct GrowingFile {
+    std::filesystem::path path;
+    std::uintmax_t size;  // before the delivery's first append
+  };
+
+  const Clock& mClock;
+  const TimePoint mStart;
+  const bool mTraced;
+  std::vector<TraceStep> mSteps;
+  std::size_t mStepsLeftOut = 0;
+  std::vector<GrowingFile> mFiles;
+  std::vector<std::string> mRecords;
+};
+
+// Bytes as hexadecimal text, lower case.
+std::string HexText(const void* bytes, std::size_t count);
+// "0x80000058".
+std::string HexNumber(std::uint32_t number);
+
+}  // namespace desk

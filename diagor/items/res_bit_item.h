@@ -1,0 +1,43 @@
+// Base of all test items: one node per piece of hardware, whose value is its test result.
+#pragma once
+
+#include "app/framework.h"
+
+// Writing any text but "Untested" runs the test on the writing thread; the write returns when the
+// test has ended. The value is one of the result texts, always eight characters:
+//   "Untested"  no result
+//   "OK      "  passed
+//   "Tested  "  ran to its end without a verdict; what was found is in the message
+//   "E %04X  "  failed, with the low 16 bits of the test's code
+//   "Error   "  failed, without a code
+class CResBitItem : public TARQ::CServerResource {
+ public:
+  // description: the item's name in log records, cut to 19 characters.
+  CResBitItem(const TARQ::CResourcePath& path, const char* description);
+
+  DWORD SetImpl(TARQ::CResourceValue& value, bool& changed) override;
+
+  // The test: empties mMessage first, ends each path in one setter and returns its result.
+  virtual DWORD RunTest(const TARQ::CResourceValue& written) = 0;
+
+ protected:
+  static constexpr DWORD kDescriptionSize = 20;
+  static constexpr DWORD kMessageSize = 180;
+
+  void EmptyMessage();
+
+  // Store the result, write the record; 0 for a passed or tested item, 1 for a failed one.
+  DWORD SetResultOK(const char* message);
+  DWORD SetResultTested(const char* message);
+  DWORD SetResultError(const char* message, DWORD code);
+
+  // Appends the message to mMessage and writes one record: a line of the log file, or a record of
+  // the system log when test.description.format says "XML".
+  void LogResult(const char* message);
+
+  char mDescription[kDescriptionSize];
+  char mMessage[kMessageSize];  // of the current run
+
+ private:
+  void StoreResult(const char* result);
+};
