@@ -1,0 +1,54 @@
+// Which tests a run makes, in which order, how often; and the run itself.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "client/camera_client.h"
+
+namespace client {
+
+struct TestItem {
+  std::string path;       // "test.items.battery.battery"
+  std::string className;  // "CResBitBattery"
+  std::string value;
+};
+
+// Every test item of the camera, in tree order.
+std::vector<TestItem> TestItems(CameraClient& camera);
+
+// As the user writes paths: "items.battery.battery" is "test.items.battery.battery"; a leading dot
+// names the camera-wide tree.
+std::string FullPath(const std::string& path);
+
+// Items that match any of the globs (all without one), in tree order, each once.
+std::vector<TestItem> Select(const std::vector<TestItem>& items,
+                             const std::vector<std::string>& globs);
+
+struct Attempt {
+  std::string path;
+  unsigned round = 1;
+  bool passed = false;
+  std::uint32_t status = 0;
+  std::string value;
+  std::string message;  // of the item's last record
+  double seconds = 0;   // of the camera's clock
+  std::vector<std::string> records;
+};
+
+struct RunOptions {
+  unsigned rounds = 1;
+  bool untilFail = false;  // no further round after one that had a failure
+};
+
+// Runs the items, round by round. progress is told of each attempt before and after it is made.
+// What was made before an error or an interruption stays in attempts.
+void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOptions& options,
+         std::vector<Attempt>& attempts,
+         const std::function<void(const Attempt&, bool done)>& progress);
+
+// The message of a log line or a system log record whose item has that result.
+std::string MessageOf(const std::string& record, const std::string& value);
+
+}  // namespace client

@@ -1,0 +1,162 @@
+#include "support/test_camera.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <future>
+#include <sstream>
+
+#include "client/run_plan.h"
+#include "server/json.h"
+#include "tarq/framework.h"
+#include "tarq/node_access.h"
+
+int WINAPI WinMain(HINSTANCE instance, HINSTANCE previous, LPWSTR commandLine, int show);
+
+namespace test {
+
+namespace fs = std::filesystem;
+using TARQ::NodeAccess;
+
+std::ostream& operator<<(std::ostream& out, const Result& result) {
+  return out << "{" << result.status << ", \"" << result.value << "\", \"" << result.message
+             << "\"}";
+}
+
+TemporaryFolder::TemporaryFolder() {
+  std::string name = (fs::temp_directory_path() / "diagor-test-XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  mPath = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  fs::remove_all(mPath, ignored);
+}
+
+BareCamera::BareCamera(const std::string& variant, const std::string& knobs) {
+  desk::CameraSettings settings;
+  settings.variant = variant;
+  settings.root = mFolder.Path();
+  settings.knobs = knobs;
+  mCamera = std::make_unique<desk::Camera>(settings);
+  EXPECT_EQ(mCamera->FillStorage(), "");
+}
+
+void BareCamera::Set(const std::string& path, const std::string& value) {
+  ASSERT_EQ(mCamera->Write(path, TARQ::CResourceValue(value.c_str())), 0U)
+      << path << " = " << value;
+}
+
+Json BareCamera::Tree(const std::string& path) {
+  const bool isCamera = path.starts_with(".");
+  TARQ::CResourceTree& tree = isCamera ? mCamera->CameraTree() : mCamera->TaskTree();
+  TARQ::CServerResource* const node = NodeAccess::Find(NodeAccess::Root(tree), path);
+  return node == nullptr ? Json() : desk::NodeJson(*node, 32);
+}
+
+std::string BareCamera::Get(const std::string& path) {
+  const Json node = Tree(path);
+  if (node.is_null()) return "no such node";
+  const Json& value = node["value"];
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+Json BareCamera::Write(const std::string& path, const Json& value) {
+  TARQ::CServerResource* const node =
+      NodeAccess::Find(NodeAccess::Root(mCamera->TaskTree()), path);
+  if (node == nullptr) return Json();
+  std::promise<std::string> reply;
+  const auto started = mCamera->Deliveries().Deliver(
+      *node, *desk::ValueFromJson(value), true, [&](const desk::Delivered& delivered) {
+        reply.set_value(desk::Dump(desk::DeliveredJson(*node, delivered, true)));
+      });
+  if (started != desk::Deliveries::Start::Started) return Json();
+  return Json::parse(reply.get_future().get());
+}
+
+Result BareCamera::Run(const std::string& path, const Json& value) {
+  const Json reply = Write(path, value);
+  if (reply.is_null()) return {0, "no such node", ""};
+  const auto text = reply["value"].get<std::string>();
+  const Json& records = reply["records"];
+  return {reply["status"].get<DWORD>(), text,
+          records.empty() ? "no record"
+                          : client::MessageOf(records.back().get<std::string>(), text)};
+}
+
+fs::path BareCamera::File(const std::string& cameraPath) const {
+  return mFolder.Path() / fs::path(cameraPath).relative_path();
+}
+
+std::string BareCamera::Contents(const std::string& cameraPath) const {
+  std::ifstream file(File(cameraPath), std::ios::binary);
+  std::ostringstream contents;
+  contents << file.rdbuf();
+  return contents.str();
+}
+
+void BareCamera::MakeFile(const std::string& cameraPath, const std::string& contents) {
+  fs::create_directories(File(cameraPath).parent_path());
+  std::ofstream(File(cameraPath), std::ios::binary) << contents;
+}
+
+std::vector<std::string> BareCamera::LogLines() const {
+  std::istringstream log(Contents("/FlashFS/tmp/bitlog.txt"));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(log, line);) lines.push_back(line);
+  return lines;
+}
+
+TestCamera::TestCamera(const std::string& variant, const std::string& knobs)
+    : TestCamera(variant, knobs, {}) {}
+
+TestCamera::TestCamera(const std::string& variant, const std::string& knobs,
+                       const std::vector<std::string>& files)
+    : BareCamera(variant, knobs) {
+  for (const std::string& file : files) MakeFile(file);
+  struct Start {
+    std::promise<bool> serves;
+    bool told = false;
+  };
+  const auto start = std::make_shared<Start>();
+  desk::SetFrameworkHooks({{}, [start] {
+                             start->told = true;
+                             start->serves.set_value(true);
+                           }});
+  mProgram = std::thread([start, this] {
+    wchar_t noWords[] = L"";
+    mExitCode = WinMain(nullptr, nullptr, noWords, 1);
+    if (!start->told) start->serves.set_value(false);
+  });
+  mStarted = start->serves.get_future().get();
+  if (!mStarted) Stop();
+}
+
+TestCamera::~TestCamera() { Stop(); }
+
+void TestCamera::Stop() {
+  if (!mProgram.joinable()) return;
+  desk::RequestStop();
+  mProgram.join();
+}
+
+std::vector<std::string> TraceLines(const Json& reply) {
+  std::vector<std::string> lines;
+  for (const Json& step : reply["trace"]) {
+    std::string line;
+    for (const auto& [key, value] : step.items()) {
+      if (!line.empty()) line += " ";
+      if (key == "ms") {
+        line += std::to_string(static_cast<long>(value.get<double>()));
+      } else {
+        line += value.is_string() ? value.get<std::string>() : value.dump();
+      }
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+}  // namespace test
