@@ -1,0 +1,219 @@
+// The task body: idle counting, marker files, torch, queue, stop.
+#include <gtest/gtest.h>
+
+#include "app/bit_supv_factory.h"
+#include "support/test_camera.h"
+#include "tarq/framework.h"
+#include "tarq/node_access.h"
+
+namespace test {
+namespace {
+
+constexpr char kLcdMarker[] = "/FlashFS/system/bit/BitRunLCDTest";
+constexpr char kViewMarker[] = "/FlashFS/system/bit/BitRunViewTest";
+constexpr char kVcamMarker[] = "/FlashFS/system/bit/BitRunVCamTest";
+constexpr char kTorch[] = ".system.vcam.torch";
+constexpr char kChannel[] = ".image.services.channel.active";
+
+// Takes note of what the task writes to it.
+class WrittenNode : public TARQ::CServerResource {
+ public:
+  explicit WrittenNode(const char* name)
+      : CServerResource(name, TARQ::CResourceValue("none"), 0x80000000) {}
+};
+
+// The interactive items that markers write to, as plain texts.
+void AddInteractiveItems(TestCamera& camera) {
+  auto& items = *TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(camera.Camera().TaskTree()),
+                                        "test.items");
+  for (const char* const group : {"lcd_i", "viewFinder_i"}) {
+    TARQ::NodeAccess::MakeBranch(items, group).AddChild(new WrittenNode("bitmaps"), nullptr);
+  }
+}
+constexpr char kLcd[] = "test.items.lcd_i.bitmaps";
+constexpr char kView[] = "test.items.viewFinder_i.bitmaps";
+
+void Idle(TestCamera& camera, int seconds) {
+  camera.Set(".desk.clock.advance", std::to_string(seconds));
+}
+
+TEST(BitTaskTest, StartSwitchesTheJournalOffAndMakesTheTemporaryFolder) {
+  TestCamera camera("KY");
+  Idle(camera, 0);
+  EXPECT_EQ(camera.Get(".appl.journal.active"), "false");
+  EXPECT_TRUE(std::filesystem::is_directory(camera.File("/FlashFS/tmp")));
+}
+
+TEST(BitTaskTest, WithoutMarkersNothingHappens) {
+  TestCamera camera("KY");
+  AddInteractiveItems(camera);
+  Idle(camera, 100);
+  EXPECT_EQ(camera.Get(kLcd), "none");
+  EXPECT_EQ(camera.Get(kView), "none");
+  EXPECT_EQ(camera.Get(kTorch), "false");
+  EXPECT_EQ(camera.Get(kChannel), "IR");
+}
+
+struct MarkerCase {
+  const char* name;
+  std::vector<std::string> markers;
+  const char* lcd;
+  const char* view;
+  const char* channel;
+};
+void PrintTo(const MarkerCase& each, std::ostream* out) { *out << each.name; }
+
+const MarkerCase kMarkers[] = {
+    {"Lcd", {kLcdMarker}, "", "none", "IR"},
+    {"View", {kViewMarker}, "none", "", "IR"},
+    {"LcdBeforeView", {kLcdMarker, kViewMarker}, "", "none", "IR"},
+    {"Vcam", {kVcamMarker}, "none", "none", "VISUAL"},
+    {"ViewAndVcam", {kViewMarker, kVcamMarker}, "none", "", "VISUAL"},
+    {"All", {kLcdMarker, kViewMarker, kVcamMarker}, "", "none", "VISUAL"},
+};
+
+class MarkerTest : public ::testing::TestWithParam<MarkerCase> {};
+
+TEST_P(MarkerTest, AreLookedAtOnceAtTheTwentiethIdleTimeOut) {
+  TestCamera camera("KY", "", GetParam().markers);
+  AddInteractiveItems(camera);
+  Idle(camera, 19);
+  EXPECT_EQ(camera.Get(kLcd), "none");
+  EXPECT_EQ(camera.Get(kView), "none");
+  EXPECT_EQ(camera.Get(kChannel), "IR");
+  Idle(camera, 1);
+  EXPECT_EQ(camera.Get(kLcd), GetParam().lcd);
+  EXPECT_EQ(camera.Get(kView), GetParam().view);
+  EXPECT_EQ(camera.Get(kChannel), GetParam().channel);
+  EXPECT_EQ(camera.Get(".image.services.channel.commit"),
+            std::string(GetParam().channel) == "VISUAL" ? "true" : "false");
+
+  // Never again.
+  camera.Write(kLcd, "none");
+  camera.Write(kView, "none");
+  camera.Set(kChannel, "IR");
+  Idle(camera, 60);
+  EXPECT_EQ(camera.Get(kLcd), "none");
+  EXPECT_EQ(camera.Get(kView), "none");
+  EXPECT_EQ(camera.Get(kChannel), "IR");
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, MarkerTest, ::testing::ValuesIn(kMarkers),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST(MarkerTest, MissingTargetsAreSkippedSilently) {
+  TestCamera camera("KY", ".desk.hidden=image.services.channel.active",
+                    {kLcdMarker, kVcamMarker});
+  Idle(camera, 20);
+  EXPECT_EQ(camera.Get(kChannel), "IR");
+  EXPECT_EQ(camera.Get(".image.services.channel.commit"), "true");  // also after a failed open
+  EXPECT_EQ(camera.Run("test.items.eeprom.main").value, "OK      ");
+}
+
+TEST(MarkerTest, NamesMatchWithoutRegardToCase) {
+  TestCamera camera("KY", "", {"/FlashFS/system/bit/bitrunvcamtest"});
+  Idle(camera, 20);
+  EXPECT_EQ(camera.Get(kChannel), "VISUAL");
+}
+
+TEST(TorchTest, BlinksFromTheNextTimeOutOnOffFirst) {
+  TestCamera camera("KY", "", {kVcamMarker});
+  camera.Set(kTorch, "true");
+  Idle(camera, 20);
+  EXPECT_EQ(camera.Get(kTorch), "true");
+  const char* const phases[] = {"false", "true", "false", "true"};
+  for (const char* const phase : phases) {
+    Idle(camera, 1);
+    EXPECT_EQ(camera.Get(kTorch), phase);
+  }
+}
+
+TEST(IdleTest, MessagesDelayTheMarkersAndAreNoTimeOuts) {
+  TestCamera camera("KY", "", {kVcamMarker});
+  for (int i = 0; i < 60; ++i) {  // half a minute in which the queue is never quiet for a second
+    camera.Set(".desk.clock.advance", "0.5");
+    camera.Set(".desk.task.ping", std::to_string(i + 1));
+    EXPECT_EQ(camera.Get(".desk.task.ping"), std::to_string(i + 1));
+  }
+  EXPECT_EQ(camera.Get(kChannel), "IR");
+  Idle(camera, 19);
+  EXPECT_EQ(camera.Get(kChannel), "IR");
+  Idle(camera, 1);
+  EXPECT_EQ(camera.Get(kChannel), "VISUAL");
+}
+
+TEST(QueueTest, PingsAndSubscriptionsReachTheFrameworkAndOthersAreDropped) {
+  TestCamera camera("KY");
+  camera.Set(".desk.task.send", "3");
+  camera.Set(".desk.task.send", "0");
+  camera.Set(".desk.task.ping", "4711");
+  camera.Run("test.items.eeprom.main");
+  camera.Set(".desk.task.subscribe", "test.items.eeprom.main");
+  EXPECT_EQ(camera.Get(".desk.task.subscribe"), "test.items.eeprom.main=OK      ");
+  EXPECT_NE(camera.Camera().Write(".desk.task.subscribe", TARQ::CResourceValue("no.such")), 0U);
+}
+
+TEST(QueueTest, HoldsAHundredRecordsAndHandsThemOnInOrder) {
+  BareCamera camera;
+  TARQ::CQueue queue;
+  queue.Init(L"BitQ", 100, 32, 0);
+  for (DWORD i = 0; i < 100; ++i) EXPECT_TRUE(desk::SendKind(i));
+  EXPECT_FALSE(desk::SendKind(100));
+  DWORD record[8] = {};
+  for (DWORD i = 0; i < 100; ++i) {
+    ASSERT_EQ(queue.Receive(record, 0, 0, 32), 0U);
+    EXPECT_EQ(record[0], i);
+  }
+  EXPECT_NE(queue.Receive(record, 0, 0, 32), 0U);
+  queue.Delete();
+  EXPECT_FALSE(desk::SendKind(1));
+}
+
+TEST(StopTest, SignalThatIsNoStopDrainsTheQueueAndGoesOn) {
+  TestCamera camera("KY");
+  camera.Set(".desk.task.signal", "true");
+  camera.Set(".desk.task.ping", "1");
+  camera.Set(".desk.task.signal", "true");
+  camera.Set(".desk.task.ping", "2");
+  EXPECT_EQ(camera.Get(".desk.task.ping"), "2");
+  camera.Stop();
+  EXPECT_EQ(camera.ExitCode(), 0);
+}
+
+TEST(StopTest, EndedProgramLeavesNoTaskAndNoQueue) {
+  TestCamera camera("H");
+  camera.Stop();
+  EXPECT_EQ(camera.ExitCode(), 0);
+  EXPECT_FALSE(desk::SendKind(7));
+}
+
+TEST(FactoryTest, MakesTheTwoContainersByExactName) {
+  BareCamera camera;
+  CBitSupvFactory factory;
+  const std::unique_ptr<TARQ::CLibContainer> first(factory.Create("CBitTask"));
+  const std::unique_ptr<TARQ::CLibContainer> second(factory.Create("CBitTask"));
+  const std::unique_ptr<TARQ::CLibContainer> version(factory.Create("CLibCreateVersion"));
+  EXPECT_NE(first, nullptr);
+  EXPECT_NE(second, nullptr);
+  EXPECT_NE(first, second);
+  EXPECT_NE(dynamic_cast<TARQ::CTaskContainer*>(first.get()), nullptr);
+  EXPECT_EQ(dynamic_cast<TARQ::CTaskContainer*>(version.get()), nullptr);
+  for (const char* const name : {"cbittask", "CBitTask ", ""}) {
+    EXPECT_EQ(factory.Create(name), nullptr);
+  }
+}
+
+TEST(VersionTest, IsPublishedOnceAndItsFailureFailsTheStart) {
+  {
+    TestCamera camera("KY");
+    EXPECT_EQ(camera.Get(".version.sw.Diagor.number"), "23.0.1.1");
+    EXPECT_EQ(camera.Get(".version.sw.Diagor.date").size(), 11U);
+  }
+  TestCamera hidden("KY", ".desk.hidden=version");
+  EXPECT_FALSE(hidden.Started());
+  EXPECT_NE(hidden.ExitCode(), 0);
+  EXPECT_EQ(hidden.Get(".version.sw.Diagor.number"), "no such node");
+}
+
+}  // namespace
+}  // namespace test
