@@ -16,7 +16,7 @@ using tcp = asio::ip::tcp;
 namespace {
 
 constexpr auto kConnectDeadline = std::chrono::seconds(5);
-constexpr auto kReadDeadline = std::chrono::seconds(30);     // of a read
+constexpr auto kReadDeadline = std::chrono::seconds(30);  // of a read
 constexpr auto kInterruptCheck = std::chrono::milliseconds(100);
 constexpr std::uint64_t kMostAnswer = 256ULL * 1024 * 1024;  // bytes
 

@@ -47,12 +47,11 @@ std::vector<TestItem> Select(const std::vector<TestItem>& items,
                              const std::vector<std::string>& globs) {
   if (globs.empty()) return items;
   std::vector<TestItem> selected;
-  std::copy_if(items.begin(), items.end(), std::back_inserter(selected),
-               [&globs](const TestItem& item) {
-                 return std::any_of(globs.begin(), globs.end(), [&item](const std::string& glob) {
-                   return Matches(item, glob);
-                 });
-               });
+  std::copy_if(
+      items.begin(), items.end(), std::back_inserter(selected), [&globs](const TestItem& item) {
+        return std::any_of(globs.begin(), globs.end(),
+                           [&item](const std::string& glob) { return Matches(item, glob); });
+      });
   return selected;
 }
 

@@ -161,8 +161,7 @@ int Reset(client::CameraClient& camera, const Options& options) {
 }
 
 int Log(client::CameraClient& camera, const Options& options) {
-  std::cout << camera.File(options.systemLog ? "FlashFS/log/syslog.txt"
-                                             : "FlashFS/tmp/bitlog.txt");
+  std::cout << camera.File(options.systemLog ? "FlashFS/log/syslog.txt" : "FlashFS/tmp/bitlog.txt");
   return kNothingFailed;
 }
 
@@ -190,10 +189,11 @@ int Execute(Command command, const Options& options) {
 int main(int argc, char** argv) {
   std::signal(SIGINT, [](int) { gInterrupted = true; });
 
-  CLI::App app{"Lists, runs and reads the tests of a camera.\n"
-               "Paths: items.battery.battery or test.items.battery.battery; a leading dot names the "
-               "camera-wide tree (.desk.rtc.rate).",
-               "diagorctl"};
+  CLI::App app{
+      "Lists, runs and reads the tests of a camera.\n"
+      "Paths: items.battery.battery or test.items.battery.battery; a leading dot names the "
+      "camera-wide tree (.desk.rtc.rate).",
+      "diagorctl"};
   app.set_version_flag("--version", DIAGORCTL_VERSION);
   Options options;
   app.add_option("--port", options.port, "The camera's port")->capture_default_str();

@@ -145,7 +145,8 @@ TEST(TextTest, WideTextAndUtf8) {
   EXPECT_EQ(desk::ToUtf8(L"aä\u20AC\U0001F600"), "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80");
   EXPECT_EQ(desk::ToWide("a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"), L"aä\u20AC\U0001F600");
   // Cut, overlong, surrogate, stray, out of range.
-  for (const char* const broken : {"\xC3", "\xC0\x80", "\xED\xA0\x80", "\x80", "\xF5\x80\x80\x80"}) {
+  for (const char* const broken :
+       {"\xC3", "\xC0\x80", "\xED\xA0\x80", "\x80", "\xF5\x80\x80\x80"}) {
     EXPECT_EQ(desk::ToWide(broken).find_first_not_of(L'\uFFFD'), std::wstring::npos) << broken;
   }
   EXPECT_EQ(desk::ToWide("\xC3(ok"), L"\uFFFD(ok");

@@ -83,7 +83,7 @@ TEST_F(ItemTest, OnlyTheExactWordUntestedResets) {
     return item.SetResultOK("");
   });
   for (const Json& written : {Json("run"), Json("untested"), Json("Untested "), Json(""), Json(5),
-                             Json(true), Json(1.5)}) {
+                              Json(true), Json(1.5)}) {
     EXPECT_EQ(mCamera.Write(kPath, written)["value"], "OK      ") << written;
   }
   EXPECT_EQ(runs, 7);
@@ -182,7 +182,8 @@ TEST(LogRecordTest, MissingDescriptionLeavesBlanks) {
 
   // A format node that reads "XML" without a list counts as well; other children still miss.
   auto& description = TARQ::NodeAccess::MakeBranch(root, "test.description");
-  description.AddChild(new TARQ::CServerResource("format", TARQ::CResourceValue("XML"), 0), nullptr);
+  description.AddChild(new TARQ::CServerResource("format", TARQ::CResourceValue("XML"), 0),
+                       nullptr);
   description.AddChild(new TARQ::CServerResource("serial", TARQ::CResourceValue("77"), 0), nullptr);
   camera.Run("item");
   EXPECT_EQ(camera.LogLines().size(), 1U);

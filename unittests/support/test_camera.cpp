@@ -64,8 +64,7 @@ std::string BareCamera::Get(const std::string& path) {
 }
 
 Json BareCamera::Write(const std::string& path, const Json& value) {
-  TARQ::CServerResource* const node =
-      NodeAccess::Find(NodeAccess::Root(mCamera->TaskTree()), path);
+  TARQ::CServerResource* const node = NodeAccess::Find(NodeAccess::Root(mCamera->TaskTree()), path);
   if (node == nullptr) return Json();
   std::promise<std::string> reply;
   const auto started = mCamera->Deliveries().Deliver(
@@ -81,9 +80,9 @@ Result BareCamera::Run(const std::string& path, const Json& value) {
   if (reply.is_null()) return {0, "no such node", ""};
   const auto text = reply["value"].get<std::string>();
   const Json& records = reply["records"];
-  return {reply["status"].get<DWORD>(), text,
-          records.empty() ? "no record"
-                          : client::MessageOf(records.back().get<std::string>(), text)};
+  return {
+      reply["status"].get<DWORD>(), text,
+      records.empty() ? "no record" : client::MessageOf(records.back().get<std::string>(), text)};
 }
 
 fs::path BareCamera::File(const std::string& cameraPath) const {
@@ -134,7 +133,9 @@ TestCamera::TestCamera(const std::string& variant, const std::string& knobs,
   if (!mStarted) Stop();
 }
 
-TestCamera::~TestCamera() { Stop(); }
+TestCamera::~TestCamera() {
+  Stop();
+}
 
 void TestCamera::Stop() {
   if (!mProgram.joinable()) return;

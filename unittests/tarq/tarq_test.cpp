@@ -241,8 +241,10 @@ TEST(SupervisorTest, RefusesAnotherCamerasServer) {
   const TARQ::SupvItem none[] = {{nullptr, nullptr, nullptr, nullptr, {}}};
   EXPECT_NE(supervisor.Init(&factory, none, "bit", 0, "10.0.0.1", 0, nullptr, nullptr, nullptr, 0),
             0U);
-  EXPECT_NE(supervisor.Init(&factory, none, "bit", 0, nullptr, 5, nullptr, nullptr, nullptr, 0), 0U);
-  EXPECT_EQ(supervisor.Init(&factory, none, "bit", 0, nullptr, 0, nullptr, nullptr, nullptr, 0), 0U);
+  EXPECT_NE(supervisor.Init(&factory, none, "bit", 0, nullptr, 5, nullptr, nullptr, nullptr, 0),
+            0U);
+  EXPECT_EQ(supervisor.Init(&factory, none, "bit", 0, nullptr, 0, nullptr, nullptr, nullptr, 0),
+            0U);
   const TARQ::SupvItem unknown[] = {{"LIB", "CNobody", "INIT", nullptr, {}},
                                     {nullptr, nullptr, nullptr, nullptr, {}}};
   EXPECT_NE(supervisor.Init(&factory, unknown, "bit", 0, nullptr, 0, nullptr, nullptr, nullptr, 0),

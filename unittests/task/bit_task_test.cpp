@@ -24,8 +24,8 @@ class WrittenNode : public TARQ::CServerResource {
 
 // The interactive items that markers write to, as plain texts.
 void AddInteractiveItems(TestCamera& camera) {
-  auto& items = *TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(camera.Camera().TaskTree()),
-                                        "test.items");
+  auto& items =
+      *TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(camera.Camera().TaskTree()), "test.items");
   for (const char* const group : {"lcd_i", "viewFinder_i"}) {
     TARQ::NodeAccess::MakeBranch(items, group).AddChild(new WrittenNode("bitmaps"), nullptr);
   }
@@ -61,7 +61,9 @@ struct MarkerCase {
   const char* view;
   const char* channel;
 };
-void PrintTo(const MarkerCase& each, std::ostream* out) { *out << each.name; }
+void PrintTo(const MarkerCase& each, std::ostream* out) {
+  *out << each.name;
+}
 
 const MarkerCase kMarkers[] = {
     {"Lcd", {kLcdMarker}, "", "none", "IR"},
@@ -102,8 +104,7 @@ INSTANTIATE_TEST_SUITE_P(Files, MarkerTest, ::testing::ValuesIn(kMarkers),
                          [](const auto& each) { return std::string(each.param.name); });
 
 TEST(MarkerTest, MissingTargetsAreSkippedSilently) {
-  TestCamera camera("KY", ".desk.hidden=image.services.channel.active",
-                    {kLcdMarker, kVcamMarker});
+  TestCamera camera("KY", ".desk.hidden=image.services.channel.active", {kLcdMarker, kVcamMarker});
   Idle(camera, 20);
   EXPECT_EQ(camera.Get(kChannel), "IR");
   EXPECT_EQ(camera.Get(".image.services.channel.commit"), "true");  // also after a failed open

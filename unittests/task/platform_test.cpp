@@ -2,12 +2,12 @@
 #include <gtest/gtest.h>
 
 #include "support/test_camera.h"
+#include "tarq/node_access.h"
 #include "task/platform.h"
+#include "task/test_root.h"
 #include "tests/device/battery.h"
 #include "tests/device/clock.h"
 #include "tests/device/eeprom.h"
-#include "tarq/node_access.h"
-#include "task/test_root.h"
 
 namespace test {
 namespace {
@@ -19,7 +19,9 @@ struct PlatformCase {
   const char* clockClass;
   bool bfsInUse;
 };
-void PrintTo(const PlatformCase& each, std::ostream* out) { *out << each.variant; }
+void PrintTo(const PlatformCase& each, std::ostream* out) {
+  *out << each.variant;
+}
 
 const PlatformCase kPlatforms[] = {
     {"K", {"eeprom", "battery", "clock"}, "CResBitBattery", "CResBitClock", false},
@@ -81,8 +83,7 @@ TEST_P(PlatformTest, BuildsItsGroupsInOrderWithItsClasses) {
     }
   }
   // Whatever was opened while the tree was built is closed again.
-  std::vector<TARQ::CServerResource*> open = {
-      &TARQ::NodeAccess::Root(camera.Camera().TaskTree())};
+  std::vector<TARQ::CServerResource*> open = {&TARQ::NodeAccess::Root(camera.Camera().TaskTree())};
   while (!open.empty()) {
     TARQ::CServerResource* const node = open.back();
     open.pop_back();
@@ -164,8 +165,8 @@ TEST(CreatorTest, UnknownPlatformHasAnEmptyGroup) {
 TEST(EepromNTest, ThePlatformSelectsTheBoards) {
   BareCamera camera("K");
   ASSERT_EQ(BuildTestRoot(nullptr, 0), 0U);
-  auto& items = *TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(camera.Camera().TaskTree()),
-                                        "test.items");
+  auto& items =
+      *TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(camera.Camera().TaskTree()), "test.items");
   items.AddChild(new CResBitEEPromN("all", "EE prom", false, 1), nullptr);
   items.AddChild(new CResBitEEPromN("none", "EE prom", false, 2), nullptr);
   EXPECT_EQ(camera.Run("test.items.all"),

@@ -107,8 +107,8 @@ TEST_P(EepromGroupTest, HasTheBoardsOfThePlatformEachAtItsOwnAddress) {
     const std::string name = row.name;
     const Json reply = camera.Write(path, "run");
     EXPECT_EQ(reply["value"], "OK      ") << path;
-    EXPECT_EQ(TraceLines(reply).at(0), std::string("0 i2c ") + row.bus + " " + row.address +
-                                           " 00 ffffffffffffffff true");
+    EXPECT_EQ(TraceLines(reply).at(0),
+              std::string("0 i2c ") + row.bus + " " + row.address + " 00 ffffffffffffffff true");
 
     std::string chip = std::string(".desk.bus.") + (row.bus[3] == '1' ? "i2c1." : "i2c2.");
     chip += row.address;

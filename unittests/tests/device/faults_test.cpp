@@ -84,10 +84,7 @@ const FaultCase kCases[] = {
     {"CounterFirstReadFails", "H", ".desk.driver.pmi1.fail=0,1", kClock, kClockStands},
     {"CounterSecondReadFails", "H", ".desk.driver.pmi1.fail=1,1", kClock, kClockStands},
     // The word of a failed first read must not make up a difference that passes.
-    {"CounterSmallFirstFails",
-     "H",
-     ".desk.pmi.counter=0 .desk.driver.pmi1.fail=0,1",
-     kClock,
+    {"CounterSmallFirstFails", "H", ".desk.pmi.counter=0 .desk.driver.pmi1.fail=0,1", kClock,
      kClockStands},
 };
 
@@ -121,10 +118,9 @@ TEST(ClockTraceTest, ReadsSleepsAndReadsAgain) {
   TestCamera camera("KY");
   const Json reply = camera.Write(kClock, "run");
   EXPECT_EQ(TraceLines(reply),
-            (std::vector<std::string>{
-                "0 i2c I2C1: d0 00 0000120429081300 true", "0 sleep 5000",
-                "5000 i2c I2C1: d0 00 0500120429081300 true",
-                "5000 file /FlashFS/tmp/bitlog.txt a+ true"}));
+            (std::vector<std::string>{"0 i2c I2C1: d0 00 0000120429081300 true", "0 sleep 5000",
+                                      "5000 i2c I2C1: d0 00 0500120429081300 true",
+                                      "5000 file /FlashFS/tmp/bitlog.txt a+ true"}));
   EXPECT_EQ(reply["elapsed_ms"], 5000.0);
 }
 

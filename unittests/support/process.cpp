@@ -1,0 +1,100 @@
+#include "support/process.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <stdexcept>
+
+extern char** environ;
+
+namespace test {
+
+namespace {
+
+bool ReadSome(int pipe, std::string& text) {
+  char buffer[4096];
+  const ssize_t count = read(pipe, buffer, sizeof buffer);
+  if (count <= 0) return false;
+  text.append(buffer, static_cast<std::size_t>(count));
+  return true;
+}
+
+}  // namespace
+
+Process::Process(const std::string& program, const std::vector<std::string>& arguments,
+                 const std::map<std::string, std::string>& environment) {
+  int output[2];
+  int errors[2];
+  if (pipe2(output, O_CLOEXEC) != 0 || pipe2(errors, O_CLOEXEC) != 0) {
+    throw std::runtime_error("no pipe");
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, errors[1], STDERR_FILENO);
+
+  const std::string path = std::string(TEST_BIN_FOLDER) + "/" + program;
+  std::vector<std::string> words = {path};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+  std::vector<std::string> variables;
+  for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    if (!std::string(*variable).starts_with("DIAGOR_")) variables.emplace_back(*variable);
+  }
+  std::vector<char*> envp;
+  for (std::string& variable : variables) envp.push_back(variable.data());
+  envp.push_back(nullptr);
+
+  const int error = posix_spawn(&mPid, path.c_str(), &actions, nullptr, argv.data(), envp.data());
+  posix_spawn_file_actions_destroy(&actions);
+  close(output[1]);
+  close(errors[1]);
+  mOutputPipe = output[0];
+  mErrorPipe = errors[0];
+  if (error != 0) throw std::runtime_error("cannot start " + path);
+}
+
+Process::~Process() {
+  if (mPid > 0) {
+    kill(mPid, SIGKILL);
+    waitpid(mPid, nullptr, 0);
+  }
+  close(mOutputPipe);
+  close(mErrorPipe);
+}
+
+std::string Process::ErrorsUntil(const std::string& text) {
+  while (mErrors.find(text) == std::string::npos && ReadSome(mErrorPipe, mErrors)) {
+  }
+  return mErrors;
+}
+
+void Process::Signal(int signal) const {
+  kill(mPid, signal);
+}
+
+int Process::Wait() {
+  while (ReadSome(mOutputPipe, mOutput)) {
+  }
+  while (ReadSome(mErrorPipe, mErrors)) {
+  }
+  int status = 0;
+  waitpid(mPid, &status, 0);
+  mPid = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+std::uint16_t PortOf(const std::string& errors) {
+  const std::string before = "http://127.0.0.1:";
+  const std::size_t found = errors.find(before);
+  if (found == std::string::npos) throw std::runtime_error("no port in: " + errors);
+  return static_cast<std::uint16_t>(std::stoul(errors.substr(found + before.size())));
+}
+
+}  // namespace test

@@ -1,0 +1,43 @@
+// A program of this project as a process of its own.
+#pragma once
+
+#include <sys/types.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace test {
+
+class Process {
+ public:
+  // program: by its name in the build's bin folder.
+  Process(const std::string& program, const std::vector<std::string>& arguments,
+          const std::map<std::string, std::string>& environment = {});
+  // Kills what still runs.
+  ~Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  // Blocks until standard error holds the text, and returns what stands there so far; what it said
+  // in all when it ends before.
+  std::string ErrorsUntil(const std::string& text);
+  void Signal(int signal) const;
+  // Waits for the end; the exit code, or minus the signal that ended it.
+  int Wait();
+  // After Wait: all that it wrote.
+  const std::string& Output() const { return mOutput; }
+  const std::string& Errors() const { return mErrors; }
+
+ private:
+  pid_t mPid = -1;
+  int mOutputPipe = -1;
+  int mErrorPipe = -1;
+  std::string mOutput;
+  std::string mErrors;
+};
+
+// The camera's port, as standard error names it.
+std::uint16_t PortOf(const std::string& errors);
+
+}  // namespace test
