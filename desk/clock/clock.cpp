@@ -125,8 +125,9 @@ bool Clock::WaitOutside(const std::function<bool()>& ready, Duration patience) {
 
 // deadline: nanoseconds of the machine's steady clock.
 bool Clock::WaitReal(Waiter& waiter, std::int64_t deadline) {
-  if (waiter.wake.WaitUntil(deadline)) return true;
+  const bool woken = waiter.wake.WaitUntil(deadline);
   std::unique_lock lock(mLock);
+  if (woken) return true;
   // Woken in the last moment: the post is on its way.
   if (waiter.isReady) {
     lock.unlock();

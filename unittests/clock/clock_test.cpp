@@ -133,8 +133,10 @@ TEST_F(VirtualClockTest, OutsidersWaitWithoutATurn) {
 TEST_F(VirtualClockTest, HasOneParticipantRunningAtATime) {
   int running = 0;  // unguarded: the hand-over alone orders it
   int most = 0;
+  bool go = false;
   for (int i = 0; i < 4; ++i) {
     Start(Clock::Role::MovesTime, [&] {
+      mClock.Wait([&go] { return go; }, desk::kNever);
       for (int step = 0; step < 500; ++step) {
         ++running;
         most = std::max(most, running);
@@ -143,6 +145,7 @@ TEST_F(VirtualClockTest, HasOneParticipantRunningAtATime) {
       }
     });
   }
+  mClock.Change([&go] { go = true; });
   Join();
   EXPECT_EQ(most, 1);
   EXPECT_EQ(mClock.Now(), 500ms);

@@ -1,7 +1,6 @@
 // Every knob that a camera publishes is a documented one; scheduled acts; restoring.
+#include <fnmatch.h>
 #include <gtest/gtest.h>
-
-#include <regex>
 
 #include "host/knob_table.h"
 #include "support/test_camera.h"
@@ -15,12 +14,15 @@ void Leaves(const Json& node, std::vector<std::string>& paths) {
 }
 
 TEST(KnobTableTest, HoldsEveryKnobOfEveryVariant) {
-  std::vector<std::regex> documented;
+  std::vector<std::string> documented;
   for (const desk::KnobFamily& family : desk::AllKnobs()) {
-    std::string prefix = std::regex_replace(family.prefix, std::regex("<[^>]*>"), "[a-z0-9]+");
+    std::string prefix = family.prefix;  // "<...>" stands for what differs
+    for (std::size_t open = 0; (open = prefix.find('<')) != std::string::npos;) {
+      prefix.replace(open, prefix.find('>') + 1 - open, "*");
+    }
     for (const desk::KnobRow& row : family.rows) {
-      documented.emplace_back(prefix + "." + std::string(row.name));
-      EXPECT_FALSE(row.meaning.empty()) << prefix << row.name;
+      documented.push_back(prefix + "." + std::string(row.name));
+      EXPECT_FALSE(row.meaning.empty()) << documented.back();
     }
   }
   for (const std::string& variant : desk::VariantNames()) {
@@ -29,10 +31,9 @@ TEST(KnobTableTest, HoldsEveryKnobOfEveryVariant) {
     Leaves(camera.Tree(".desk"), paths);
     EXPECT_GT(paths.size(), 15U);
     for (const std::string& path : paths) {
-      EXPECT_TRUE(
-          std::any_of(documented.begin(), documented.end(),
-                      [&path](const auto& pattern) { return std::regex_match(path, pattern); }))
-          << variant << ": " << path;
+      EXPECT_TRUE(std::any_of(documented.begin(), documented.end(), [&path](const auto& pattern) {
+        return fnmatch(pattern.c_str(), path.c_str(), 0) == 0;
+      })) << variant << ": " << path;
     }
   }
 }
