@@ -56,7 +56,7 @@ ClockChip::ClockChip(const Clock& clock) : mClock(clock), mKnobs(".desk.rtc", kR
   mKnobs[kSeconds].OnRead([this] {
     return KnobValue(static_cast<double>(static_cast<std::int64_t>(std::floor(Seconds())) % 60));
   });
-  Restore();
+  ClockChip::Restore();
 }
 
 // The chip is set to the camera's local time.

@@ -20,7 +20,7 @@ HANDLE NewHandle(std::shared_ptr<KernelObject> object) {
   const std::uintptr_t handle = gNextHandle;
   gNextHandle += 4;  // multiples of four, as handles are
   gHandles.emplace(handle, std::move(object));
-  return reinterpret_cast<HANDLE>(handle);  // NOLINT(performance-no-int-to-ptr)
+  return reinterpret_cast<HANDLE>(handle);
 }
 
 std::shared_ptr<KernelObject> ObjectOf(HANDLE handle) {

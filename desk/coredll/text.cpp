@@ -1,5 +1,7 @@
 #include "coredll/text.h"
 
+#include <cstdint>
+
 namespace desk {
 
 namespace {
@@ -41,7 +43,7 @@ unsigned long DecodeOne(std::string_view text, std::size_t& length) {
 std::string ToUtf8(std::wstring_view text) {
   std::string bytes;
   for (const wchar_t character : text) {
-    auto code = static_cast<unsigned long>(character);
+    unsigned long code = static_cast<std::uint32_t>(character);
     if (!IsScalar(code)) code = kReplacement;
     if (code < 0x80) {
       bytes += static_cast<char>(code);

@@ -12,8 +12,8 @@ class Camera;
 class HttpServer {
  public:
   static constexpr std::size_t kMostConnections = 64;
-  static constexpr std::size_t kMostHeader = 16 * 1024;  // bytes
-  static constexpr std::size_t kMostBody = 64 * 1024;    // bytes
+  static constexpr std::size_t kMostHeader = 16UL * 1024;  // bytes
+  static constexpr std::size_t kMostBody = 64UL * 1024;    // bytes
 
   explicit HttpServer(Camera& camera);
   // Ends the connections; writes that still run are not answered any more.

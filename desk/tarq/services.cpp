@@ -51,12 +51,16 @@ DWORD CSyslogIntf::XMLLog(const char* name, DWORD priority, const char* type, co
                           const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  std::string attributes = Formatted(format, arguments);
+  const std::string attributes = Formatted(format, arguments);
   va_end(arguments);
 
   std::string line = TimeStamp() + " <" + name + " priority=\"" + std::to_string(priority) +
-                     "\" type=\"" + type + "\" " + attributes +
-                     (text == nullptr ? "/>" : ">" + std::string(text) + "</" + name + ">");
+                     "\" type=\"" + type + "\" " + attributes;
+  if (text == nullptr) {
+    line += "/>";
+  } else {
+    line.append(">").append(text).append("</").append(name).append(">");
+  }
   // One record, one line, whatever stands in a message.
   for (char& c : line) {
     if (c == '\n' || c == '\r') c = ' ';

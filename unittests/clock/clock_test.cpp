@@ -13,9 +13,10 @@ using namespace std::chrono_literals;
 
 // Threads that take part, and what they did in which order.
 class VirtualClockTest : public ::testing::Test {
- protected:
+ public:
   ~VirtualClockTest() override { Join(); }
 
+ protected:
   void Start(Clock::Role role, std::function<void()> body) {
     auto ticket = mClock.Prepare(role);
     mThreads.emplace_back([this, ticket, body = std::move(body)] {
@@ -46,7 +47,7 @@ class VirtualClockTest : public ::testing::Test {
 
 TEST_F(VirtualClockTest, JumpsToTheNearestDeadlineAndRunsEqualOnesInTheOrderOfTheirWaits) {
   bool go = false;
-  const auto sleeper = [this, &go](std::string name, std::chrono::milliseconds first,
+  const auto sleeper = [this, &go](const std::string& name, std::chrono::milliseconds first,
                                    std::chrono::milliseconds second) {
     return [this, &go, name, first, second] {
       mClock.Wait([&go] { return go; }, desk::kNever);

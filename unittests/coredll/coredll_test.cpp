@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 TEST(StorageTest, MapsTheCamerasPathsIntoItsFolder) {
   const TemporaryFolder folder;
-  const fs::path root = folder.Path();
+  const fs::path& root = folder.Path();
   fs::create_directories(root / "FlashFS/Tmp");
   fs::create_directories(root / "FlashFS/tmp2");
   std::ofstream(root / "FlashFS/Tmp/BitLog.txt") << "x";

@@ -9,7 +9,10 @@ namespace test {
 namespace {
 
 void Leaves(const Json& node, std::vector<std::string>& paths) {
-  if (node["kind"] != "branch") paths.push_back("." + node["path"].get<std::string>());
+  if (node["kind"] != "branch") {
+    paths.emplace_back(".");
+    paths.back() += node["path"].get<std::string>();
+  }
   for (const Json& child : node["children"]) Leaves(child, paths);
 }
 
@@ -18,7 +21,8 @@ TEST(KnobTableTest, HoldsEveryKnobOfEveryVariant) {
   for (const desk::KnobFamily& family : desk::AllKnobs()) {
     std::string prefix = family.prefix;  // "<...>" stands for what differs
     for (std::size_t open = 0; (open = prefix.find('<')) != std::string::npos;) {
-      prefix.replace(open, prefix.find('>') + 1 - open, "*");
+      prefix.erase(open, prefix.find('>') - open);
+      prefix[open] = '*';
     }
     for (const desk::KnobRow& row : family.rows) {
       documented.push_back(prefix + "." + std::string(row.name));
@@ -31,9 +35,10 @@ TEST(KnobTableTest, HoldsEveryKnobOfEveryVariant) {
     Leaves(camera.Tree(".desk"), paths);
     EXPECT_GT(paths.size(), 15U);
     for (const std::string& path : paths) {
-      EXPECT_TRUE(std::any_of(documented.begin(), documented.end(), [&path](const auto& pattern) {
-        return fnmatch(pattern.c_str(), path.c_str(), 0) == 0;
-      })) << variant << ": " << path;
+      EXPECT_TRUE(std::any_of(
+          documented.begin(), documented.end(),
+          [&path](const auto& pattern) { return fnmatch(pattern.c_str(), path.c_str(), 0) == 0; }))
+          << variant << ": " << path;
     }
   }
 }

@@ -8,8 +8,6 @@
 #include <csignal>
 #include <stdexcept>
 
-extern char** environ;
-
 namespace test {
 
 namespace {
@@ -20,6 +18,13 @@ bool ReadSome(int pipe, std::string& text) {
   if (count <= 0) return false;
   text.append(buffer, static_cast<std::size_t>(count));
   return true;
+}
+
+// As the system takes them, ended by a null pointer.
+std::vector<char*> PointersTo(std::vector<std::string>& words) {
+  std::vector<char*> pointers(words.size() + 1, nullptr);
+  for (std::size_t i = 0; i < words.size(); ++i) pointers[i] = words[i].data();
+  return pointers;
 }
 
 }  // namespace
@@ -39,17 +44,17 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   const std::string path = std::string(TEST_BIN_FOLDER) + "/" + program;
   std::vector<std::string> words = {path};
   words.insert(words.end(), arguments.begin(), arguments.end());
-  std::vector<char*> argv;
-  for (std::string& word : words) argv.push_back(word.data());
-  argv.push_back(nullptr);
   std::vector<std::string> variables;
-  for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
+  for (const auto& [name, value] : environment) {
+    variables.push_back(name);
+    variables.back() += "=" + value;
+  }
+  // Nothing of the caller's own settings of a camera.
   for (char** variable = environ; *variable != nullptr; ++variable) {
     if (!std::string(*variable).starts_with("DIAGOR_")) variables.emplace_back(*variable);
   }
-  std::vector<char*> envp;
-  for (std::string& variable : variables) envp.push_back(variable.data());
-  envp.push_back(nullptr);
+  std::vector<char*> argv = PointersTo(words);
+  std::vector<char*> envp = PointersTo(variables);
 
   const int error = posix_spawn(&mPid, path.c_str(), &actions, nullptr, argv.data(), envp.data());
   posix_spawn_file_actions_destroy(&actions);

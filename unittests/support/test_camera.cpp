@@ -1,8 +1,7 @@
 #include "support/test_camera.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <fstream>
 #include <future>
 #include <sstream>
