@@ -71,7 +71,11 @@ std::string KnobTableMarkdown() {
     for (const KnobRow& row : family.rows) {
       text << "| `" << family.prefix << "." << row.name << "` | " << KindText(row.kind) << " | "
            << row.unit << " | ";
-      if (HasDefault(row.kind)) text << "`" << (row.initial.empty() ? " " : row.initial) << "`";
+      if (HasDefault(row.kind) && row.initial.empty()) {
+        text << "empty";
+      } else if (HasDefault(row.kind)) {
+        text << "`" << row.initial << "`";
+      }
       text << " | " << RangeText(row) << " | " << row.meaning << " |\n";
     }
     text << "\n";
