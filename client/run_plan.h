@@ -22,6 +22,14 @@ std::vector<TestItem> TestItems(CameraClient& camera);
 // names the camera-wide tree.
 std::string FullPath(const std::string& path);
 
+// Whether a test of that class goes on until the camera stops: its write is never answered.
+bool NeverEnds(const std::string& className);
+
+// What a run makes of the globs: as Select, but an item that never ends only when it is named in
+// full.
+std::vector<TestItem> SelectForRun(const std::vector<TestItem>& items,
+                                   const std::vector<std::string>& globs);
+
 // Items that match any of the globs (all without one), in tree order, each once.
 std::vector<TestItem> Select(const std::vector<TestItem>& items,
                              const std::vector<std::string>& globs);

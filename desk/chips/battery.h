@@ -9,8 +9,9 @@ namespace desk {
 
 class Battery : public Chip {
  public:
-  void Transfer(std::span<const std::uint8_t> /*written*/, std::span<std::uint8_t> read) override {
+  bool Transfer(std::span<const std::uint8_t> /*written*/, std::span<std::uint8_t> read) override {
     std::fill(read.begin(), read.end(), std::uint8_t{0});
+    return true;
   }
 };
 

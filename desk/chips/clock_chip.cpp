@@ -105,12 +105,13 @@ std::uint8_t ClockChip::ByteAt(std::uint8_t address) const {
   }
 }
 
-void ClockChip::Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) {
+bool ClockChip::Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) {
   if (!written.empty()) mAddress = written[0] % kRegisters;
   for (std::uint8_t& byte : read) {
     byte = ByteAt(mAddress);
     mAddress = static_cast<std::uint8_t>((mAddress + 1) % kRegisters);
   }
+  return true;
 }
 
 }  // namespace desk

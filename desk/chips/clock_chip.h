@@ -12,7 +12,7 @@ class ClockChip : public Chip {
  public:
   explicit ClockChip(const Clock& clock);
 
-  void Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
+  bool Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
   KnobSet* Knobs() override { return &mKnobs; }
   void Restore() override;
 

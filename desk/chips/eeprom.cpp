@@ -7,10 +7,11 @@ Eeprom::Eeprom() {
   mContents.fill(0xFF);
 }
 
-void Eeprom::Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) {
+bool Eeprom::Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) {
   if (!written.empty()) mCounter = written[0];
   for (std::size_t i = 1; i < written.size(); ++i) mContents[mCounter++] = written[i];
   for (std::uint8_t& byte : read) byte = mContents[mCounter++];
+  return true;
 }
 
 }  // namespace desk

@@ -11,7 +11,7 @@ class Eeprom : public Chip {
  public:
   Eeprom();
   // The first byte sent sets the address counter, which reads advance and which wraps.
-  void Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
+  bool Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
 
  private:
   std::array<std::uint8_t, 256> mContents;

@@ -81,9 +81,10 @@ std::uint8_t FuelGauge::ByteAt(std::uint8_t address) const {
   return static_cast<std::uint8_t>(address % 2 == 0 ? word : word >> 8);
 }
 
-void FuelGauge::Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) {
+bool FuelGauge::Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) {
   if (!written.empty()) mAddress = written[0];
   for (std::uint8_t& byte : read) byte = ByteAt(mAddress++);
+  return true;
 }
 
 }  // namespace desk

@@ -12,7 +12,7 @@ class FuelGauge : public Chip {
  public:
   explicit FuelGauge(const Clock& clock);
 
-  void Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
+  bool Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
   KnobSet* Knobs() override { return &mKnobs; }
 
   static std::span<const KnobRow> KnobRows();

@@ -61,12 +61,15 @@ I2cBus::Slot::Slot(const std::string& prefix, std::unique_ptr<Chip> attached)
       [](const KnobValue& value) { return ParseBytes(std::get<std::string>(value)).has_value(); });
 }
 
-void I2cBus::Attach(std::uint8_t address, std::unique_ptr<Chip> chip) {
+std::string I2cBus::SlotPrefix(std::uint8_t address) {
   const std::string bus = Knobs().Prefix().substr(std::string(".desk.driver.").size());
-  const std::string text = HexText(&address, 1);
-  auto slot = std::make_unique<Slot>(".desk.bus." + bus + "." + text, std::move(chip));
-  if (!mSlots.emplace(address, std::move(slot)).second) {
-    throw std::runtime_error("two chips at address 0x" + text + " of bus " + bus);
+  return ".desk.bus." + bus + "." + HexText(&address, 1);
+}
+
+void I2cBus::Attach(std::uint8_t address, std::unique_ptr<Chip> chip) {
+  const std::string prefix = SlotPrefix(address);
+  if (!mSlots.emplace(address, std::make_unique<Slot>(prefix, std::move(chip))).second) {
+    throw std::runtime_error("two chips at one address: " + prefix);
   }
 }
 
@@ -112,7 +115,7 @@ DWORD I2cBus::Serve(const IoRequest& request) {
   if (!slot.knobs[kAnswers].Bool() || slot.faults.Strikes()) return ERROR_IO_DEVICE;
 
   const std::span<std::uint8_t> read(record.readBuffer, record.readLength);
-  slot.chip->Transfer({record.writeBuffer, record.writeLength}, read);
+  if (!slot.chip->Transfer({record.writeBuffer, record.writeLength}, read)) return ERROR_IO_DEVICE;
   const std::vector<std::uint8_t> forced = *ParseBytes(slot.knobs[kData].Text());
   if (!forced.empty()) {
     for (std::size_t i = 0; i < read.size(); ++i) read[i] = i < forced.size() ? forced[i] : 0;

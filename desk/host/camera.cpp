@@ -9,9 +9,13 @@
 #include "coredll/text.h"
 #include "drivers/i2c_bus.h"
 #include "drivers/power_management.h"
+#include "drivers/video_front_end.h"
+#include "drivers/visual_camera.h"
 #include "knobs/knob_node.h"
+#include "operator/operator.h"
 #include "tarq/framework.h"
 #include "tarq/node_access.h"
+#include "tasks/power.h"
 
 namespace desk {
 
@@ -93,6 +97,8 @@ std::unique_ptr<DriverPort> MakeDriver(const std::string& name, const Clock& clo
   if (name == "i2c1") return std::make_unique<I2cBus>("I2C1:");
   if (name == "i2c2") return std::make_unique<I2cBus>("I2C2:");
   if (name == "pmi1") return std::make_unique<PowerManagement>(clock);
+  if (name == "fvd1") return std::make_unique<VideoFrontEnd>();
+  if (name == "cam1") return std::make_unique<VisualCamera>();
   return nullptr;
 }
 
@@ -125,18 +131,24 @@ Camera::Camera(const CameraSettings& settings)
   AddDrivers();
   AddChips();
   AddNodes();
+  AddTasks();
   AddKnobs();
   mSchedule = std::make_unique<Schedule>(
       *mClock, [this](const std::string& path, const std::string& value) {
         return Write(path, TARQ::CResourceValue(value.c_str())) == 0;
       });
-  mDeliveries = std::make_unique<desk::Deliveries>(
-      *mClock, [this](const std::string& /*path*/) { mSchedule->DeliveryStarts(); });
+  mOperator = std::make_unique<Operator>(*mClock, [this](bool out) { mPower->MoveDisplay(out); });
+  Publish(mOperator->Knobs());
+  mDeliveries = std::make_unique<desk::Deliveries>(*mClock, [this](const std::string& path) {
+    mOperator->DeliveryStarts(path);
+    mSchedule->DeliveryStarts();
+  });
   SetStartKnobs(settings.knobs);
 }
 
 Camera::~Camera() {
   mDeliveries.reset();
+  mOperator.reset();
   mSchedule.reset();
 }
 
@@ -165,6 +177,14 @@ void Camera::AddDrivers() {
       mPowerManagement = power;
       Publish(power->CounterKnobs());
     }
+    if (auto* const video = dynamic_cast<VideoFrontEnd*>(driver.get())) {
+      mVideo = video;
+      Publish(video->RegisterKnobs());
+      Publish(video->Memory().Knobs());
+    }
+    if (auto* const visual = dynamic_cast<VisualCamera*>(driver.get())) {
+      Publish(visual->CameraKnobs());
+    }
     mMachine.devices.push_back(std::move(driver));
   }
 }
@@ -175,10 +195,12 @@ void Camera::AddChips() {
     for (I2cBus* const each : mBuses) {
       if (each->Knobs().Prefix() == ".desk.driver." + entry.bus) bus = each;
     }
-    std::unique_ptr<Chip> chip = MakeChip(entry.kind, *mClock);
-    if (bus == nullptr || chip == nullptr) {
-      throw std::runtime_error("variant " + mVariant.name + ": there is no " +
-                               (bus == nullptr ? "bus " + entry.bus : "chip " + entry.kind));
+    if (bus == nullptr) {
+      throw std::runtime_error("variant " + mVariant.name + ": there is no bus " + entry.bus);
+    }
+    std::unique_ptr<Chip> chip = MakeChip(entry.kind, *mClock, bus->SlotPrefix(entry.address));
+    if (chip == nullptr) {
+      throw std::runtime_error("variant " + mVariant.name + ": there is no chip " + entry.kind);
     }
     bus->Attach(entry.address, std::move(chip));
   }
@@ -198,6 +220,21 @@ void Camera::AddNodes() {
         parent, std::unique_ptr<TARQ::CServerResource>(new TARQ::CServerResource(
                     TARQ::CResourcePath(path.substr(dot + 1)), value, 0x80000000)));
     mNodeStarts.emplace_back(&node, value);
+  }
+}
+
+void Camera::AddTasks() {
+  mPower = std::make_unique<Power>(*mClock);
+  for (const std::string& task : mVariant.tasks) {
+    if (task == "gps") {
+      mPower->PublishGps(mCameraTree);
+      Publish(mPower->GpsKnobs());
+    } else if (task == "display") {
+      mPower->PublishDisplay(mCameraTree);
+      Publish(mPower->DisplayKnobs());
+    } else {
+      throw std::runtime_error("variant " + mVariant.name + ": there is no task " + task);
+    }
   }
 }
 
@@ -303,6 +340,8 @@ void Camera::Restore() {
   for (KnobSet* const knobs : mKnobSets) knobs->Restore();
   for (I2cBus* const bus : mBuses) bus->RestoreChips();
   if (mPowerManagement != nullptr) mPowerManagement->Restore();
+  if (mVideo != nullptr) mVideo->Memory().Restore();
+  mPower->Restore();
   for (const auto& [node, value] : mNodeStarts) TARQ::NodeAccess::Store(*node, value);
 }
 

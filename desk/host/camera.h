@@ -18,7 +18,10 @@
 namespace desk {
 
 class I2cBus;
+class Operator;
+class Power;
 class PowerManagement;
+class VideoFrontEnd;
 
 struct CameraSettings {
   std::string variant = "KY";
@@ -58,6 +61,7 @@ class Camera {
   void AddDrivers();
   void AddChips();
   void AddNodes();
+  void AddTasks();
   void AddKnobs();
   void AddTaskKnobs();
   void Publish(KnobSet& knobs);
@@ -88,8 +92,11 @@ class Camera {
   std::vector<KnobSet*> mKnobSets;
   std::vector<I2cBus*> mBuses;
   PowerManagement* mPowerManagement = nullptr;
+  VideoFrontEnd* mVideo = nullptr;
+  std::unique_ptr<Power> mPower;
   std::vector<std::pair<TARQ::CServerResource*, TARQ::CResourceValue>> mNodeStarts;
   std::unique_ptr<Schedule> mSchedule;
+  std::unique_ptr<Operator> mOperator;
   std::unique_ptr<desk::Deliveries> mDeliveries;
 };
 

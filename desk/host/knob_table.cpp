@@ -4,11 +4,18 @@
 
 #include "chips/clock_chip.h"
 #include "chips/fuel_gauge.h"
+#include "chips/sensor_block.h"
+#include "chips/temperature_converter.h"
+#include "chips/temperature_sensor.h"
 #include "drivers/driver_port.h"
 #include "drivers/i2c_bus.h"
 #include "drivers/power_management.h"
+#include "drivers/video_front_end.h"
+#include "drivers/visual_camera.h"
 #include "host/access_faults.h"
 #include "host/camera.h"
+#include "operator/operator.h"
+#include "tasks/power.h"
 
 namespace desk {
 
@@ -51,10 +58,20 @@ std::string RangeText(const KnobRow& row) {
 std::vector<KnobFamily> AllKnobs() {
   return {
       {"An address of an I2C bus", ".desk.bus.<i2c1, i2c2>.<address>", I2cBus::SlotKnobRows()},
-      {"A stream driver", ".desk.driver.<i2c1, i2c2, pmi1>", DriverPort::KnobRows()},
+      {"A stream driver", ".desk.driver.<i2c1, i2c2, pmi1, fvd1, cam1>", DriverPort::KnobRows()},
       {"Real-time clock chip", ".desk.rtc", ClockChip::KnobRows()},
       {"Fuel gauge", ".desk.gauge", FuelGauge::KnobRows()},
       {"Power management", ".desk.pmi", PowerManagement::CounterKnobRows()},
+      {"Sensor block", ".desk.bus.<bus>.<address>", SensorBlock::KnobRows()},
+      {"16-bit temperature sensor", ".desk.bus.<bus>.<address>", TemperatureSensor::KnobRows()},
+      {"24-bit temperature converter", ".desk.bus.<bus>.<address>",
+       TemperatureConverter::KnobRows()},
+      {"Video front-end", ".desk.fvd", VideoFrontEnd::RegisterKnobRows()},
+      {"Video memory", ".desk.video", VideoMemory::KnobRows()},
+      {"Visual camera", ".desk.cam", VisualCamera::CameraKnobRows()},
+      {"GPS receiver", ".desk.gps", Power::GpsKnobRows()},
+      {"Display position", ".desk.display", Power::DisplayKnobRows()},
+      {"Automatic operator", ".desk.operator", Operator::KnobRows()},
       {"Camera-wide nodes", ".desk", AccessFaults::KnobRows()},
       {"Registry", ".desk.registry", Camera::RegistryKnobRows()},
       {"Time", ".desk.clock", Camera::ClockKnobRows()},

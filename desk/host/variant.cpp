@@ -94,6 +94,7 @@ Variant ReadVariant(const std::string& file, const toml::table& table) {
   variant.name = reader.Take<std::string>("name");
   variant.bsp = reader.Take<std::string>("bsp");
   variant.drivers = reader.TakeTexts("drivers");
+  variant.tasks = reader.TakeTexts("tasks");
   variant.folders = reader.TakeTexts("folders");
   variant.files = reader.TakeTexts("files");
   if (const toml::node* const chips = reader.TakeNode("chip")) {

@@ -1,8 +1,6 @@
 #include "items/i2c_transfer.h"
 
-HANDLE OpenDriver(const wchar_t* name) {
-  return CreateFileW(name, 0, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-}
+#include "items/driver_handle.h"
 
 bool I2CRequest(HANDLE bus, DWORD address, BYTE* readBuffer, DWORD readLength, DWORD writeData,
                 WORD writeLength) {
@@ -21,9 +19,7 @@ bool I2CRequest(HANDLE bus, DWORD address, BYTE* readBuffer, DWORD readLength, D
 
 DWORD I2CTransfer(DWORD address, BYTE* readBuffer, DWORD readLength, DWORD writeData,
                   WORD writeLength) {
-  HANDLE const bus = OpenDriver(L"I2C1:");
-  if (bus == INVALID_HANDLE_VALUE) return 0;
-  const bool done = I2CRequest(bus, address, readBuffer, readLength, writeData, writeLength);
-  CloseHandle(bus);
-  return done ? 1 : 0;
+  const DriverHandle bus(L"I2C1:");
+  if (!bus.IsOpen()) return 0;
+  return I2CRequest(bus.Get(), address, readBuffer, readLength, writeData, writeLength) ? 1 : 0;
 }

@@ -16,9 +16,6 @@ static_assert(sizeof(I2C_TRANSFER) == 8 + 2 * sizeof(void*));
 
 constexpr DWORD kIoctlI2cTransfer = 0x80004004;
 
-// Opens a stream driver as the tests need it: to send requests, not to read or write.
-HANDLE OpenDriver(const wchar_t* name);
-
 // The transaction on an open bus; arguments as CResBitItemI2C::Transfer. False: see GetLastError.
 bool I2CRequest(HANDLE bus, DWORD address, BYTE* readBuffer, DWORD readLength, DWORD writeData,
                 WORD writeLength);

@@ -31,13 +31,12 @@ class CResBitItem : public TARQ::CServerResource {
   DWORD SetResultTested(const char* message);
   DWORD SetResultError(const char* message, DWORD code);
 
+  // The value alone, without a record.
+  void StoreResult(const char* result);
   // Appends the message to mMessage and writes one record: a line of the log file, or a record of
   // the system log when test.description.format says "XML".
   void LogResult(const char* message);
 
   char mDescription[kDescriptionSize];
   char mMessage[kMessageSize];  // of the current run
-
- private:
-  void StoreResult(const char* result);
 };

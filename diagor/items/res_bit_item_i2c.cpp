@@ -4,15 +4,11 @@
 
 CResBitItemI2C::CResBitItemI2C(const TARQ::CResourcePath& path, const char* description,
                                bool secondBus)
-    : CResBitItem(path, description), mHandle(OpenDriver(secondBus ? L"I2C2:" : L"I2C1:")) {}
-
-CResBitItemI2C::~CResBitItemI2C() {
-  if (mHandle != INVALID_HANDLE_VALUE) CloseHandle(mHandle);
-}
+    : CResBitItem(path, description), mHandle(secondBus ? L"I2C2:" : L"I2C1:") {}
 
 DWORD CResBitItemI2C::Transfer(DWORD address, BYTE* readBuffer, DWORD readLength, DWORD writeData,
                                WORD writeLength) {
-  return I2CRequest(mHandle, address, readBuffer, readLength, writeData, writeLength)
+  return I2CRequest(mHandle.Get(), address, readBuffer, readLength, writeData, writeLength)
              ? 0
              : GetLastError();
 }

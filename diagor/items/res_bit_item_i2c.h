@@ -1,13 +1,13 @@
 // A test item whose hardware sits on one of the two I2C buses.
 #pragma once
 
+#include "items/driver_handle.h"
 #include "items/res_bit_item.h"
 
 class CResBitItemI2C : public CResBitItem {
  public:
   // Opens "I2C2:" for the second bus, else "I2C1:". A missing driver shows in every transfer.
   CResBitItemI2C(const TARQ::CResourcePath& path, const char* description, bool secondBus);
-  ~CResBitItemI2C() override;
 
  protected:
   // Sends the low writeLength bytes (at most 4) of writeData, lowest first, then reads readLength
@@ -16,5 +16,5 @@ class CResBitItemI2C : public CResBitItem {
   DWORD Transfer(DWORD address, BYTE* readBuffer, DWORD readLength, DWORD writeData,
                  WORD writeLength);
 
-  HANDLE mHandle;  // owned; INVALID_HANDLE_VALUE when the driver is missing
+  DriverHandle mHandle;  // for the item's life
 };

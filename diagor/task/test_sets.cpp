@@ -9,7 +9,14 @@
 #include "task/test_root.h"
 #include "tests/device/battery.h"
 #include "tests/device/clock.h"
+#include "tests/device/compass_accel.h"
 #include "tests/device/eeprom.h"
+#include "tests/device/gps.h"
+#include "tests/device/irdm.h"
+#include "tests/device/lcd_magnet.h"
+#include "tests/device/tempsens.h"
+#include "tests/device/video_ddr.h"
+#include "tests/device/visual.h"
 
 namespace {
 
@@ -50,9 +57,12 @@ struct CreatorRow {
   GroupCreator creator;
 };
 constexpr CreatorRow kCreators[] = {
-    {Group::Battery, CreateBatteryGroup},
-    {Group::Clock, CreateClockGroup},
-    {Group::Eeprom, CreateEepromGroup},
+    {Group::Accel, CreateAccelGroup},       {Group::Battery, CreateBatteryGroup},
+    {Group::Clock, CreateClockGroup},       {Group::Compass, CreateCompassGroup},
+    {Group::Eeprom, CreateEepromGroup},     {Group::Gps, CreateGpsGroup},
+    {Group::Irdm, CreateIrdmGroup},         {Group::LcdMagnet, CreateLcdMagnetGroup},
+    {Group::Tempsens, CreateTempsensGroup}, {Group::Vddr, CreateVddrGroup},
+    {Group::Visual, CreateVisualGroup},
 };
 
 // The groups of each platform, in the order in which they are built.
@@ -147,5 +157,6 @@ DWORD BuildPlatformN(CBitTask* task) {
   items->AddChild(new CResBitBattery("battery", "Battery", false), nullptr);
   items->AddChild(new CResBitClock("clock", "Clock", false), nullptr);
   items->AddChild(new CResBitEEPromN("eeprom", "EE prom", false, kPlatformN), nullptr);
+  items->AddChild(new CResBitTempsensN("tempsens", "Tempsens", false), nullptr);
   return 0;
 }

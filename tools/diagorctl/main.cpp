@@ -120,7 +120,7 @@ int Set(client::CameraClient& camera, const Options& options) {
 }
 
 int Run(client::CameraClient& camera, const Options& options) {
-  const auto items = client::Select(client::TestItems(camera), options.globs);
+  const auto items = client::SelectForRun(client::TestItems(camera), options.globs);
   if (items.empty()) {
     std::cerr << "diagorctl: no test item matches; diagorctl list shows them all\n";
     return kUsage;

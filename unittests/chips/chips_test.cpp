@@ -13,7 +13,7 @@ class ChipTest : public ::testing::Test {
  protected:
   using Bytes = std::vector<int>;
 
-  void Use(const char* kind) { mChip = desk::MakeChip(kind, mClock); }
+  void Use(const char* kind) { mChip = desk::MakeChip(kind, mClock, ".desk.chip"); }
   Bytes Read(std::uint8_t address, std::size_t count) {
     std::vector<std::uint8_t> read(count);
     mChip->Transfer({&address, 1}, read);
@@ -82,7 +82,7 @@ TEST_F(ChipTest, EepromStoresBehindAnAddressThatWraps) {
 }
 
 TEST_F(ChipTest, UnknownKindIsNone) {
-  EXPECT_EQ(desk::MakeChip("toaster", mClock), nullptr);
+  EXPECT_EQ(desk::MakeChip("toaster", mClock, ""), nullptr);
 }
 
 TEST(FaultCounterTest, SkipsThenFailsThenAnswersAgain) {

@@ -29,6 +29,18 @@ TEST(SelectTest, GlobsChooseInTreeOrderEachOnce) {
   EXPECT_EQ(selected({"items.eeprom"}), "");
 }
 
+TEST(SelectTest, WhatNeverEndsRunsOnlyWhenNamedInFull) {
+  const std::vector<client::TestItem> items = {{"test.items.VDDR.test", "CResBitVDDR", ""},
+                                               {"test.items.VDDR.looptest", "CResBitLoopVDDR", ""}};
+  for (const std::vector<std::string>& globs :
+       {std::vector<std::string>{}, {"*"}, {"items.VDDR.*"}, {"items.VDDR.loop*"}}) {
+    for (const auto& item : client::SelectForRun(items, globs)) {
+      EXPECT_EQ(item.path, "test.items.VDDR.test");
+    }
+  }
+  EXPECT_EQ(client::SelectForRun(items, {"items.VDDR.looptest"}).size(), 1U);
+}
+
 TEST(ResultsTest, MessageOfARecord) {
   EXPECT_EQ(
       client::MessageOf("12:00:00;2013-08-29;T;;A;S;C;Item         ;OK      ;a;b, ", "OK      "),
@@ -81,7 +93,7 @@ class DiagorctlTest : public ::testing::Test {
 TEST_F(DiagorctlTest, RunsAndTellsWhatFailed) {
   Outcome run = Ctl({"run"});
   EXPECT_EQ(run.code, 0);
-  EXPECT_TRUE(run.output.ends_with("3 passed, 0 failed\n")) << run.output;
+  EXPECT_TRUE(run.output.ends_with("4 passed, 0 failed\n")) << run.output;
   EXPECT_NE(run.errors.find("test.items.clock ... OK"), std::string::npos);
 
   mCamera.Set(".desk.bus.i2c1.e6.fail", "0,1");
@@ -109,7 +121,7 @@ TEST_F(DiagorctlTest, ReadsWritesAndResets) {
   EXPECT_NE(list.output.find("CResBitEEPromN"), std::string::npos);
   EXPECT_NE(Ctl({"show"}).output.find("clearResult"), std::string::npos);
   EXPECT_EQ(Json::parse(Ctl({"--json", "show", "items", "--depth", "0"}).output)["children"],
-            Json::array({"battery", "clock", "eeprom"}));
+            Json::array({"battery", "clock", "eeprom", "tempsens"}));
   EXPECT_EQ(Ctl({"log"}).output, mCamera.Contents("/FlashFS/tmp/bitlog.txt"));
   EXPECT_EQ(Ctl({"reset", "--log", "--camera"}).code, 0);
   EXPECT_EQ(mCamera.Get("test.items.battery"), "Untested");

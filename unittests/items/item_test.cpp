@@ -219,7 +219,7 @@ class TransferItem : public CResBitItemI2C {
   using CResBitItemI2C::CResBitItemI2C;
   using CResBitItemI2C::Transfer;
   DWORD RunTest(const TARQ::CResourceValue& /*written*/) override { return 0; }
-  HANDLE Handle() const { return mHandle; }
+  HANDLE Handle() const { return mHandle.Get(); }
 };
 
 TEST(I2cItemTest, SendsTheLowBytesFirstAndReportsTheDriversError) {

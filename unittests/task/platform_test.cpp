@@ -7,7 +7,14 @@
 #include "task/test_root.h"
 #include "tests/device/battery.h"
 #include "tests/device/clock.h"
+#include "tests/device/compass_accel.h"
 #include "tests/device/eeprom.h"
+#include "tests/device/gps.h"
+#include "tests/device/irdm.h"
+#include "tests/device/lcd_magnet.h"
+#include "tests/device/tempsens.h"
+#include "tests/device/video_ddr.h"
+#include "tests/device/visual.h"
 
 namespace test {
 namespace {
@@ -24,21 +31,57 @@ void PrintTo(const PlatformCase& each, std::ostream* out) {
 }
 
 const PlatformCase kPlatforms[] = {
-    {"K", {"eeprom", "battery", "clock"}, "CResBitBattery", "CResBitClock", false},
+    {"K",
+     {"eeprom", "tempsens", "battery", "clock", "gps", "visual"},
+     "CResBitBattery",
+     "CResBitClock",
+     false},
     {"R", {"eeprom", "battery", "clock"}, "CResBitBattery", "CResBitClock", false},
-    {"R-sysimg", {"eeprom", "battery", "clock"}, "CResBitBattery", "CResBitClock", false},
-    {"M", {"eeprom", "clock"}, "", "CResBitClock", false},
-    {"V", {"eeprom"}, "", "", false},
-    {"N7", {"eeprom", "clock", "battery"}, "CResBitBattery", "CResBitClock", false},
-    {"H", {"eeprom", "battery", "clock"}, "CResBitBatteryH", "CResBitClockH", false},
-    {"M7", {"eeprom", "clock"}, "", "CResBitClockH", false},
-    {"KY", {"eeprom", "clock", "battery"}, "CResBitBatteryFG", "CResBitClock", false},
-    {"R7", {"eeprom", "battery", "clock"}, "CResBitBatteryFG", "CResBitClock", false},
-    {"R7-bfs", {"eeprom", "battery", "clock"}, "CResBitBatteryFG", "CResBitClock", true},
-    {"R8", {"eeprom", "battery", "clock"}, "CResBitBatteryR8", "CResBitClock", false},
-    {"M8", {"eeprom", "clock"}, "", "CResBitClockH", false},
-    {"LQ", {"eeprom", "battery", "clock"}, "CResBitBatteryFG", "CResBitClock", false},
-    {"V8", {"eeprom", "clock"}, "", "CResBitClock", true},
+    {"R-sysimg",
+     {"eeprom", "tempsens", "battery", "clock", "IRDM"},
+     "CResBitBattery",
+     "CResBitClock",
+     false},
+    {"M", {"eeprom", "tempsens", "clock"}, "", "CResBitClock", false},
+    {"V", {"eeprom", "tempsens"}, "", "", false},
+    {"N7",
+     {"tempsens", "eeprom", "visual", "IRDM", "clock", "battery"},
+     "CResBitBattery",
+     "CResBitClock",
+     false},
+    {"H",
+     {"eeprom", "tempsens", "battery", "clock", "gps", "visual", "LCDMagnet", "VDDR"},
+     "CResBitBatteryH",
+     "CResBitClockH",
+     false},
+    {"M7", {"eeprom", "tempsens", "clock", "IRDM", "VDDR"}, "", "CResBitClockH", false},
+    {"KY",
+     {"eeprom", "tempsens", "clock", "battery", "VDDR", "gps"},
+     "CResBitBatteryFG",
+     "CResBitClock",
+     false},
+    {"R7",
+     {"eeprom", "tempsens", "battery", "clock", "VDDR"},
+     "CResBitBatteryFG",
+     "CResBitClock",
+     false},
+    {"R7-bfs",
+     {"eeprom", "tempsens", "battery", "clock", "VDDR"},
+     "CResBitBatteryFG",
+     "CResBitClock",
+     true},
+    {"R8",
+     {"eeprom", "tempsens", "battery", "clock", "VDDR", "accel", "compass"},
+     "CResBitBatteryR8",
+     "CResBitClock",
+     false},
+    {"M8", {"eeprom", "tempsens", "clock"}, "", "CResBitClockH", false},
+    {"LQ",
+     {"eeprom", "tempsens", "battery", "clock", "VDDR"},
+     "CResBitBatteryFG",
+     "CResBitClock",
+     false},
+    {"V8", {"eeprom", "tempsens", "clock"}, "", "CResBitClock", true},
 };
 
 std::vector<std::string> NamesOf(const Json& node) {
@@ -102,9 +145,10 @@ INSTANTIATE_TEST_SUITE_P(Variants, PlatformTest, ::testing::ValuesIn(kPlatforms)
 TEST(PlatformNTest, ItemsStandDirectlyUnderItems) {
   TestCamera camera("N");
   const Json items = camera.Tree("test.items");
-  EXPECT_EQ(NamesOf(items), (Names{"battery", "clock", "eeprom"}));
-  const char* const classes[] = {"CResBitBattery", "CResBitClock", "CResBitEEPromN"};
-  for (std::size_t i = 0; i < 3; ++i) {
+  EXPECT_EQ(NamesOf(items), (Names{"battery", "clock", "eeprom", "tempsens"}));
+  const char* const classes[] = {"CResBitBattery", "CResBitClock", "CResBitEEPromN",
+                                 "CResBitTempsensN"};
+  for (std::size_t i = 0; i < 4; ++i) {
     EXPECT_EQ(items["children"][i]["class"], classes[i]);
     EXPECT_EQ(items["children"][i]["value"], "Untested");
   }
@@ -144,7 +188,10 @@ TEST(PlatformTest, RegistryCodeNotTheVariantDecides) {
 TEST(CreatorTest, WithoutTestItemsNothingIsBuilt) {
   BareCamera camera;
   using Creator = DWORD (*)(CBitTask*, DWORD);
-  for (const Creator create : {CreateBatteryGroup, CreateClockGroup, CreateEepromGroup}) {
+  for (const Creator create :
+       {CreateBatteryGroup, CreateClockGroup, CreateEepromGroup, CreateTempsensGroup,
+        CreateVddrGroup, CreateIrdmGroup, CreateVisualGroup, CreateGpsGroup, CreateLcdMagnetGroup,
+        CreateCompassGroup, CreateAccelGroup}) {
     EXPECT_EQ(create(nullptr, 9), TARQ::kStatusNotFound);
   }
   EXPECT_TRUE(camera.Tree("")["children"].empty());

@@ -45,6 +45,7 @@ constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
 constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
 constexpr DWORD ERROR_ACCESS_DENIED = 5;
 constexpr DWORD ERROR_INVALID_HANDLE = 6;
+constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 constexpr DWORD ERROR_MORE_DATA = 234;
@@ -64,6 +65,18 @@ BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, void* input, DWORD inputS
                             DWORD outputSize, DWORD* returned, OVERLAPPED* overlapped);
 // Closes an event or a device. False, with ERROR_INVALID_HANDLE, for anything that is not open.
 BOOL WINAPI CloseHandle(HANDLE handle);
+
+constexpr DWORD MEM_COMMIT = 0x1000;
+constexpr DWORD MEM_RESERVE = 0x2000;
+constexpr DWORD MEM_RELEASE = 0x8000;
+constexpr DWORD PAGE_NOACCESS = 0x01;
+constexpr DWORD PAGE_READWRITE = 0x04;
+
+// Reserves address space (address null, MEM_RESERVE) or commits zeroed memory within a reserved
+// region (MEM_COMMIT). Null, with ERROR_NOT_ENOUGH_MEMORY or ERROR_INVALID_PARAMETER, on failure.
+void* WINAPI VirtualAlloc(void* address, DWORD size, DWORD type, DWORD protection);
+// Releases a whole region (size 0, MEM_RELEASE).
+BOOL WINAPI VirtualFree(void* address, DWORD size, DWORD type);
 
 BOOL WINAPI CreateDirectoryW(LPCWSTR path, SECURITY_ATTRIBUTES* security);
 

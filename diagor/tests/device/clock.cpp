@@ -1,5 +1,6 @@
 #include "tests/device/clock.h"
 
+#include "items/driver_handle.h"
 #include "items/group_builder.h"
 #include "items/i2c_transfer.h"
 #include "task/platform.h"
@@ -35,6 +36,18 @@ DWORD PmiRead(HANDLE driver, DWORD input, DWORD* output) {
                          nullptr, nullptr) != FALSE
              ? 0
              : kPmiReadFailed;
+}
+
+// Whether the counter advances as slept. Both readings are always taken; a failed one must not pass
+// by chance.
+bool CounterRuns(HANDLE driver) {
+  DWORD first = 0;
+  DWORD second = 0;
+  const DWORD firstStatus = PmiRead(driver, kPmiSecondsCounter, &first);
+  Sleep(kObservation);
+  const DWORD secondStatus = PmiRead(driver, kPmiSecondsCounter, &second);
+  const bool bothRead = firstStatus == 0 && secondStatus == 0;
+  return bothRead && second - first - (kObservedSeconds - 1) <= 2;  // by 4 to 6
 }
 
 CResBitItem* NewClock(DWORD platform) {
@@ -83,21 +96,13 @@ DWORD CResBitClock::RunTest(const TARQ::CResourceValue& /*written*/) {
 
 DWORD CResBitClockH::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  HANDLE const driver = OpenDriver(L"PMI1:");
-  if (driver == INVALID_HANDLE_VALUE) return SetResultError(kNotDetected, kNotDetectedCode);
-
-  DWORD first = 0;
-  DWORD second = 0;
-  // Both readings are always taken; a failed one must not pass by chance.
-  const DWORD firstStatus = PmiRead(driver, kPmiSecondsCounter, &first);
-  Sleep(kObservation);
-  const DWORD secondStatus = PmiRead(driver, kPmiSecondsCounter, &second);
-  CloseHandle(driver);
-
-  const bool bothRead = firstStatus == 0 && secondStatus == 0;
-  const bool advanced = second - first - (kObservedSeconds - 1) <= 2;  // by 4 to 6
-  if (!bothRead || !advanced) return SetResultError(kNotRunning, kNotRunningCode);
-  return SetResultOK(kRunning);
+  bool runs = false;
+  {
+    const DriverHandle driver(L"PMI1:");
+    if (!driver.IsOpen()) return SetResultError(kNotDetected, kNotDetectedCode);
+    runs = CounterRuns(driver.Get());
+  }
+  return runs ? SetResultOK(kRunning) : SetResultError(kNotRunning, kNotRunningCode);
 }
 
 DWORD CreateClockGroup(CBitTask* /*task*/, DWORD platform) {

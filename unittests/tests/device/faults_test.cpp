@@ -26,6 +26,21 @@ const Result kNoBattery = {1, "E 0002  ", "Battery not detected"};
 const Result kNoClock = {1, "E 0011  ", "Clock not detected"};
 const Result kClockStands = {1, "E 0012  ", "Clock not running"};
 const Result kClockRuns = {0, "OK      ", "Clock OK"};
+const Result kNoIrdmStart = {1, "E 00B0  ", "Failed to init IRDM test"};
+const Result kNoIrdm = {1, "E 00B1  ", "IRDM not detected"};
+const Result kNoVisualStart = {1, "E 00F0  ", "Failed to init visual test"};
+const Result kVisualFails = {1, "E 00B1  ", "Visual test mode failed"};
+const Result kNoGps = {1, "E 00E0  ", "No GPS available"};
+const Result kGpsUnconnected = {1, "E 00E2  ", "GPS not connected"};
+const Result kNoMagnet = {1, "E 0101  ", "LCD Magnet not detected"};
+constexpr char kIrdm[] = "test.items.IRDM.IRDM";
+constexpr char kDraft[] = "test.items.visual.draft";
+constexpr char kStill[] = "test.items.visual.still";
+constexpr char kVisual[] = "test.items.visual.detect";
+constexpr char kGps[] = "test.items.gps.detect";
+constexpr char kMagnet[] = "test.items.LCDMagnet.detect";
+constexpr char kCompass[] = "test.items.compass.detect";
+constexpr char kAccel[] = "test.items.accel.detect";
 constexpr char kBattery[] = "test.items.battery.battery";
 constexpr char kClock[] = "test.items.clock.clock";
 
@@ -86,6 +101,100 @@ const FaultCase kCases[] = {
     // The word of a failed first read must not make up a difference that passes.
     {"CounterSmallFirstFails", "H", ".desk.pmi.counter=0 .desk.driver.pmi1.fail=0,1", kClock,
      kClockStands},
+
+    {"IrdmHealthy", "M7", "", kIrdm, {0, "OK      ", "IRDM OK"}},
+    {"IrdmSetFails", "M7", ".desk.driver.fvd1.fail=0,1", kIrdm, kNoIrdmStart},
+    {"IrdmRead58Fails", "N7", ".desk.driver.fvd1.fail=1,1", kIrdm, kNoIrdm},
+    {"IrdmRead59Fails", "R-sysimg", ".desk.driver.fvd1.fail=2,1", kIrdm, kNoIrdm},
+    {"IrdmRegister58", "M7", ".desk.fvd.status58=1", kIrdm, kNoIrdm},
+    {"IrdmRegister59", "M7", ".desk.fvd.status59=3", kIrdm, kNoIrdm},
+
+    {"DraftHealthy", "K", "", kDraft, {0, "OK      ", "Visual OK"}},
+    {"StillHealthy", "H", "", kStill, {0, "OK      ", "Visual OK"}},
+    {"DraftRefused", "N7", ".desk.cam.refuses=2", kDraft, kNoVisualStart},
+    {"StillRefused", "K", ".desk.cam.refuses=3", kStill, kNoVisualStart},
+    {"StillBackToDraftRefused", "K", ".desk.cam.refuses=2", kStill, kNoVisualStart},
+    {"DraftRegisterFails", "K", ".desk.driver.fvd1.fail=0,1", kDraft, kNoVisualStart},
+    // In still mode the last request is the camera's: the front-end's outcome is not looked at.
+    {"StillRegisterFails", "K", ".desk.driver.fvd1.fail=0,1", kStill, {0, "OK      ", "Visual OK"}},
+    {"DraftRegister58", "K", ".desk.fvd.status58=2", kDraft, kVisualFails},
+    {"StillRegister59", "K", ".desk.fvd.status59=2", kStill, kVisualFails},
+
+    {"VisualHealthy", "K", "", kVisual, {0, "Tested  ", "Visual camera tested"}},
+    {"VisualSilent",
+     "K",
+     ".desk.driver.cam1.fail=0,1 .desk.driver.cam1.error=171",
+     kVisual,
+     {1, "E 00F1  ", "Visual camera not responding, error: 0xAB"}},
+    {"VisualInactive",
+     "N7",
+     ".desk.cam.state=0",
+     kVisual,
+     {1, "E 00F2  ", "Visual camera not active"}},
+    {"VisualOtherState",
+     "H",
+     ".desk.cam.state=2",
+     kVisual,
+     {1, "E 00F2  ", "Visual camera not active"}},
+
+    {"GpsHealthy", "KY", "", kGps, {0, "Tested  ", "GPS tested"}},
+    {"GpsMissing", "K", ".desk.hidden=image.sysimg.gps", kGps, kNoGps},
+    {"GpsPowerMissing", "K", ".desk.hidden=power.settings.gpsPower", kGps, kNoGps},
+    {"GpsStateMissing", "H", ".desk.hidden=power.states.gpsOK", kGps, kNoGps},
+    {"GpsUnconnected", "KY", ".desk.gps.connected=false", kGps, kGpsUnconnected},
+    {"GpsNotReadyYet", "KY", ".desk.gps.ready=5", kGps, kGpsUnconnected},
+    {"GpsPowerRefused", "KY", ".desk.refused=power.settings.gpsPower", kGps, kGpsUnconnected},
+    {"GpsStateUnreadable", "KY", ".desk.unreadable=power.states.gpsOK", kGps, kGpsUnconnected},
+
+    {"MagnetHealthy", "H", "", kMagnet, {0, "Tested  ", "FILTER tested"}},
+    {"MagnetNodeMissing",
+     "H",
+     ".desk.hidden=power.states.lcdOut",
+     kMagnet,
+     {1, "E 0100  ", "Failed to init test"}},
+    {"MagnetLost", "H", ".desk.display.magnet=false", kMagnet, kNoMagnet},
+    {"MagnetNobodyMoves", "H", ".desk.operator.mode=none", kMagnet, kNoMagnet},
+    {"MagnetMovedTooSeldom", "H", ".desk.operator.moves=4", kMagnet, kNoMagnet},
+    {"MagnetMovedTooSlowly", "H", ".desk.operator.reaction=2.1", kMagnet, kNoMagnet},
+    // A first reading of false counts as a change.
+    {"MagnetStartsIn",
+     "H",
+     ".desk.display.out=false .desk.operator.moves=5",
+     kMagnet,
+     {0, "Tested  ", "FILTER tested"}},
+
+    {"CompassHealthy", "R8", "", kCompass, {0, "Tested  ", "Compass 3-axis tested"}},
+    {"CompassType",
+     "R8",
+     ".system.direction.compass.type=ABC",
+     kCompass,
+     {0, "Tested  ", "Compass ABC tested"}},
+    {"CompassMissing",
+     "R8",
+     ".desk.hidden=system.direction.compass.type",
+     kCompass,
+     {1, "E 0130  ", "No Compass available"}},
+    {"CompassEmpty",
+     "R8",
+     ".system.direction.compass.type=",
+     kCompass,
+     {1, "E 0132  ", "Compass not responding"}},
+    {"CompassUnreadable",
+     "R8",
+     ".desk.unreadable=system.direction.compass.type",
+     kCompass,
+     {1, "E 0132  ", "Compass not responding"}},
+    {"AccelHealthy", "R8", "", kAccel, {0, "Tested  ", "Accelerometer 3-axis tested"}},
+    {"AccelMissing",
+     "R8",
+     ".desk.hidden=system.direction.sensorAccel.type",
+     kAccel,
+     {1, "E 0140  ", "No Accelerometer available"}},
+    {"AccelEmpty",
+     "R8",
+     ".system.direction.sensorAccel.type=",
+     kAccel,
+     {1, "E 0142  ", "Accelerometer not responding"}},
 };
 
 class DeviceFaultTest : public ::testing::TestWithParam<FaultCase> {};
@@ -97,7 +206,8 @@ TEST_P(DeviceFaultTest, ReportsAsTheTechnicianExpects) {
   EXPECT_EQ(camera.Get(GetParam().item), GetParam().expected.value);
   // With every knob back, the next run passes: nothing is left of the fault.
   camera.Set(".desk.restore", "true");
-  EXPECT_EQ(camera.Run(GetParam().item).value, "OK      ");
+  const std::string value = camera.Run(GetParam().item).value;
+  EXPECT_TRUE(value == "OK      " || value == "Tested  ") << value;
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, DeviceFaultTest, ::testing::ValuesIn(kCases),
@@ -160,6 +270,95 @@ TEST(ClockTest, IgnoresTheHaltFlagInTheSeconds) {
   camera.Set(".desk.bus.i2c1.d0.data", "58");
   camera.Set(".desk.clock.at", "2 .desk.bus.i2c1.d0.data=02");
   EXPECT_EQ(camera.Run(kClock), kClockStands);
+}
+
+TEST(DeviceStartTest, MissingVideoDriversShowInTheirItems) {
+  TestCamera camera("N7", ".desk.driver.fvd1.present=false;.desk.driver.cam1.present=false");
+  EXPECT_EQ(camera.Run(kIrdm), kNoIrdmStart);
+  EXPECT_EQ(camera.Run(kDraft), kNoVisualStart);
+  // The visual camera's own test stores nothing: what was found last stays.
+  const Json untested = camera.Write(kVisual, "run");
+  EXPECT_EQ(untested["status"], 0xF0);
+  EXPECT_EQ(untested["value"], "Untested");
+  EXPECT_TRUE(untested["records"].empty());
+  camera.Set(".desk.driver.cam1.present", "true");
+  EXPECT_EQ(camera.Run(kVisual).value, "Tested  ");
+  camera.Set(".desk.driver.cam1.present", "false");
+  EXPECT_EQ(camera.Write(kVisual, "run")["value"], "Tested  ");
+}
+
+TEST(VisualTraceTest, ModesSendTheirRequestsAndWait) {
+  using Lines = std::vector<std::string>;
+  TestCamera camera("K");
+  EXPECT_EQ(TraceLines(camera.Write(kStill, "run")),
+            (Lines{"0 ioctl CAM1: 0x81008024 03000000  true", "0 sleep 500",
+                   "500 ioctl FVD1: 0x80000028 3a00000002000000  true",
+                   "500 ioctl CAM1: 0x81008024 02000000  true", "500 sleep 500", "1000 sleep 100",
+                   "1100 ioctl FVD1: 0x80000024 3a000000 00000000 true",
+                   "1100 ioctl FVD1: 0x80000024 3b000000 00000000 true",
+                   "1100 file /FlashFS/tmp/bitlog.txt a+ true"}));
+  EXPECT_EQ(TraceLines(camera.Write(kDraft, "run")),
+            (Lines{"0 ioctl CAM1: 0x81008024 02000000  true", "0 sleep 500",
+                   "500 ioctl FVD1: 0x80000028 3a00000004000000  true", "500 sleep 100",
+                   "600 ioctl FVD1: 0x80000024 3a000000 00000000 true",
+                   "600 ioctl FVD1: 0x80000024 3b000000 00000000 true",
+                   "600 file /FlashFS/tmp/bitlog.txt a+ true"}));
+  EXPECT_EQ(TraceLines(camera.Write(kVisual, "run")),
+            (Lines{"0 open CAM1: true", "0 ioctl CAM1: 0x81004014  01000000 true",
+                   "0 close CAM1: true", "0 file /FlashFS/tmp/bitlog.txt a+ true"}));
+}
+
+TEST(GpsTest, LeavesThePowerAsItFoundItOnEveryPath) {
+  constexpr char kPower[] = ".power.settings.gpsPower";
+  for (const char* const found : {"false", "true"}) {
+    for (const char* const knobs :
+         {"", ".desk.gps.connected=false", ".desk.gps.ready=9", ".desk.hidden=power.states.gpsOK",
+          ".desk.unreadable=power.states.gpsOK"}) {
+      TestCamera camera("KY");
+      Turn(camera, knobs);
+      camera.Set(kPower, found);
+      const Json reply = camera.Write(kGps, "run");
+      EXPECT_EQ(camera.Get(kPower), found) << knobs;
+      const std::vector<std::string> steps = TraceLines(reply);
+      const auto writes = std::count_if(steps.begin(), steps.end(), [](const auto& step) {
+        return step.starts_with("0 set power.settings.gpsPower ");
+      });
+      EXPECT_EQ(writes, std::string(found) == "true" ? 0 : 2) << knobs;
+    }
+  }
+}
+
+TEST(GpsTest, IsReadyAWhileAfterItsPower) {
+  TestCamera camera("KY");
+  camera.Set(".desk.gps.ready", "30");
+  camera.Set(".power.settings.gpsPower", "true");
+  EXPECT_EQ(camera.Run(kGps), kGpsUnconnected);
+  camera.Set(".desk.clock.advance", "30");
+  EXPECT_EQ(camera.Run(kGps).value, "Tested  ");
+  // A client's own value holds until the device's next change.
+  camera.Set(".power.states.gpsOK", "false");
+  EXPECT_EQ(camera.Run(kGps), kGpsUnconnected);
+  camera.Set(".power.settings.gpsPower", "false");
+  camera.Set(".power.settings.gpsPower", "true");
+  camera.Set(".desk.clock.advance", "30");
+  EXPECT_EQ(camera.Get(".power.states.gpsOK"), "true");
+}
+
+TEST(MagnetTest, ReadsTwentyTimesHalfASecondApart) {
+  TestCamera camera("H");
+  camera.Set(".desk.display.magnet", "false");
+  const Json reply = camera.Write(kMagnet, "run");
+  EXPECT_EQ(reply["elapsed_ms"], 10000.0);
+  const std::vector<std::string> steps = TraceLines(reply);
+  ASSERT_EQ(steps.size(), 41U);
+  EXPECT_EQ(steps[38], "9500 get power.states.lcdOut true true");
+  EXPECT_EQ(steps[39], "9500 sleep 500");
+}
+
+TEST(CompassTest, LongTypeIsCutWhereTheLogCuts) {
+  TestCamera camera("R8");
+  camera.Set(".system.direction.compass.type", std::string(1000, 'T'));
+  EXPECT_EQ(camera.Run(kCompass), (Result{0, "Tested  ", "Compass " + std::string(171, 'T')}));
 }
 
 }  // namespace

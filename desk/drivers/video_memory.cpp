@@ -1,0 +1,129 @@
+#include "drivers/video_memory.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+
+namespace desk {
+
+namespace {
+
+constexpr std::uint64_t kSize = 1ULL << 32;
+
+enum Row : std::size_t { kCell, kFirst, kLast, kBlocks };
+
+constexpr KnobRow kRows[] = {
+    {"cell", KnobKind::Text, "cell", "", 0, 0,
+     "A bad cell, \"address word bit fault\": the bit (0 to 31) of the 32-bit word (0 based) "
+     "behind "
+     "the byte address; fault: stuck0, stuck1 or flips. As \"0x420000 5 3 flips\". Empty: none."},
+    {"first", KnobKind::ReadOnly, "", "", 0, 0, "The lowest address of a write since the start."},
+    {"last", KnobKind::ReadOnly, "", "", 0, 0, "The highest address of a write since the start."},
+    {"blocks", KnobKind::ReadOnly, "", "", 0, 0, "Writes since the start."},
+};
+
+}  // namespace
+
+std::span<const KnobRow> VideoMemory::KnobRows() {
+  return kRows;
+}
+
+VideoMemory::VideoMemory() : mKnobs(".desk.video", kRows) {
+  mKnobs[kCell].OnWrite(
+      [this](const KnobValue& value) { return SetBadCell(std::get<std::string>(value)); });
+  mKnobs[kFirst].OnRead([this] { return Counted(mFirst, true); });
+  mKnobs[kLast].OnRead([this] { return Counted(mLast, true); });
+  mKnobs[kBlocks].OnRead([this] { return Counted(mBlocks, false); });
+}
+
+void VideoMemory::Restore() {
+  const std::lock_guard lock(mLock);
+  mPages.clear();
+  mFirst = mLast = mBlocks = 0;
+}
+
+KnobValue VideoMemory::Counted(std::uint64_t number, bool hexadecimal) const {
+  const std::lock_guard lock(mLock);
+  std::ostringstream text;
+  if (hexadecimal) text << "0x" << std::hex << std::uppercase;
+  text << number;
+  return text.str();
+}
+
+bool VideoMemory::SetBadCell(const std::string& text) {
+  BadCell cell;
+  if (!text.empty()) {
+    std::istringstream words(text);
+    std::string address;
+    std::string fault;
+    std::uint32_t word = 0;
+    unsigned bit = 0;
+    words >> address >> word >> bit >> fault;
+    char* end = nullptr;
+    const unsigned long long start = std::strtoull(address.c_str(), &end, 0);
+    const bool reads = words && words.eof() && *end == '\0' && start < kSize && bit < 32;
+    if (fault == "stuck0") cell.fault = BadCell::Fault::StuckAt0;
+    if (fault == "stuck1") cell.fault = BadCell::Fault::StuckAt1;
+    if (fault == "flips") cell.fault = BadCell::Fault::Flips;
+    if (!reads || cell.fault == BadCell::Fault::None) return false;
+    cell.address = start + 4ULL * word + bit / 8;
+    cell.mask = static_cast<std::uint8_t>(1U << bit % 8);
+  }
+  const std::lock_guard lock(mLock);
+  mBadCell = cell;
+  return true;
+}
+
+bool VideoMemory::Write(std::uint32_t address, std::span<const std::uint8_t> bytes) {
+  if (address + static_cast<std::uint64_t>(bytes.size()) > kSize) return false;
+  const std::lock_guard lock(mLock);
+  mFirst = mBlocks == 0 ? address : std::min<std::uint64_t>(mFirst, address);
+  mLast = std::max<std::uint64_t>(mLast, address);
+  ++mBlocks;
+  if (mPages.empty()) mPages.resize(kSize / kPageSize);
+  for (std::uint64_t at = address; !bytes.empty();) {
+    std::unique_ptr<Page>& page = mPages[at / kPageSize];
+    if (page == nullptr) page = std::make_unique<Page>();
+    const std::size_t offset = at % kPageSize;
+    const std::size_t length = std::min(bytes.size(), kPageSize - offset);
+    memcpy(page->data() + offset, bytes.data(), length);
+    bytes = bytes.subspan(length);
+    at += length;
+  }
+  return true;
+}
+
+bool VideoMemory::Read(std::uint32_t address, std::span<std::uint8_t> bytes) {
+  if (address + static_cast<std::uint64_t>(bytes.size()) > kSize) return false;
+  const std::lock_guard lock(mLock);
+  std::span<std::uint8_t> rest = bytes;
+  for (std::uint64_t at = address; !rest.empty();) {
+    const Page* const page = mPages.empty() ? nullptr : mPages[at / kPageSize].get();
+    const std::size_t offset = at % kPageSize;
+    const std::size_t length = std::min(rest.size(), kPageSize - offset);
+    if (page == nullptr) {
+      memset(rest.data(), 0, length);
+    } else {
+      memcpy(rest.data(), page->data() + offset, length);
+    }
+    rest = rest.subspan(length);
+    at += length;
+  }
+  const std::uint64_t into = mBadCell.address - address;
+  if (mBadCell.fault == BadCell::Fault::None || mBadCell.address < address ||
+      into >= bytes.size()) {
+    return true;
+  }
+  std::uint8_t& byte = bytes[into];
+  if (mBadCell.fault == BadCell::Fault::StuckAt0) {
+    byte = static_cast<std::uint8_t>(byte & ~mBadCell.mask);
+  } else if (mBadCell.fault == BadCell::Fault::StuckAt1) {
+    byte |= mBadCell.mask;
+  } else {
+    byte ^= mBadCell.mask;
+  }
+  return true;
+}
+
+}  // namespace desk

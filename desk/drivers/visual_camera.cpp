@@ -1,0 +1,48 @@
+#include "drivers/visual_camera.h"
+
+#include <cstring>
+
+namespace desk {
+
+namespace {
+
+constexpr DWORD kIoctlMode = 0x81008024;
+constexpr DWORD kIoctlState = 0x81004014;
+constexpr DWORD kDraft = 2;
+constexpr DWORD kStill = 3;
+
+enum Row : std::size_t { kState, kMode, kRefuses };
+
+constexpr KnobRow kRows[] = {
+    {"state", KnobKind::Integer, "", "1", 0, 2147483647, "1: the camera is active."},
+    {"mode", KnobKind::Integer, "", "2", 2, 3, "The mode it is in: 2 draft, 3 still."},
+    {"refuses", KnobKind::Integer, "", "0", 0, 3,
+     "The mode that it does not take; 0: it takes both."},
+};
+
+}  // namespace
+
+std::span<const KnobRow> VisualCamera::CameraKnobRows() {
+  return kRows;
+}
+
+VisualCamera::VisualCamera() : DriverPort("CAM1:"), mCameraKnobs(".desk.cam", kRows) {}
+
+DWORD VisualCamera::Serve(const IoRequest& request) {
+  if (request.code == kIoctlState && request.outputSize == sizeof(DWORD)) {
+    const auto state = static_cast<DWORD>(mCameraKnobs[kState].Number());
+    memcpy(request.output, &state, sizeof state);
+    return 0;
+  }
+  DWORD mode = 0;
+  if (request.code != kIoctlMode || request.inputSize != sizeof mode) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  memcpy(&mode, request.input, sizeof mode);
+  if (mode != kDraft && mode != kStill) return ERROR_INVALID_PARAMETER;
+  if (mode == static_cast<DWORD>(mCameraKnobs[kRefuses].Number())) return ERROR_IO_DEVICE;
+  mCameraKnobs[kMode].Write(static_cast<double>(mode));
+  return 0;
+}
+
+}  // namespace desk

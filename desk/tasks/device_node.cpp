@@ -1,0 +1,35 @@
+#include "tasks/device_node.h"
+
+namespace desk {
+
+DeviceNode::DeviceNode(const char* name, const Value& start)
+    : CServerResource(name, start, 0x80000000), mDevices(start) {}
+
+void DeviceNode::DeviceChanged() {
+  const std::lock_guard lock(mLock);
+  mOverridden = false;
+}
+
+DWORD DeviceNode::SetImpl(Value& value, bool& changed) {
+  const DWORD status = CServerResource::SetImpl(value, changed);
+  if (status != 0) return status;
+  if (mRead) {
+    const Value devices = mRead();
+    const std::lock_guard lock(mLock);
+    mOverridden = true;
+    mDevices = devices;
+  }
+  if (mWritten) mWritten(mValue);
+  return 0;
+}
+
+DWORD DeviceNode::GetImpl(Value& value) {
+  if (!mRead) return CServerResource::GetImpl(value);
+  const Value devices = mRead();
+  const std::lock_guard lock(mLock);
+  if (mOverridden && devices.Compare(mDevices) == 0) return CServerResource::GetImpl(value);
+  mOverridden = false;
+  return value.Set(devices, false);
+}
+
+}  // namespace desk

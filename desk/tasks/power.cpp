@@ -1,0 +1,82 @@
+#include "tasks/power.h"
+
+#include "tarq/node_access.h"
+#include "tasks/device_node.h"
+
+namespace desk {
+
+namespace {
+
+enum GpsRow : std::size_t { kConnected, kReady };
+constexpr KnobRow kGpsRows[] = {
+    {"connected", KnobKind::Bool, "", "true", 0, 0, "False: the receiver finds no connection."},
+    {"ready", KnobKind::Number, "s", "0", 0, 1e6,
+     "How long after its power came the receiver reports that it is connected."},
+};
+
+enum DisplayRow : std::size_t { kOut, kMagnet };
+constexpr KnobRow kDisplayRows[] = {
+    {"out", KnobKind::Bool, "", "true", 0, 0,
+     "The display's position, as whoever holds the camera moves it."},
+    {"magnet", KnobKind::Bool, "", "true", 0, 0,
+     "False: the position sensor does not see the display's magnet and reads true."},
+};
+
+}  // namespace
+
+std::span<const KnobRow> Power::GpsKnobRows() {
+  return kGpsRows;
+}
+std::span<const KnobRow> Power::DisplayKnobRows() {
+  return kDisplayRows;
+}
+
+Power::Power(const Clock& clock)
+    : mClock(clock),
+      mGpsKnobs(".desk.gps", kGpsRows),
+      mDisplayKnobs(".desk.display", kDisplayRows) {}
+
+void Power::Restore() {
+  const std::lock_guard lock(mLock);
+  mGpsPoweredAt = kNever;
+}
+
+bool Power::GpsIsReady() const {
+  const double ready = mGpsKnobs[kReady].Number();
+  const std::lock_guard lock(mLock);
+  return mGpsKnobs[kConnected].Bool() && mGpsPoweredAt != kNever &&
+         std::chrono::duration<double>(mClock.Now() - mGpsPoweredAt).count() >= ready;
+}
+
+void Power::PublishGps(TARQ::CResourceTree& camera) {
+  auto& root = TARQ::NodeAccess::Root(camera);
+  auto* const state = new DeviceNode("gpsOK", TARQ::CResourceValue(false));
+  state->OnRead([this] { return TARQ::CResourceValue(GpsIsReady()); });
+  auto* const supply = new DeviceNode("gpsPower", TARQ::CResourceValue(false));
+  supply->OnWritten([this, state](const TARQ::CResourceValue& on) {
+    {
+      const std::lock_guard lock(mLock);
+      const bool wasOn = mGpsPoweredAt != kNever;
+      if (on.GetBool() == wasOn) return;
+      mGpsPoweredAt = wasOn ? kNever : mClock.Now();
+    }
+    state->DeviceChanged();
+  });
+  TARQ::NodeAccess::MakeBranch(root, "power.settings").AddChild(supply, nullptr);
+  TARQ::NodeAccess::MakeBranch(root, "power.states").AddChild(state, nullptr);
+}
+
+void Power::PublishDisplay(TARQ::CResourceTree& camera) {
+  auto* const sensor = new DeviceNode("lcdOut", TARQ::CResourceValue(true));
+  sensor->OnRead([this] {
+    return TARQ::CResourceValue(mDisplayKnobs[kOut].Bool() || !mDisplayKnobs[kMagnet].Bool());
+  });
+  TARQ::NodeAccess::MakeBranch(TARQ::NodeAccess::Root(camera), "power.states")
+      .AddChild(sensor, nullptr);
+}
+
+void Power::MoveDisplay(bool out) {
+  mDisplayKnobs[kOut].Write(out);
+}
+
+}  // namespace desk

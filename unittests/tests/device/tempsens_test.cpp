@@ -1,0 +1,299 @@
+// Temperature tests: conversions at their edges, the sensors of each camera, retries, the dual
+// item.
+#include <gtest/gtest.h>
+
+#include "support/test_camera.h"
+#include "tests/device/temperature.h"
+
+namespace test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+TEST(ConversionTest, BlockWordsAreMostSignificantByteFirstBehindTheStatusByte) {
+  const BYTE answer[13] = {0xFF, 0x00, 0x25, 0x14, 0x31, 0x00, 0x34,
+                           0x56, 0x2F, 0x12, 0x34, 0x56, 0x78};
+  EXPECT_EQ(BlockTemperature(answer, 0), 2430001U);
+  EXPECT_EQ(BlockTemperature(answer, 1), 3429935U);
+  EXPECT_EQ(BlockTemperature(answer, 2), 0x12345678U);
+}
+
+TEST(ConversionTest, SensorStepsTruncateTowardZero) {
+  struct Case {
+    BYTE bytes[2];
+    Temperature temperature;
+  };
+  const Case cases[] = {
+      {{0x19, 0x00}, 3231600}, {{0xE7, 0x00}, 2231600}, {{0x00, 0x00}, 2731600},
+      {{0x00, 0x01}, 2731678}, {{0xFF, 0xFF}, 2731522}, {{0xFF, 0x81}, 2721679},
+      {{0x7F, 0xFF}, 5291521}, {{0x80, 0x00}, 171600},
+  };
+  for (const Case& each : cases) EXPECT_EQ(SensorTemperature(each.bytes), each.temperature);
+}
+
+TEST(ConversionTest, ConverterReckonsInSinglePrecision) {
+  struct Case {
+    BYTE bytes[4];
+    Temperature temperature;
+  };
+  const Case cases[] = {
+      {{0x00, 0x00, 0x00, 0x00}, 134097},  {{0x00, 0x00, 0x00, 0x40}, 134097},
+      {{0x1A, 0x80, 0x00, 0x00}, 2661492}, {{0x1F, 0xFF, 0xFF, 0xC0}, 3186044},
+      {{0x20, 0x00, 0x00, 0x00}, 3186045}, {{0x1D, 0x95, 0x0C, 0x80}, 2955454},
+      {{0x1B, 0x69, 0xD0, 0x00}, 2748599}, {{0x3F, 0xFF, 0xFF, 0xC0}, 6237993},
+      {{0xDE, 0x8E, 0xD7, 0x3F}, 3048514},  // the top two bits and the low six do not count
+  };
+  for (const Case& each : cases) EXPECT_EQ(ConverterTemperature(each.bytes), each.temperature);
+}
+
+TEST(ConversionTest, PlausibleRangeIsInclusive) {
+  EXPECT_FALSE(IsPlausible(2430000));
+  EXPECT_TRUE(IsPlausible(2430001));
+  EXPECT_TRUE(IsPlausible(3429999));
+  EXPECT_FALSE(IsPlausible(3430000));
+  EXPECT_EQ(TemperatureText("Lens", 2430001), "Lens:243.000100 K, ");
+  EXPECT_EQ(TemperatureText("Lens", 3430000), "Lens:Out of range 343.000000 K, ");
+}
+
+struct SensorCase {
+  const char* variant;
+  const char* node;
+  const char* name;  // in messages and records
+  const char* chip;  // below .desk.bus
+  const char* knob;
+  const char* className = "CResBitTempsensItems";
+};
+
+const SensorCase kSensors[] = {
+    {"K", "TSShutter", "Tempsens Shutter", "i2c1.e0", "temperature0"},
+    {"K", "TSAperture", "Tempsens Aperture", "i2c1.e0", "temperature1"},
+    {"K", "TSCapsule", "Tempsens Capsule", "i2c1.e0", "temperature2"},
+    {"K", "TSVcam", "Tempsens Visual", "i2c1.94", "temperature"},
+    {"K", "TSLens", "Tempsens Lens", "i2c1.92", "temperature"},
+    {"R-sysimg", "TSAperture", "Tempsens Aperture", "i2c1.e0", "temperature0"},
+    {"R-sysimg", "TSShutter", "Tempsens Shutter", "i2c1.e0", "temperature1"},
+    {"R-sysimg", "TSFront", "Tempsens Front", "i2c1.e0", "temperature2"},
+    {"M", "TSAperture", "Tempsens Aperture", "i2c1.e0", "temperature0"},
+    {"M", "TSShutter", "Tempsens Shutter", "i2c1.e0", "temperature1"},
+    {"M", "TSFront", "Tempsens Front", "i2c1.e0", "temperature2"},
+    {"N7", "TSAperture", "Tempsens Aperture", "i2c1.e0", "temperature0"},
+    {"N7", "TSShutter", "Tempsens Shutter", "i2c1.e0", "temperature1"},
+    {"N7", "TSFront", "Tempsens Front", "i2c1.e0", "temperature2"},
+    {"R8", "TSAperture", "Tempsens Aperture", "i2c2.e0", "temperature0"},
+    {"R8", "TSShutter", "Tempsens Shutter", "i2c2.e0", "temperature1"},
+    {"R8", "TSFront", "Tempsens Front", "i2c2.e0", "temperature2"},
+    {"M8", "TSAperture", "Tempsens Aperture", "i2c2.e0", "temperature0"},
+    {"M8", "TSShutter", "Tempsens Shutter", "i2c2.e0", "temperature1"},
+    {"M8", "TSFront", "Tempsens Front", "i2c2.e0", "temperature2"},
+    {"V", "TSBoard", "Tempsens Board", "i2c1.90", "temperature"},
+    {"V8", "TSBoard", "Tempsens Board", "i2c1.92", "temperature"},
+    {"H", "TSBoard", "Tempsens Board", "i2c1.90", "temperature"},
+    {"H", "TSLens", "Tempsens Lens", "i2c2.92", "temperature"},
+    {"M7", "TSShutter", "Tempsens Shutter", "i2c2.4c", "temperature", "CResBitDualTempsensItems"},
+    {"M7", "TSLens", "Tempsens Lens", "i2c2.2a", "temperature"},
+    {"M7", "TSFront", "Tempsens Front", "i2c2.48", "temperature"},
+    {"KY", "TSShutter", "Tempsens Shutter", "i2c2.4c", "temperature", "CResBitDualTempsensItems"},
+    {"KY", "TSLens", "Tempsens Lens", "i2c2.2a", "temperature"},
+    {"KY", "TSFront", "Tempsens Front", "i2c2.48", "temperature"},
+    {"R7", "TSShutter", "Tempsens Shutter", "i2c1.90", "temperature"},
+    {"LQ", "TSShutter", "Tempsens Shutter", "i2c1.90", "temperature"},
+    {"LQ", "TSBoard", "Tempsens Board", "i2c1.92", "temperature"},
+};
+
+class SensorTest : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(SensorTest, EachItemReadsItsOwnSensorAndReportsItsFailures) {
+  const std::string variant = GetParam();
+  TestCamera camera(variant);
+  const Json group = camera.Tree("test.items.tempsens");
+  std::size_t item = 0;
+  for (const SensorCase& row : kSensors) {
+    if (row.variant != variant) continue;
+    const std::string path = std::string("test.items.tempsens.") + row.node;
+    const std::string chip = std::string(".desk.bus.") + row.chip;
+    const std::string name = row.name;
+    ASSERT_LT(item, group["children"].size());
+    EXPECT_EQ(group["children"][item]["path"], path);
+    EXPECT_EQ(group["children"][item]["class"], row.className);
+    ++item;
+    if (std::string(row.className) == "CResBitDualTempsensItems") {
+      camera.Set(".desk.bus.i2c2.90.answers", "false");  // its second sensor
+    }
+    // 16-bit sensors measure in steps: this is one of them.
+    camera.Set(chip + "." + row.knob, "3231600");
+    EXPECT_EQ(camera.Write(path, "run")["value"], "OK      ");
+    EXPECT_TRUE(camera.LogLines().back().ends_with(";OK      ;" + name + ":323.160000 K, "));
+    camera.Set(chip + "." + row.knob, "2231600");
+    const bool isDual = std::string(row.className) == "CResBitDualTempsensItems";
+    EXPECT_EQ(camera.Write(path, "run")["value"], isDual ? "E 0031  " : "E 0032  ");
+    camera.Set(chip + ".answers", "false");
+    if (!isDual) {
+      EXPECT_EQ(camera.Run(path), (Result{1, "E 0031  ", name + ":Tempsens not detected "}));
+    }
+    camera.Set(".desk.restore", "true");
+  }
+  EXPECT_EQ(item, group["children"].size());
+}
+
+INSTANTIATE_TEST_SUITE_P(Variants, SensorTest,
+                         ::testing::Values("K", "R-sysimg", "M", "N7", "R8", "M8", "V", "V8", "H",
+                                           "M7", "KY", "R7", "LQ"),
+                         [](const auto& each) {
+                           std::string name = each.param;
+                           std::erase(name, '-');
+                           return name;
+                         });
+
+TEST(SensorGroupTest, VisualCamerasOwnSensorNeedsItsModel) {
+  for (const char* const knob :
+       {".system.vcam.model=MT9M112", ".system.vcam.model=mt9m111",
+        ".desk.hidden=system.vcam.model", ".desk.unreadable=system.vcam.model"}) {
+    TestCamera camera("K", knob);
+    EXPECT_EQ(camera.Tree("test.items.tempsens")["children"].size(), 4U) << knob;
+    EXPECT_TRUE(camera.Tree("test.items.tempsens.TSVcam").is_null());
+  }
+}
+
+TEST(SensorEdgeTest, BoundsOfThePlausibleRangeThroughTheChips) {
+  TestCamera camera("K");
+  struct Case {
+    const char* temperature;
+    Result expected;
+  };
+  const Case cases[] = {
+      {"2430000", {1, "E 0032  ", "Tempsens Shutter:Out of range 243.000000 K, "}},
+      {"2430001", {0, "OK      ", "Tempsens Shutter:243.000100 K, "}},
+      {"3429999", {0, "OK      ", "Tempsens Shutter:342.999900 K, "}},
+      {"3430000", {1, "E 0032  ", "Tempsens Shutter:Out of range 343.000000 K, "}},
+  };
+  for (const Case& each : cases) {
+    camera.Set(".desk.bus.i2c1.e0.temperature0", each.temperature);
+    EXPECT_EQ(camera.Run("test.items.tempsens.TSShutter"), each.expected);
+  }
+}
+
+TEST(ConverterTest, ChipGivesEveryTemperatureExactly) {
+  TestCamera camera("KY");
+  for (const char* const temperature : {"2430001", "2731500", "2981500", "3186044", "3429999"}) {
+    camera.Set(".desk.bus.i2c2.2a.temperature", temperature);
+    const std::string kelvin = std::string(temperature, 3) + "." + (temperature + 3) + "00";
+    EXPECT_EQ(camera.Run("test.items.tempsens.TSLens"),
+              (Result{0, "OK      ", "Tempsens Lens:" + kelvin + " K, "}));
+  }
+  for (const char* const temperature : {"2430000", "3430000"}) {
+    camera.Set(".desk.bus.i2c2.2a.temperature", temperature);
+    EXPECT_EQ(camera.Run("test.items.tempsens.TSLens").value, "E 0032  ");
+  }
+}
+
+TEST(ConverterTest, IsAskedUntilItAnswersAndEachAttemptHasItsPause) {
+  TestCamera camera("KY");
+  camera.Set(".desk.bus.i2c2.2a.conversion", "0.6");
+  const Json reply = camera.Write("test.items.tempsens.TSLens", "run");
+  EXPECT_EQ(reply["value"], "OK      ");
+  EXPECT_EQ(reply["elapsed_ms"], 900.0);
+  const Lines steps = TraceLines(reply);
+  ASSERT_EQ(steps.size(), 7U);
+  EXPECT_EQ(steps[0], "0 i2c I2C2: 2a 00  false");
+  EXPECT_EQ(steps[1], "0 sleep 300");
+  EXPECT_EQ(steps[2], "300 i2c I2C2: 2a 00  false");
+  EXPECT_EQ(steps[3], "300 sleep 300");
+  EXPECT_TRUE(steps[4].starts_with("600 i2c I2C2: 2a 00 ") && steps[4].ends_with(" true"));
+  EXPECT_EQ(steps[5], "600 sleep 300");
+}
+
+TEST(ConverterTest, IsGivenUpAfterTenAttempts) {
+  TestCamera camera("M7");
+  camera.Set(".desk.bus.i2c2.48.answers", "false");
+  const Json reply = camera.Write("test.items.tempsens.TSFront", "run");
+  EXPECT_EQ(reply["value"], "E 0031  ");
+  EXPECT_EQ(reply["elapsed_ms"], 3000.0);
+  EXPECT_EQ(TraceLines(reply).size(), 21U);
+  // The tenth answer still counts.
+  camera.Set(".desk.bus.i2c2.48.answers", "true");
+  camera.Set(".desk.bus.i2c2.48.fail", "0,9");
+  EXPECT_EQ(camera.Run("test.items.tempsens.TSFront").value, "OK      ");
+}
+
+struct DualCase {
+  const char* name;
+  std::vector<std::string> faults;
+  DWORD status;
+  const char* value;
+  std::vector<std::string> records;  // their ends, behind the description
+};
+void PrintTo(const DualCase& each, std::ostream* out) {
+  *out << each.name;
+}
+
+const DualCase kDuals[] = {
+    {"FirstPasses", {}, 0, "OK      ", {"OK      ;Tempsens Shutter:298.150000 K, "}},
+    {"FirstAbsent",
+     {".desk.bus.i2c2.4c.answers=false"},
+     0,
+     "OK      ",
+     {"E 0031  ;Tempsens Shutter:Tempsens not detected ",
+      "OK      ;Tempsens Shutter:298.152100 K, "}},
+    {"FirstOutOfRange",
+     {".desk.bus.i2c2.4c.temperature=2430000"},
+     0,
+     "OK      ",
+     {"E 0032  ;Tempsens Shutter:Out of range 243.000000 K, ",
+      "OK      ;Tempsens Shutter:298.152100 K, "}},
+    {"BothFail",
+     {".desk.bus.i2c2.4c.answers=false", ".desk.bus.i2c2.90.temperature=2231600"},
+     1,
+     "E 0031  ",
+     {"E 0031  ;Tempsens Shutter:Tempsens not detected ",
+      "E 0032  ;Tempsens Shutter:Out of range 223.160000 K, "}},
+};
+
+class DualTest : public ::testing::TestWithParam<DualCase> {};
+
+TEST_P(DualTest, OneSensorSufficesAndTheProbesWriteTheRecords) {
+  TestCamera camera("KY");
+  for (const std::string& fault : GetParam().faults) {
+    camera.Set(fault.substr(0, fault.find('=')), fault.substr(fault.find('=') + 1));
+  }
+  const Json reply = camera.Write("test.items.tempsens.TSShutter", "run");
+  EXPECT_EQ(reply["status"], GetParam().status);
+  EXPECT_EQ(reply["value"], GetParam().value);
+  ASSERT_EQ(reply["records"].size(), GetParam().records.size());
+  for (std::size_t i = 0; i < GetParam().records.size(); ++i) {
+    EXPECT_TRUE(reply["records"][i].get<std::string>().ends_with(";Tempsens Shutter;" +
+                                                                 GetParam().records[i]))
+        << reply["records"][i];
+  }
+  // Both probes open their bus before the first reads, and close it before the run returns.
+  const Lines steps = TraceLines(reply);
+  EXPECT_EQ(std::count(steps.begin(), steps.end(), "0 open I2C2: true"), 2);
+  EXPECT_EQ(std::count_if(steps.begin(), steps.end(),
+                          [](const auto& step) { return step.ends_with(" close I2C2: true"); }),
+            2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sensors, DualTest, ::testing::ValuesIn(kDuals),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST(TempsensNTest, ReportsAllThreeAndCutsAtNinetyNineCharacters) {
+  TestCamera camera("N");
+  constexpr char kItem[] = "test.items.tempsens";
+  EXPECT_EQ(camera.Run(kItem), (Result{0, "OK      ",
+                                       "Aperture:298.150000 K, Shutter:298.400000 K, "
+                                       "Front:297.900000 K, "}));
+  camera.Set(".desk.bus.i2c1.e0.temperature1", "3430000");
+  EXPECT_EQ(camera.Run(kItem), (Result{1, "E 0032  ",
+                                       "Aperture:298.150000 K, Shutter:Out of range 343.000000 K, "
+                                       "Front:297.900000 K, "}));
+  for (const char* const word : {"0", "1", "2"}) {
+    camera.Set(std::string(".desk.bus.i2c1.e0.temperature") + word, "4294967295");
+  }
+  EXPECT_EQ(camera.Run(kItem).message,
+            "Aperture:Out of range 429496.729500 K, Shutter:Out of range 429496.729500 K, "
+            "Front:Out of range 429");
+  camera.Set(".desk.bus.i2c1.e0.answers", "false");
+  EXPECT_EQ(camera.Run(kItem), (Result{1, "E 0031  ", "Tempsens not detected"}));
+}
+
+}  // namespace
+}  // namespace test
