@@ -24,7 +24,11 @@ std::string ClassName(const TARQ::CServerResource& node) {
   int status = 0;
   const std::unique_ptr<char, decltype(&std::free)> name(
       abi::__cxa_demangle(typeid(node).name(), nullptr, nullptr, &status), &std::free);
-  return status == 0 ? name.get() : typeid(node).name();
+  std::string text = status == 0 ? name.get() : typeid(node).name();
+  static constexpr std::string_view kUnnamed = "(anonymous namespace)::";
+  const std::size_t unnamed = text.find(kUnnamed);
+  if (unnamed != std::string::npos) text.erase(unnamed, kUnnamed.size());
+  return text;
 }
 
 const char* TypeName(ValueType type) {

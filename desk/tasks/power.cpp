@@ -37,8 +37,15 @@ Power::Power(const Clock& clock)
       mDisplayKnobs(".desk.display", kDisplayRows) {}
 
 void Power::Restore() {
-  const std::lock_guard lock(mLock);
-  mGpsPoweredAt = kNever;
+  {
+    const std::lock_guard lock(mLock);
+    mGpsPoweredAt = kNever;
+  }
+  if (mGpsSupply != nullptr) {
+    TARQ::NodeAccess::Store(*mGpsSupply, TARQ::CResourceValue(false));
+    mGpsState->DeviceChanged();
+  }
+  if (mDisplaySensor != nullptr) mDisplaySensor->DeviceChanged();
 }
 
 bool Power::GpsIsReady() const {
@@ -50,29 +57,31 @@ bool Power::GpsIsReady() const {
 
 void Power::PublishGps(TARQ::CResourceTree& camera) {
   auto& root = TARQ::NodeAccess::Root(camera);
-  auto* const state = new DeviceNode("gpsOK", TARQ::CResourceValue(false));
-  state->OnRead([this] { return TARQ::CResourceValue(GpsIsReady()); });
-  auto* const supply = new DeviceNode("gpsPower", TARQ::CResourceValue(false));
-  supply->OnWritten([this, state](const TARQ::CResourceValue& on) {
-    {
-      const std::lock_guard lock(mLock);
-      const bool wasOn = mGpsPoweredAt != kNever;
-      if (on.GetBool() == wasOn) return;
-      mGpsPoweredAt = wasOn ? kNever : mClock.Now();
-    }
-    state->DeviceChanged();
-  });
-  TARQ::NodeAccess::MakeBranch(root, "power.settings").AddChild(supply, nullptr);
-  TARQ::NodeAccess::MakeBranch(root, "power.states").AddChild(state, nullptr);
+  mGpsState = new DeviceNode("gpsOK", TARQ::CResourceValue(false));
+  mGpsState->OnRead([this] { return TARQ::CResourceValue(GpsIsReady()); });
+  mGpsSupply = new DeviceNode("gpsPower", TARQ::CResourceValue(false));
+  mGpsSupply->OnWritten([this](const TARQ::CResourceValue& on) { SwitchGps(on.GetBool()); });
+  TARQ::NodeAccess::MakeBranch(root, "power.settings").AddChild(mGpsSupply, nullptr);
+  TARQ::NodeAccess::MakeBranch(root, "power.states").AddChild(mGpsState, nullptr);
+}
+
+void Power::SwitchGps(bool on) {
+  {
+    const std::lock_guard lock(mLock);
+    const bool wasOn = mGpsPoweredAt != kNever;
+    if (on == wasOn) return;
+    mGpsPoweredAt = on ? mClock.Now() : kNever;
+  }
+  mGpsState->DeviceChanged();
 }
 
 void Power::PublishDisplay(TARQ::CResourceTree& camera) {
-  auto* const sensor = new DeviceNode("lcdOut", TARQ::CResourceValue(true));
-  sensor->OnRead([this] {
+  mDisplaySensor = new DeviceNode("lcdOut", TARQ::CResourceValue(true));
+  mDisplaySensor->OnRead([this] {
     return TARQ::CResourceValue(mDisplayKnobs[kOut].Bool() || !mDisplayKnobs[kMagnet].Bool());
   });
   TARQ::NodeAccess::MakeBranch(TARQ::NodeAccess::Root(camera), "power.states")
-      .AddChild(sensor, nullptr);
+      .AddChild(mDisplaySensor, nullptr);
 }
 
 void Power::MoveDisplay(bool out) {

@@ -9,6 +9,8 @@
 
 namespace desk {
 
+class DeviceNode;
+
 class Power {
  public:
   explicit Power(const Clock& clock);
@@ -27,12 +29,17 @@ class Power {
 
  private:
   bool GpsIsReady() const;
+  void SwitchGps(bool on);
 
   const Clock& mClock;
   KnobSet mGpsKnobs;
   KnobSet mDisplayKnobs;
   mutable std::mutex mLock;
   TimePoint mGpsPoweredAt = kNever;  // never: it has no power
+  // The tree's; null where the variant has no such hardware.
+  DeviceNode* mGpsSupply = nullptr;
+  DeviceNode* mGpsState = nullptr;
+  DeviceNode* mDisplaySensor = nullptr;
 };
 
 }  // namespace desk
