@@ -1,8 +1,9 @@
 #include "drivers/video_memory.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <sstream>
 
 namespace desk {
@@ -37,10 +38,28 @@ VideoMemory::VideoMemory() : mKnobs(".desk.video", kRows) {
   mKnobs[kBlocks].OnRead([this] { return Counted(mBlocks, false); });
 }
 
+VideoMemory::~VideoMemory() {
+  Unmap();
+}
+
 void VideoMemory::Restore() {
   const std::lock_guard lock(mLock);
-  mPages.clear();
+  Unmap();
   mFirst = mLast = mBlocks = 0;
+}
+
+bool VideoMemory::Map() {
+  if (mCells != nullptr) return true;
+  void* const cells = mmap(nullptr, kSize, PROT_READ | PROT_WRITE,
+                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (cells == MAP_FAILED) return false;
+  mCells = static_cast<std::uint8_t*>(cells);
+  return true;
+}
+
+void VideoMemory::Unmap() {
+  if (mCells != nullptr) munmap(mCells, kSize);
+  mCells = nullptr;
 }
 
 KnobValue VideoMemory::Counted(std::uint64_t number, bool hexadecimal) const {
@@ -78,44 +97,29 @@ bool VideoMemory::SetBadCell(const std::string& text) {
 bool VideoMemory::Write(std::uint32_t address, std::span<const std::uint8_t> bytes) {
   if (address + static_cast<std::uint64_t>(bytes.size()) > kSize) return false;
   const std::lock_guard lock(mLock);
+  if (!Map()) return false;
   mFirst = mBlocks == 0 ? address : std::min<std::uint64_t>(mFirst, address);
   mLast = std::max<std::uint64_t>(mLast, address);
   ++mBlocks;
-  if (mPages.empty()) mPages.resize(kSize / kPageSize);
-  for (std::uint64_t at = address; !bytes.empty();) {
-    std::unique_ptr<Page>& page = mPages[at / kPageSize];
-    if (page == nullptr) page = std::make_unique<Page>();
-    const std::size_t offset = at % kPageSize;
-    const std::size_t length = std::min(bytes.size(), kPageSize - offset);
-    memcpy(page->data() + offset, bytes.data(), length);
-    bytes = bytes.subspan(length);
-    at += length;
-  }
+  std::copy(bytes.begin(), bytes.end(), mCells + address);
   return true;
 }
 
 bool VideoMemory::Read(std::uint32_t address, std::span<std::uint8_t> bytes) {
   if (address + static_cast<std::uint64_t>(bytes.size()) > kSize) return false;
   const std::lock_guard lock(mLock);
-  std::span<std::uint8_t> rest = bytes;
-  for (std::uint64_t at = address; !rest.empty();) {
-    const Page* const page = mPages.empty() ? nullptr : mPages[at / kPageSize].get();
-    const std::size_t offset = at % kPageSize;
-    const std::size_t length = std::min(rest.size(), kPageSize - offset);
-    if (page == nullptr) {
-      memset(rest.data(), 0, length);
-    } else {
-      memcpy(rest.data(), page->data() + offset, length);
-    }
-    rest = rest.subspan(length);
-    at += length;
-  }
-  const std::uint64_t into = mBadCell.address - address;
+  if (!Map()) return false;
+  std::copy_n(mCells + address, bytes.size(), bytes.begin());
+  ApplyBadCell(address, bytes);
+  return true;
+}
+
+void VideoMemory::ApplyBadCell(std::uint32_t address, std::span<std::uint8_t> bytes) const {
   if (mBadCell.fault == BadCell::Fault::None || mBadCell.address < address ||
-      into >= bytes.size()) {
-    return true;
+      mBadCell.address - address >= bytes.size()) {
+    return;
   }
-  std::uint8_t& byte = bytes[into];
+  std::uint8_t& byte = bytes[mBadCell.address - address];
   if (mBadCell.fault == BadCell::Fault::StuckAt0) {
     byte = static_cast<std::uint8_t>(byte & ~mBadCell.mask);
   } else if (mBadCell.fault == BadCell::Fault::StuckAt1) {
@@ -123,7 +127,6 @@ bool VideoMemory::Read(std::uint32_t address, std::span<std::uint8_t> bytes) {
   } else {
     byte ^= mBadCell.mask;
   }
-  return true;
 }
 
 }  // namespace desk

@@ -1,12 +1,11 @@
-// The video memory: 4 GB of byte addresses, of which only what was written takes room here.
+// The video memory: 4 GB of byte addresses, mapped at the first access; only what was written takes
+// room.
 #pragma once
 
-#include <array>
 #include <cstdint>
-#include <memory>
 #include <mutex>
 #include <span>
-#include <vector>
+#include <string>
 
 #include "knobs/knob.h"
 
@@ -15,19 +14,20 @@ namespace desk {
 class VideoMemory {
  public:
   VideoMemory();
+  ~VideoMemory();
+  VideoMemory(const VideoMemory&) = delete;
+  VideoMemory& operator=(const VideoMemory&) = delete;
+
   KnobSet& Knobs() { return mKnobs; }
   void Restore();
 
-  // False: beyond the last address.
+  // False: beyond the last address, or this machine has no room.
   bool Write(std::uint32_t address, std::span<const std::uint8_t> bytes);
   bool Read(std::uint32_t address, std::span<std::uint8_t> bytes);
 
   static std::span<const KnobRow> KnobRows();
 
  private:
-  static constexpr std::size_t kPageSize = 64UL * 1024;
-  using Page = std::array<std::uint8_t, kPageSize>;
-
   // One bit that does not keep what is written to it.
   struct BadCell {
     enum class Fault { None, StuckAt0, StuckAt1, Flips };
@@ -36,12 +36,15 @@ class VideoMemory {
     std::uint8_t mask = 0;
   };
 
+  bool Map();
+  void Unmap();
+  void ApplyBadCell(std::uint32_t address, std::span<std::uint8_t> bytes) const;
   bool SetBadCell(const std::string& text);
   KnobValue Counted(std::uint64_t number, bool hexadecimal) const;
 
   KnobSet mKnobs;
   mutable std::mutex mLock;
-  std::vector<std::unique_ptr<Page>> mPages;  // by address; empty until the first write
+  std::uint8_t* mCells = nullptr;  // null until the first access
   BadCell mBadCell;
   std::uint64_t mFirst = 0;
   std::uint64_t mLast = 0;

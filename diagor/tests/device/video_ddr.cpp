@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <span>
 #include <vector>
 
@@ -68,8 +69,8 @@ DWORD CResBitVDDR::TestBlock(DWORD address, DWORD* pattern, DWORD* readBack, boo
   if (ReadVideoMemory(mFvdHandle.Get(), address, kBlockWords, readBack) != 0) {
     return SetResultError(FormatText(kAccessFailed, address, 0).c_str(), kReadCode);
   }
-  const auto [got, expected] = std::mismatch(readBack, readBack + kBlockWords, pattern);
-  if (got != readBack + kBlockWords) {
+  if (memcmp(readBack, pattern, kBlockWords * sizeof(DWORD)) != 0) {
+    const auto [got, expected] = std::mismatch(readBack, readBack + kBlockWords, pattern);
     const auto index = static_cast<DWORD>(got - readBack);
     return SetResultError(FormatText("Verify error in SDRAM  at 0x%x,0x%x, got:0x%x, expected 0x%x",
                                      address, index, *got, *expected)
