@@ -205,6 +205,11 @@ void Clock::PostWoken(std::unique_lock<std::mutex>& lock) {
 
 void Clock::Change(const std::function<void()>& change) {
   std::unique_lock lock(mLock);
+  if (mHalted && TakesPart()) {
+    lock.unlock();
+    Semaphore never;
+    never.Wait();
+  }
   change();
   if (mHalted) return;
   for (std::size_t i = 0; i < mWaiters.size();) {
@@ -223,6 +228,10 @@ void Clock::Change(const std::function<void()>& change) {
   }
   if (IsVirtual() && !mTurnTaken) GiveTurn();
   PostWoken(lock);
+}
+
+void Clock::Settle() {
+  if (IsVirtual()) WaitFor([] { return false; }, Now(), true);
 }
 
 bool Clock::TakesPart() {
@@ -269,10 +278,10 @@ Clock::Participation::Participation(Clock& clock, Role role)
 
 Clock::Participation::Participation(Clock& clock, std::shared_ptr<Ticket> ticket)
     : mClock(clock), mTicket(std::move(ticket)) {
+  tTakesPart = true;
   if (!mClock.IsVirtual()) return;
   ShareOneProcessor();
   mTicket->mEntry.wake.Wait();
-  tTakesPart = true;
 }
 
 Clock::Participation::~Participation() {

@@ -60,6 +60,8 @@ class Clock {
   // whom it holds, in the order in which they began to wait.
   void Change(const std::function<void()>& change);
 
+  // For a thread that takes part: returns after everything else that is due now.
+  void Settle();
   // Whether the calling thread takes part.
   static bool TakesPart();
   // Lets time pass; returns after everything due up to and including that instant.

@@ -51,6 +51,13 @@ BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, void* input, DWORD inputS
                             DWORD outputSize, DWORD* returned, OVERLAPPED* /*overlapped*/) {
   const auto object = std::dynamic_pointer_cast<desk::OpenDevice>(desk::ObjectOf(device));
   if (object == nullptr) {
+    if (desk::Observation::IsTraced()) {
+      desk::Observation::Step("ioctl", {{"device", ""},
+                                        {"code", desk::HexNumber(code)},
+                                        {"input", ""},
+                                        {"output", ""},
+                                        {"ok", false}});
+    }
     SetLastError(ERROR_INVALID_HANDLE);
     return FALSE;
   }

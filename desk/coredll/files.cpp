@@ -1,4 +1,5 @@
 // Files and directories of the camera's storage.
+#include <fcntl.h>
 #include <windows.h>
 
 #include <algorithm>
@@ -28,6 +29,8 @@ FILE* __wrap_fopen(const char* path, const char* mode) {
   std::error_code error;
   const bool opens = mapped && !std::filesystem::is_directory(*mapped, error);
   FILE* const file = opens ? __real_fopen(mapped->c_str(), mode) : nullptr;
+  // A file that one thread restarts while another appends: neither writes over the other.
+  if (file != nullptr && mode[0] == 'w') fcntl(fileno(file), F_SETFL, O_APPEND);
   if (desk::Observation::IsTraced()) {
     std::string canonical = path;
     std::replace(canonical.begin(), canonical.end(), '\\', '/');

@@ -1,6 +1,7 @@
 #include "host/camera.h"
 
 #include <charconv>
+#include <cmath>
 #include <fstream>
 #include <stdexcept>
 
@@ -77,7 +78,8 @@ std::optional<double> ParseNumber(const KnobValue& value, double most) {
 
 std::optional<DWORD> ParseDword(const KnobValue& value) {
   const std::optional<double> number = ParseNumber(value, 4294967295.0);
-  return number ? std::optional(static_cast<DWORD>(*number)) : std::nullopt;
+  const bool whole = number && std::trunc(*number) == *number;
+  return whole ? std::optional(static_cast<DWORD>(*number)) : std::nullopt;
 }
 
 TARQ::CResourceValue ToResourceValue(const NodeStart& start) {
@@ -308,6 +310,7 @@ void Camera::SetStartKnobs(const std::string& knobs) {
     const std::size_t end = std::min(knobs.find(';', from), knobs.size());
     const std::string entry = knobs.substr(from, end - from);
     from = end + 1;
+    if (entry.find_first_not_of(' ') == std::string::npos) continue;
     const std::size_t equals = entry.find('=');
     const std::size_t blank = entry.find_first_of(' ', entry.find_first_not_of(' '));
     const bool isWrite = equals != std::string::npos && equals < blank;
@@ -317,7 +320,7 @@ void Camera::SetStartKnobs(const std::string& knobs) {
           entry.substr(equals + 1));
     } else if (!writes.empty()) {
       writes.back().second += ";" + entry;
-    } else if (!entry.empty()) {
+    } else {
       throw std::runtime_error("DIAGOR_KNOBS: \"" + entry + "\" is not of the form path=value");
     }
   }
@@ -351,7 +354,14 @@ std::string Camera::FillStorage() const {
   if (fs::exists(root, error) && !fs::is_directory(root, error)) {
     return root.string() + " is no folder";
   }
-  if (fs::exists(root, error) && !fs::is_empty(root, error)) return {};
+  const bool isThere = fs::exists(root, error);
+  const bool isFilled = isThere && !fs::is_empty(root, error);
+  if (error) return "cannot read " + root.string() + ": " + error.message();
+  if (isFilled) {
+    // Left as it is, but for the folder without which no record would be kept.
+    fs::create_directories(root / fs::path(getFlashTmpPath()).relative_path(), error);
+    return error ? "cannot make " + std::string(getFlashTmpPath()) + ": " + error.message() : "";
+  }
   for (const std::string& folder : mVariant.folders) {
     fs::create_directories(root / fs::path(folder).relative_path(), error);
     if (error) return "cannot make " + folder + " in " + root.string() + ": " + error.message();

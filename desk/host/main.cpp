@@ -25,6 +25,12 @@ std::string FromEnvironment(const char* name, const std::string& otherwise) {
   return value == nullptr || *value == '\0' ? otherwise : value;
 }
 
+// Each camera keeps its own storage.
+std::filesystem::path DefaultRoot(const std::string& variant) {
+  return std::filesystem::temp_directory_path() / ("diagor-" + std::to_string(getuid()) + "-" +
+                                                   std::filesystem::path(variant).stem().string());
+}
+
 desk::CameraSettings ReadSettings() {
   desk::CameraSettings settings;
   settings.variant = FromEnvironment("DIAGOR_VARIANT", "KY");
@@ -33,9 +39,8 @@ desk::CameraSettings ReadSettings() {
     throw std::runtime_error("DIAGOR_CLOCK is real or virtual, not " + clock);
   }
   settings.clock = clock == "real" ? desk::Clock::Kind::Real : desk::Clock::Kind::Virtual;
-  settings.root = FromEnvironment(
-      "DIAGOR_ROOT",
-      (std::filesystem::temp_directory_path() / ("diagor-" + std::to_string(getuid()))).string());
+  const std::string root = FromEnvironment("DIAGOR_ROOT", "");
+  settings.root = root.empty() ? DefaultRoot(settings.variant) : std::filesystem::path(root);
   settings.knobs = FromEnvironment("DIAGOR_KNOBS", "");
   return settings;
 }
@@ -51,8 +56,10 @@ std::wstring CommandLine(int argc, char** argv) {
   return desk::ToWide(line);
 }
 
-// The two signals that end the process go to a thread of their own.
+// The two signals that end the process go to a thread of their own. A reader of standard error that
+// has gone must not end it.
 void StopOnSignal() {
+  std::signal(SIGPIPE, SIG_IGN);
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGTERM);
@@ -62,6 +69,9 @@ void StopOnSignal() {
     int signal = 0;
     sigwait(&signals, &signal);
     desk::RequestStop();
+    // Whoever asks again does not want to wait.
+    sigwait(&signals, &signal);
+    _exit(128 + signal);
   }).detach();
 }
 

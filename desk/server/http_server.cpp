@@ -52,14 +52,19 @@ class LongRuns {
     }
     if (mRuns.size() >= kLongWrites) return false;
     Run& run = mRuns.emplace_back();
-    run.thread = std::thread([&run, work = std::move(work)] {
-      try {
-        work();
-      } catch (const std::exception& error) {
-        fprintf(stderr, "diagor: a camera-wide write ended by an exception: %s\n", error.what());
-      }
-      run.finished = true;
-    });
+    try {
+      run.thread = std::thread([&run, work = std::move(work)] {
+        try {
+          work();
+        } catch (const std::exception& error) {
+          fprintf(stderr, "diagor: a camera-wide write ended by an exception: %s\n", error.what());
+        }
+        run.finished = true;
+      });
+    } catch (const std::system_error&) {  // the machine has no thread left
+      mRuns.pop_back();
+      return false;
+    }
     return true;
   }
 
@@ -174,9 +179,22 @@ class Session : public std::enable_shared_from_this<Session> {
 }  // namespace
 
 struct HttpServer::State {
-  explicit State(Camera& camera)
-      : acceptor(context),
-        api(camera, [this](auto work) { return longRuns.Start(std::move(work)); }) {}
+  explicit State(Camera& served)
+      : camera(served),
+        acceptor(context),
+        api(served, [this](auto work) { return longRuns.Start(std::move(work)); }) {}
+
+  // A request that fails in a way that nobody foresaw costs its connection, not the others'.
+  void Run() {
+    for (;;) {
+      try {
+        context.run();
+        return;
+      } catch (const std::exception& error) {
+        fprintf(stderr, "diagor: a request ended by an exception: %s\n", error.what());
+      }
+    }
+  }
 
   void Accept() {
     acceptor.async_accept(asio::make_strand(context),
@@ -199,11 +217,12 @@ struct HttpServer::State {
     std::make_shared<Session>(std::move(socket), api, connections)->Start();
   }
 
+  Camera& camera;
   std::atomic<std::size_t> connections{0};
-  LongRuns longRuns;
   asio::io_context context;
   tcp::acceptor acceptor;
   Api api;
+  LongRuns longRuns;  // ended first: what it runs holds sessions
   std::vector<std::thread> threads;
 };
 
@@ -212,6 +231,8 @@ HttpServer::HttpServer(Camera& camera) : mState(std::make_unique<State>(camera))
 HttpServer::~HttpServer() {
   mState->context.stop();
   for (std::thread& thread : mState->threads) thread.join();
+  // Deliveries hold sessions too.
+  mState->camera.Deliveries().JoinAll();
 }
 
 std::string HttpServer::Bind(std::uint16_t port) {
@@ -232,7 +253,7 @@ std::uint16_t HttpServer::Port() const {
 void HttpServer::Serve() {
   mState->Accept();
   for (std::size_t i = 0; i < kThreads; ++i) {
-    mState->threads.emplace_back([this] { mState->context.run(); });
+    mState->threads.emplace_back([this] { mState->Run(); });
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <system_error>
 
 #include "tarq/node_access.h"
 
@@ -10,9 +11,15 @@ namespace desk {
 Deliveries::Deliveries(Clock& clock, Starts starts) : mClock(clock), mStarts(std::move(starts)) {}
 
 Deliveries::~Deliveries() {
+  JoinAll();
+}
+
+// Nobody starts one meanwhile; those that run take the lock to end.
+void Deliveries::JoinAll() {
   for (Running& running : mRunning) {
     if (running.thread.joinable()) running.thread.join();
   }
+  mRunning.clear();
 }
 
 Deliveries::Start Deliveries::Deliver(TARQ::CServerResource& node,
@@ -27,21 +34,28 @@ Deliveries::Start Deliveries::Deliver(TARQ::CServerResource& node,
   // Its turn is its place in the order of arrival.
   auto ticket = mClock.Prepare(Clock::Role::MovesTime);
   Running& running = mRunning.emplace_back(Running{{}, &node, false});
-  running.thread = std::thread(
-      [this, &running, &node, value, traced, done = std::move(done), ticket = std::move(ticket)] {
-        Run(
-            node, value, traced,
-            [&](const Delivered& delivered) {
-              {
-                const std::lock_guard busy(mLock);
-                running.node = nullptr;
-              }
-              done(delivered);
-            },
-            ticket);
-        const std::lock_guard ending(mLock);
-        running.finished = true;
-      });
+  const auto run = [this, &running, &node, value, traced, done = std::move(done), ticket] {
+    Run(
+        node, value, traced,
+        [&](const Delivered& delivered) {
+          {
+            const std::lock_guard busy(mLock);
+            running.node = nullptr;
+          }
+          done(delivered);
+        },
+        ticket);
+    const std::lock_guard ending(mLock);
+    running.finished = true;
+  };
+  try {
+    running.thread = std::thread(run);
+  } catch (const std::system_error&) {
+    // The machine has no thread left: its turn is given back.
+    mRunning.pop_back();
+    const Clock::Participation withdrawn(mClock, ticket);
+    return Start::NoRoom;
+  }
   return Start::Started;
 }
 
@@ -63,6 +77,7 @@ void Deliveries::Run(TARQ::CServerResource& node, const TARQ::CResourceValue& va
   delivered.value = TARQ::NodeAccess::Stored(node);
   delivered.records = delivered.observation.Records();
   // What else is due runs before the client hears of it.
+  mClock.Settle();
   participation.reset();
   done(delivered);
 }

@@ -34,7 +34,6 @@ class Deliveries {
 
   // starts: told of each delivery on its thread, before the node is.
   Deliveries(Clock& clock, Starts starts);
-  // Waits for all that run.
   ~Deliveries();
   Deliveries(const Deliveries&) = delete;
   Deliveries& operator=(const Deliveries&) = delete;
@@ -42,6 +41,8 @@ class Deliveries {
   // done is called on the delivery's thread when the test has ended and the node is free again.
   Start Deliver(TARQ::CServerResource& node, const TARQ::CResourceValue& value, bool traced,
                 Done done);
+  // Waits for all that run.
+  void JoinAll();
 
  private:
   struct Running {

@@ -62,7 +62,8 @@ DWORD CServerResource::Set(const CResourceValue& value, DWORD waitMode, DWORD ti
                            const CUser* /*user*/) {
   const bool allowed = NodeAccess::MayWrite(*this);
   const DWORD status = allowed ? NodeAccess::Write(*this, value) : kStatusRefused;
-  if (NodeAccess::TreeOf(*this) == CSupervisor::mpGlobalResourceTree) {
+  if (desk::Observation::IsTraced() &&
+      NodeAccess::TreeOf(*this) == CSupervisor::mpGlobalResourceTree) {
     desk::Observation::Step("set", {{"path", NodeAccess::Path(*this)},
                                     {"value", desk::ToTraceValue(value)},
                                     {"wait", static_cast<std::int64_t>(waitMode)},
@@ -75,7 +76,8 @@ DWORD CServerResource::Set(const CResourceValue& value, DWORD waitMode, DWORD ti
 DWORD CServerResource::Get(CResourceValue& value, const CUser* /*user*/) {
   const bool allowed = NodeAccess::MayRead(*this);
   const DWORD status = allowed ? GetImpl(value) : kStatusUnreadable;
-  if (NodeAccess::TreeOf(*this) == CSupervisor::mpGlobalResourceTree) {
+  if (desk::Observation::IsTraced() &&
+      NodeAccess::TreeOf(*this) == CSupervisor::mpGlobalResourceTree) {
     desk::Observation::Step(
         "get", {{"path", NodeAccess::Path(*this)},
                 {"value", status == 0 ? desk::ToTraceValue(value) : desk::TraceValue("")},

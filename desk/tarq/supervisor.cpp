@@ -12,7 +12,7 @@ namespace {
 
 // A task that is in the middle of a test does not look at its stop event. The process ends without
 // it then, as a process does.
-constexpr desk::Duration kStopPatience = std::chrono::milliseconds(300);
+constexpr desk::Duration kStopPatience = std::chrono::milliseconds(600);
 
 desk::FrameworkHooks gHooks;
 std::atomic<bool> gStopRequested{false};
@@ -112,12 +112,18 @@ DWORD CSupervisor::Start(DWORD /*runningMode*/) {
   for (CTaskContainer* const task : tasks) task->Stop();
   for (CTaskContainer* const task : tasks) {
     const auto ended = [&body = TaskAccess::BodyOf(*task)] { return body.ended; };
-    if (!clock.WaitOutside(ended, kStopPatience)) clock.Halt();
+    if (!clock.WaitOutside(ended, kStopPatience)) {
+      clock.Halt();
+      mTaskStillRuns = true;
+      break;
+    }
   }
   return 0;
 }
 
 DWORD CSupervisor::Unload() {
+  // What a running task still uses is left to the end of the process.
+  if (mTaskStillRuns) static_cast<void>(mContainers.release());
   if (mContainers != nullptr) mContainers->Unload();
   mContainers.reset();
   return 0;

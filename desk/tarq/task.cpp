@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <mutex>
+#include <set>
 
 #include "common_dll.h"
 #include "coredll/machine.h"
@@ -19,9 +20,9 @@ std::mutex gTasksLock;
 std::vector<CTaskContainer*> gTasks;
 std::atomic<DWORD> gNextTask{1};
 
-// The last answers, under the clock's lock.
+// What came back, under the clock's lock.
 struct Answers {
-  DWORD ping = 0;
+  std::multiset<DWORD> pings;  // answered, and not yet heard by who sent them
   DWORD subscription = 0;
   std::string reply;
 };
@@ -44,16 +45,7 @@ CTaskContainer::~CTaskContainer() {
     std::erase(gTasks, this);
   }
   CloseHandle(mBody->startStopHandle);
-  // A body that did not end in time never wakes again; the process ends without it.
-  if (!mBody->thread.joinable()) return;
-  bool ended = false;
-  desk::TheMachine().clock->Change([&] { ended = mBody->ended; });
-  if (ended) {
-    mBody->thread.join();
-  } else {
-    mBody->thread.detach();
-    static_cast<void>(mBody.release());  // NOLINT: its thread still refers to it
-  }
+  if (mBody->thread.joinable()) mBody->thread.join();
 }
 
 DWORD CTaskContainer::Init(char* name, DWORD /*argument1*/, DWORD /*argument2*/,
@@ -69,7 +61,6 @@ DWORD CTaskContainer::Start(DWORD* id) {
     const std::lock_guard lock(gTasksLock);
     gTasks.push_back(this);
   }
-  mBody->started = true;
   desk::Clock& clock = *desk::TheMachine().clock;
   // The task's turn is reserved before any client's.
   auto ticket = clock.Prepare(desk::Clock::Role::Follows);
@@ -102,7 +93,7 @@ DWORD CTaskContainer::StopReceived() {
 }
 
 DWORD CTaskContainer::PingReceived(const PING_MESSAGE_T& message) {
-  desk::TheMachine().clock->Change([&] { gAnswers.ping = message.number; });
+  desk::TheMachine().clock->Change([&] { gAnswers.pings.insert(message.number); });
   return 0;
 }
 
@@ -156,9 +147,13 @@ bool SendAndWait(const Record& record, const std::function<bool()>& answered) {
 }  // namespace
 
 bool PingTask(DWORD number) {
-  TheMachine().clock->Change([] { TARQ::gAnswers.ping = 0; });
   const PING_MESSAGE_T ping = {7, number, {}};
-  return SendAndWait(ping, [number] { return TARQ::gAnswers.ping == number; });
+  return SendAndWait(ping, [number] {
+    const auto answered = TARQ::gAnswers.pings.find(number);
+    if (answered == TARQ::gAnswers.pings.end()) return false;
+    TARQ::gAnswers.pings.erase(answered);
+    return true;
+  });
 }
 
 bool AskForReply(const std::string& path) {
@@ -187,7 +182,9 @@ bool SendKind(DWORD kind) {
 }
 
 void SignalTasks() {
-  for (TARQ::CTaskContainer* const task : TARQ::TaskAccess::Tasks()) {
+  // Under the lock: a task that is being destroyed leaves the list first.
+  const std::lock_guard lock(TARQ::gTasksLock);
+  for (TARQ::CTaskContainer* const task : TARQ::gTasks) {
     TARQ::TaskAccess::BodyOf(*task).startStop->Signal();
   }
 }

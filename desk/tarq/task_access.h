@@ -19,7 +19,6 @@ struct CTaskContainer::Body {
   std::shared_ptr<desk::Event> startStop;
   HANDLE startStopHandle = nullptr;
   std::atomic<bool> stopRequested{false};
-  bool started = false;
   bool ended = false;  // under the clock's lock
   std::thread thread;
 };

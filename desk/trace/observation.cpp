@@ -46,8 +46,11 @@ void Observation::WillAppend(const std::filesystem::path& file) {
 std::vector<std::string> Observation::Records() const {
   std::vector<std::string> records = mRecords;
   for (const GrowingFile& file : mFiles) {
+    std::error_code error;
+    // Shorter than it was: restarted meanwhile, so that all of it came since.
+    const bool restarted = std::filesystem::file_size(file.path, error) < file.size;
     std::ifstream stream(file.path, std::ios::binary);
-    stream.seekg(static_cast<std::streamoff>(file.size));
+    stream.seekg(restarted ? 0 : static_cast<std::streamoff>(file.size));
     for (std::string line; std::getline(stream, line);) records.push_back(std::move(line));
   }
   return records;

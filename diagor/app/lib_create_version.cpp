@@ -1,5 +1,6 @@
 #include "app/lib_create_version.h"
 
+#include <chrono>
 #include <string>
 
 // Who built it, where and as which release; the build gives it.
@@ -9,13 +10,35 @@
 
 namespace {
 
-// The compiler writes "Aug 29 2013"; a service sheet says "29-Aug-2013".
-std::string BuildDate() {
+struct BuildDay {
+  std::string month;  // "Aug"
+  std::string day;    // "29", " 9"
+  std::string year;
+};
+
+// The compiler writes "Aug 29 2013".
+BuildDay CompilersDay() {
   const std::string date = __DATE__;
-  const std::string month = date.substr(0, 3);
-  const std::string day = date[4] == ' ' ? "0" + date.substr(5, 1) : date.substr(4, 2);
-  const std::string year = date.substr(7);
-  return day + "-" + month + "-" + year;
+  return {date.substr(0, 3), date.substr(4, 2), date.substr(7)};
+}
+
+// As a service sheet says it: "29-Aug-2013".
+std::string BuildDate() {
+  const BuildDay built = CompilersDay();
+  const std::string day = built.day[0] == ' ' ? "0" + built.day.substr(1) : built.day;
+  return day + "-" + built.month + "-" + built.year;
+}
+
+// "Thu Aug 29 19:56:43 2013", of the same moment.
+std::string BuildTimeStamp() {
+  const BuildDay built = CompilersDay();
+  const std::string months = "JanFebMarAprMayJunJulAugSepOctNovDec";
+  const auto month = static_cast<unsigned>(months.find(built.month) / 3 + 1);
+  const std::chrono::sys_days day =
+      std::chrono::year(std::stoi(built.year)) / std::chrono::month(month) / std::stoi(built.day);
+  const std::string weekdays = "SunMonTueWedThuFriSat";
+  const std::string weekday = weekdays.substr(3 * std::chrono::weekday(day).c_encoding(), 3);
+  return weekday + " " + built.month + " " + built.day + " " + __TIME__ + " " + built.year;
 }
 
 }  // namespace
@@ -26,6 +49,7 @@ DWORD CLibCreateVersion::Init() {
   if (status != 0) return status;
 
   const std::string date = BuildDate();
+  const std::string timeStamp = BuildTimeStamp();
   SWrevstruct version = {};
   version.name = "Diagor";
   version.major = 23;
@@ -33,7 +57,7 @@ DWORD CLibCreateVersion::Init() {
   version.revision = 1;
   version.build = 1;
   version.date = date.c_str();
-  version.timeStamp = __TIMESTAMP__;
+  version.timeStamp = timeStamp.c_str();
   version.identification = DIAGOR_BUILD_IDENTIFICATION;
   support.CreateVersionEntrySW("sw", version);
   return 0;

@@ -72,14 +72,14 @@ void PrintUsage() {
   printf("       -s   server port (default 0x5678)\n");
 }
 
-DWORD RunSupervisor(TARQ::CSupervisor& supervisor, const Options& options) {
+DWORD RunSupervisor(TARQ::CSupervisor& supervisor, CBitSupvFactory& factory,
+                    const Options& options) {
   const TARQ::SupvItem items[] = {
       {"LIB", "CLibCreateVersion", "INIT", nullptr, {}},
       {"TASK", "CBitTask", "INIT", kTaskInstance, {}},
       {"TASK", "CBitTask", "START", kTaskInstance, {}},
       {nullptr, nullptr, nullptr, nullptr, {}},
   };
-  CBitSupvFactory factory;
   const DWORD status =
       supervisor.Init(&factory, items, options.localName, options.localPort, options.serverAddress,
                       options.serverPort, nullptr, nullptr, nullptr, 0);
@@ -96,6 +96,7 @@ DWORD RunSupervisor(TARQ::CSupervisor& supervisor, const Options& options) {
 
 int WINAPI WinMain(HINSTANCE instance, HINSTANCE /*previous*/, LPWSTR commandLine, int /*show*/) {
   TARQ::CSupervisor supervisor;
+  CBitSupvFactory factory;
   gInstance = instance;
 
   int count = 0;
@@ -107,7 +108,7 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE /*previous*/, LPWSTR commandLin
   if (options.help) {
     PrintUsage();
   } else {
-    status = RunSupervisor(supervisor, options);
+    status = RunSupervisor(supervisor, factory, options);
   }
   // Name and address point into the vector: it goes last.
   dealloc_argv(words);

@@ -208,6 +208,29 @@ TEST_F(ProgramTest, EndsWhileATestRuns) {
   EXPECT_EQ(FileText(Root() / "FlashFS/tmp/bitlog.txt").find("Clock OK"), std::string::npos);
 }
 
+// It goes on for ever on its own thread; all others are served meanwhile, and the process ends.
+TEST_F(ProgramTest, LoopTestBlocksNeitherClientsNorTheEnd) {
+  for (const char* const clock : {"real", "virtual"}) {
+    const auto process = Serve(
+        "KY", {{"DIAGOR_CLOCK", clock}, {"DIAGOR_KNOBS", ".desk.video.cell=0x420000 0 31 stuck1"}});
+    std::thread client([port = mPort] {
+      client::CameraClient camera(port);
+      EXPECT_THROW(camera.Set("test.items.VDDR.looptest", "run"), client::ConnectionError);
+    });
+    client::CameraClient other(mPort);
+    while (other.Get("test.items.VDDR.looptest")["value"] != "E 0114  ") {
+    }
+    EXPECT_EQ(other.Set("test.items.eeprom.main", "run")["value"], "OK      ");
+    EXPECT_EQ(other.Set("test.items.VDDR.test", "run")["value"], "E 0114  ");
+    process->Signal(SIGTERM);
+    EXPECT_EQ(process->Wait(), 0) << process->Errors();
+    client.join();
+    EXPECT_NE(FileText(Root() / "FlashFS/tmp/bitlog.txt").find(";LoopVDDR     ;E 0114  ;"),
+              std::string::npos);
+    fs::remove_all(Root());
+  }
+}
+
 // Whole passes over the video memory cost too much where every access is watched; it has tests of
 // its own for these builds.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

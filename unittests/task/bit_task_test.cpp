@@ -209,6 +209,7 @@ TEST(VersionTest, IsPublishedOnceAndItsFailureFailsTheStart) {
     TestCamera camera("KY");
     EXPECT_EQ(camera.Get(".version.sw.Diagor.number"), "23.0.1.1");
     EXPECT_EQ(camera.Get(".version.sw.Diagor.date").size(), 11U);
+    EXPECT_EQ(camera.Get(".version.sw.Diagor.timeStamp").size(), 24U);
   }
   TestCamera hidden("KY", ".desk.hidden=version");
   EXPECT_FALSE(hidden.Started());

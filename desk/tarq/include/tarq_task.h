@@ -99,6 +99,7 @@ class CSupervisor {
  private:
   struct Containers;
   std::unique_ptr<Containers> mContainers;
+  bool mTaskStillRuns = false;  // it did not end when it was stopped
 };
 
 // A named queue of records of fixed size.
