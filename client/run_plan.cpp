@@ -74,12 +74,23 @@ std::string MessageOf(const std::string& record, const std::string& value) {
   const std::string field = ";" + value + ";";
   const std::size_t line = record.find(field);
   if (line != std::string::npos) return record.substr(line + field.size());
-  const std::string data = "data=\"" + value + ":";
+  const std::string data = "data=\"";
   const std::string end = "\" datatype=";
   const std::size_t from = record.find(data);
   const std::size_t to = record.rfind(end);
-  if (from == std::string::npos || to == std::string::npos) return {};
-  return record.substr(from + data.size(), to - from - data.size());
+  if (from != std::string::npos && to != std::string::npos && from < to) {
+    const std::string entry = record.substr(from + data.size(), to - from - data.size());
+    return entry.substr(std::min(entry.find(':') + 1, entry.size()));
+  }
+  // An item may hold another result than its record: the message is the line's tenth field.
+  constexpr int kFieldsBefore = 9;
+  std::size_t start = 0;
+  for (int i = 0; i < kFieldsBefore; ++i) {
+    start = record.find(';', start);
+    if (start == std::string::npos) return {};
+    ++start;
+  }
+  return record.substr(start);
 }
 
 void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOptions& options,

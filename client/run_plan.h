@@ -56,7 +56,7 @@ void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOpti
          std::vector<Attempt>& attempts,
          const std::function<void(const Attempt&, bool done)>& progress);
 
-// The message of a log line or a system log record whose item has that result.
+// The message of a log line or a system log record of an item that holds that result.
 std::string MessageOf(const std::string& record, const std::string& value);
 
 }  // namespace client

@@ -53,9 +53,7 @@ ClockChip::ClockChip(const Clock& clock) : mClock(clock), mKnobs(".desk.rtc", kR
     Rebase(minute + std::get<double>(value));
     return true;
   });
-  mKnobs[kSeconds].OnRead([this] {
-    return KnobValue(static_cast<double>(static_cast<std::int64_t>(std::floor(Seconds())) % 60));
-  });
+  mKnobs[kSeconds].OnRead([this] { return KnobValue(static_cast<double>(WholeSeconds() % 60)); });
   ClockChip::Restore();
 }
 
@@ -76,10 +74,13 @@ double ClockChip::Seconds() const {
   return mSetSeconds + rate * std::chrono::duration<double>(mClock.Now() - mSetAt).count();
 }
 
+// A microsecond forgives what a product of doubles may lack to a whole second.
+std::int64_t ClockChip::WholeSeconds() const {
+  return static_cast<std::int64_t>(std::floor(Seconds() + 1e-6));
+}
+
 std::uint8_t ClockChip::ByteAt(std::uint8_t address) const {
-  // A microsecond forgives what a product of doubles may lack to a whole second.
-  const std::chrono::sys_seconds now(
-      std::chrono::seconds(static_cast<std::int64_t>(std::floor(Seconds() + 1e-6))));
+  const std::chrono::sys_seconds now{std::chrono::seconds(WholeSeconds())};
   const auto day = std::chrono::floor<std::chrono::days>(now);
   const std::chrono::year_month_day date(day);
   const std::chrono::hh_mm_ss time(now - day);

@@ -20,6 +20,7 @@ class ClockChip : public Chip {
 
  private:
   double Seconds() const;
+  std::int64_t WholeSeconds() const;
   void Rebase(double seconds);
   std::uint8_t ByteAt(std::uint8_t address) const;
 

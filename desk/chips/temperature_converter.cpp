@@ -49,7 +49,13 @@ std::span<const KnobRow> TemperatureConverter::KnobRows() {
 }
 
 TemperatureConverter::TemperatureConverter(const Clock& clock, const std::string& prefix)
-    : mClock(clock), mKnobs(prefix, kRows) {}
+    : mClock(clock), mKnobs(prefix, kRows) {
+  // A conversion under way is given up.
+  mKnobs[kConversion].OnWrite([this](const KnobValue& /*value*/) {
+    TemperatureConverter::Restore();
+    return true;
+  });
+}
 
 void TemperatureConverter::Restore() {
   const std::lock_guard lock(mLock);

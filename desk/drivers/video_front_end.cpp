@@ -25,13 +25,14 @@ struct MemoryRecord {
   std::uint8_t* data;
   DWORD unused[4];
 };
+static_assert(sizeof(MemoryRecord) == (sizeof(void*) == 4 ? 40 : 48));
 constexpr std::size_t kBytesBeforeData = 20;
 
 enum Row : std::size_t { kStatus58, kStatus59, kFunction };
 
 constexpr KnobRow kRows[] = {
     {"status58", KnobKind::Number, "", "0", 0, 4294967295,
-     "What register 58 reads after a function was set; not 0: a fault."},
+     "What register 58 reads; not 0: a fault."},
     {"status59", KnobKind::Number, "", "0", 0, 4294967295, "What register 59 reads, likewise."},
     {"function", KnobKind::Integer, "", "0", -2147483648.0, 2147483647,
      "The function that was set last, by a write to register 58."},

@@ -87,6 +87,7 @@ bool VideoMemory::SetBadCell(const std::string& text) {
     if (fault == "flips") cell.fault = BadCell::Fault::Flips;
     if (!reads || cell.fault == BadCell::Fault::None) return false;
     cell.address = start + 4ULL * word + bit / 8;
+    if (cell.address >= kSize) return false;
     cell.mask = static_cast<std::uint8_t>(1U << bit % 8);
   }
   const std::lock_guard lock(mLock);

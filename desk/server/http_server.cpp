@@ -96,6 +96,7 @@ class Session : public std::enable_shared_from_this<Session> {
  private:
   void ReadRequest() {
     mParser.emplace();
+    mHeadOnly = false;
     mParser->header_limit(HttpServer::kMostHeader);
     mParser->body_limit(HttpServer::kMostBody);
     mStream.expires_after(kReadDeadline);

@@ -45,7 +45,6 @@ void Power::Restore() {
     TARQ::NodeAccess::Store(*mGpsSupply, TARQ::CResourceValue(false));
     mGpsState->DeviceChanged();
   }
-  if (mDisplaySensor != nullptr) mDisplaySensor->DeviceChanged();
 }
 
 bool Power::GpsIsReady() const {
@@ -59,6 +58,12 @@ void Power::PublishGps(TARQ::CResourceTree& camera) {
   auto& root = TARQ::NodeAccess::Root(camera);
   mGpsState = new DeviceNode("gpsOK", TARQ::CResourceValue(false));
   mGpsState->OnRead([this] { return TARQ::CResourceValue(GpsIsReady()); });
+  for (Knob& knob : mGpsKnobs.All()) {
+    knob.OnWrite([this](const KnobValue& /*value*/) {
+      mGpsState->DeviceChanged();
+      return true;
+    });
+  }
   mGpsSupply = new DeviceNode("gpsPower", TARQ::CResourceValue(false));
   mGpsSupply->OnWritten([this](const TARQ::CResourceValue& on) { SwitchGps(on.GetBool()); });
   TARQ::NodeAccess::MakeBranch(root, "power.settings").AddChild(mGpsSupply, nullptr);
@@ -80,6 +85,12 @@ void Power::PublishDisplay(TARQ::CResourceTree& camera) {
   mDisplaySensor->OnRead([this] {
     return TARQ::CResourceValue(mDisplayKnobs[kOut].Bool() || !mDisplayKnobs[kMagnet].Bool());
   });
+  for (Knob& knob : mDisplayKnobs.All()) {
+    knob.OnWrite([this](const KnobValue& /*value*/) {
+      mDisplaySensor->DeviceChanged();
+      return true;
+    });
+  }
   TARQ::NodeAccess::MakeBranch(TARQ::NodeAccess::Root(camera), "power.states")
       .AddChild(mDisplaySensor, nullptr);
 }

@@ -25,7 +25,8 @@ BuildDay CompilersDay() {
 // As a service sheet says it: "29-Aug-2013".
 std::string BuildDate() {
   const BuildDay built = CompilersDay();
-  const std::string day = built.day[0] == ' ' ? "0" + built.day.substr(1) : built.day;
+  std::string day = built.day;
+  if (day[0] == ' ') day[0] = '0';
   return day + "-" + built.month + "-" + built.year;
 }
 

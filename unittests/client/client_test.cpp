@@ -48,6 +48,9 @@ TEST(ResultsTest, MessageOfARecord) {
   EXPECT_EQ(client::MessageOf("t <bitLog id=\"I\" data=\"E 0021  :a \" b\" datatype=\"string\"/>",
                               "E 0021  "),
             "a \" b");
+  EXPECT_EQ(
+      client::MessageOf("12:00:00;2013-08-29;T;;A;S;C;Item         ;E 0032  ;a;b", "E 0031  "),
+      "a;b");
   EXPECT_EQ(client::MessageOf("fragment", "OK      "), "");
 }
 

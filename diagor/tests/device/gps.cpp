@@ -17,7 +17,8 @@ bool HasReceiver() {
 DWORD ReadConnection() {
   const OpenedResource power(CameraTree(), "power.settings.gpsPower");
   if (!power) return kNotAvailable;
-  TARQ::CResourceValue wasOn(false, 0);
+  // A supply that cannot be read is never switched: nobody could put it back.
+  TARQ::CResourceValue wasOn(true, 0);
   power.ReadInto(wasOn);
   const bool switches = !wasOn.GetBool();
   if (switches) power.Write(TARQ::CResourceValue(true, 0));

@@ -25,7 +25,7 @@ struct VideoMemoryRequest {
   void* data;
   DWORD unused[4];
 };
-static_assert(sizeof(void*) == 8 || sizeof(VideoMemoryRequest) == 40);
+static_assert(sizeof(VideoMemoryRequest) == (sizeof(void*) == 4 ? 40 : 48));
 
 // The address space that a request's data area reserves, however little it commits.
 constexpr DWORD kAreaSize = 0x200000;

@@ -38,7 +38,8 @@ bool CResBitVisualMode::Initialise() {
 
 DWORD CResBitVisualMode::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  if (!mFvdHandle.IsOpen() || !Initialise()) {
+  const bool initialised = Initialise();
+  if (!mFvdHandle.IsOpen() || !initialised) {
     return SetResultError("Failed to init visual test", 0xF0);
   }
   Sleep(kSettling);

@@ -202,6 +202,14 @@ TEST(ConverterTest, IsAskedUntilItAnswersAndEachAttemptHasItsPause) {
   EXPECT_EQ(steps[5], "600 sleep 300");
 }
 
+TEST(ConverterTest, ClearedKnobEndsTheConversionUnderWay) {
+  TestCamera camera("KY");
+  camera.Set(".desk.bus.i2c2.2a.conversion", "100");
+  EXPECT_EQ(camera.Run("test.items.tempsens.TSLens").value, "E 0031  ");
+  camera.Set(".desk.bus.i2c2.2a.conversion", "0");
+  EXPECT_EQ(camera.Run("test.items.tempsens.TSLens").value, "OK      ");
+}
+
 TEST(ConverterTest, IsGivenUpAfterTenAttempts) {
   TestCamera camera("M7");
   camera.Set(".desk.bus.i2c2.48.answers", "false");
