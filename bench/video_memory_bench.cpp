@@ -17,7 +17,7 @@ constexpr std::size_t kBlockWords = 1024;
 
 void RandAlone(benchmark::State& state) {
   std::vector<unsigned> words(kBlockWords);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (std::size_t block = 0; block < kBlocks; ++block) {
       for (unsigned& word : words) word = static_cast<unsigned>(rand());
       benchmark::DoNotOptimize(words.data());
@@ -29,7 +29,7 @@ BENCHMARK(RandAlone)->Unit(benchmark::kSecond)->Iterations(1)->UseRealTime();
 void VideoMemoryPass(benchmark::State& state) {
   test::TestCamera camera("KY");
   camera.Run("test.items.VDDR.test");  // the machine's own memory is there from then on
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (camera.Run("test.items.VDDR.test").value != "OK      ") {
       state.SkipWithError("the test failed");
     }
@@ -43,7 +43,7 @@ void MemtesterRandomValue(benchmark::State& state) {
   const std::string megabytes = std::to_string(kBlocks * kBlockWords * 4 / 1024 / 1024);
   const std::string command =
       "MEMTESTER_TEST_MASK=1 memtester " + megabytes + "M 1 >/dev/null 2>&1";
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (system(command.c_str()) != 0) state.SkipWithError("memtester failed");
   }
 }

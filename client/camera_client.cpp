@@ -1,5 +1,6 @@
 #include "client/camera_client.h"
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core.hpp>
@@ -40,9 +41,13 @@ std::string Target(const std::string& path) {
   return isCamera ? "/api/v1/camera/" + Encoded(path.substr(1)) : "/api/v1/task/" + Encoded(path);
 }
 
-Json Parsed(const std::string& text) {
+// keys: what a camera's answer has.
+Json Parsed(const std::string& text, std::initializer_list<const char*> keys) {
   Json json = Json::parse(text, nullptr, false);
-  if (json.is_discarded()) throw ConnectionError("what answers there is no camera");
+  const bool isCameras =
+      json.is_object() && std::all_of(keys.begin(), keys.end(),
+                                      [&json](const char* key) { return json.contains(key); });
+  if (!isCameras) throw ConnectionError("what answers there is no camera");
   return json;
 }
 
@@ -77,6 +82,8 @@ CameraClient::~CameraClient() = default;
 
 std::string CameraClient::Exchange(const std::string& method, const std::string& target,
                                    const std::string& body) {
+  // Answers that come at once leave no time to ask while one is awaited.
+  if (mInterrupted && mInterrupted()) throw InterruptedError();
   if (mConnection == nullptr) {
     auto connection = std::make_unique<Connection>();
     connection->stream.expires_after(kConnectDeadline);
@@ -135,13 +142,15 @@ std::string CameraClient::Request(const std::string& method, const std::string& 
 }
 
 Json CameraClient::Get(const std::string& path, int depth) {
-  return Parsed(Request("GET", Target(path) + "?depth=" + std::to_string(depth), ""));
+  return Parsed(Request("GET", Target(path) + "?depth=" + std::to_string(depth), ""),
+                {"path", "kind", "type", "class", "value", "children"});
 }
 
 Json CameraClient::Set(const std::string& path, const Json& value, bool traced) {
   Json body;
   body["value"] = value;
-  return Parsed(Request("PUT", Target(path) + (traced ? "?trace=1" : ""), body.dump()));
+  return Parsed(Request("PUT", Target(path) + (traced ? "?trace=1" : ""), body.dump()),
+                {"status", "value", "records"});
 }
 
 std::string CameraClient::File(const std::string& path) {

@@ -21,7 +21,8 @@ void Collect(const Json& node, std::vector<TestItem>& items) {
 }
 
 bool Matches(const TestItem& item, const std::string& glob) {
-  return fnmatch(FullPath(glob).c_str(), item.path.c_str(), 0) == 0;
+  const std::string path = FullPath(glob);
+  return fnmatch(path.c_str(), item.path.c_str(), 0) == 0 || item.path.starts_with(path + ".");
 }
 
 double CameraSeconds(CameraClient& camera) {

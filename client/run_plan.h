@@ -30,7 +30,8 @@ bool NeverEnds(const std::string& className);
 std::vector<TestItem> SelectForRun(const std::vector<TestItem>& items,
                                    const std::vector<std::string>& globs);
 
-// Items that match any of the globs (all without one), in tree order, each once.
+// Items that match any of the globs (all without one), in tree order, each once. A branch's path
+// stands for all below it.
 std::vector<TestItem> Select(const std::vector<TestItem>& items,
                              const std::vector<std::string>& globs);
 

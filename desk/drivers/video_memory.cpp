@@ -62,7 +62,8 @@ void VideoMemory::Unmap() {
   mCells = nullptr;
 }
 
-KnobValue VideoMemory::Counted(std::uint64_t number, bool hexadecimal) const {
+// number: one of the members that the lock guards.
+KnobValue VideoMemory::Counted(const std::uint64_t& number, bool hexadecimal) const {
   const std::lock_guard lock(mLock);
   std::ostringstream text;
   if (hexadecimal) text << "0x" << std::hex << std::uppercase;

@@ -40,7 +40,7 @@ class VideoMemory {
   void Unmap();
   void ApplyBadCell(std::uint32_t address, std::span<std::uint8_t> bytes) const;
   bool SetBadCell(const std::string& text);
-  KnobValue Counted(std::uint64_t number, bool hexadecimal) const;
+  KnobValue Counted(const std::uint64_t& number, bool hexadecimal) const;
 
   KnobSet mKnobs;
   mutable std::mutex mLock;

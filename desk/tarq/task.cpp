@@ -147,6 +147,8 @@ bool SendAndWait(const Record& record, const std::function<bool()>& answered) {
 }  // namespace
 
 bool PingTask(DWORD number) {
+  // What an earlier ping of that number did not wait for is no answer to this one.
+  TheMachine().clock->Change([number] { TARQ::gAnswers.pings.erase(number); });
   const PING_MESSAGE_T ping = {7, number, {}};
   return SendAndWait(ping, [number] {
     const auto answered = TARQ::gAnswers.pings.find(number);

@@ -37,8 +37,8 @@ std::string BuildTimeStamp() {
   const auto month = static_cast<unsigned>(months.find(built.month) / 3 + 1);
   const std::chrono::sys_days day =
       std::chrono::year(std::stoi(built.year)) / std::chrono::month(month) / std::stoi(built.day);
-  const std::string weekdays = "SunMonTueWedThuFriSat";
-  const std::string weekday = weekdays.substr(3 * std::chrono::weekday(day).c_encoding(), 3);
+  static constexpr const char* kWeekdays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+  const std::string weekday = kWeekdays[std::chrono::weekday(day).c_encoding()];
   return weekday + " " + built.month + " " + built.day + " " + __TIME__ + " " + built.year;
 }
 

@@ -69,6 +69,7 @@ int List(client::CameraClient& camera, const Options& options) {
                 << item.className << "\n";
     }
   }
+  if (items.empty()) std::cerr << "diagorctl: no test item matches\n";
   return items.empty() ? kUsage : kNothingFailed;
 }
 

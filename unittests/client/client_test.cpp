@@ -26,7 +26,8 @@ TEST(SelectTest, GlobsChooseInTreeOrderEachOnce) {
   EXPECT_EQ(selected({}), "main fpa clock ");
   EXPECT_EQ(selected({"items.clock.clock", "items.eeprom.*", "*fpa"}), "main fpa clock ");
   EXPECT_EQ(selected({"test.items.eeprom.[f]*"}), "fpa ");
-  EXPECT_EQ(selected({"items.eeprom"}), "");
+  EXPECT_EQ(selected({"items.eeprom"}), "main fpa ");
+  EXPECT_EQ(selected({"items.eep"}), "");
 }
 
 TEST(SelectTest, WhatNeverEndsRunsOnlyWhenNamedInFull) {

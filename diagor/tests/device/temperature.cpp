@@ -21,7 +21,7 @@ constexpr float kZeroCelsius = 273.15F;
 }  // namespace
 
 Temperature BlockTemperature(const BYTE (&answer)[kBlockBytes], DWORD word) {
-  const BYTE* const bytes = answer + 4 * word + 1;
+  const BYTE* const bytes = answer + 1 + sizeof(Temperature) * word;
   const DWORD assembled = bytes[0] | static_cast<DWORD>(bytes[1]) << 8 |
                           static_cast<DWORD>(bytes[2]) << 16 | static_cast<DWORD>(bytes[3]) << 24;
   return dEndian(assembled);
