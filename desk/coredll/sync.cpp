@@ -47,3 +47,9 @@ void WINAPI Sleep(DWORD milliseconds) {
   desk::Observation::Step("sleep", {{"length", static_cast<std::int64_t>(milliseconds)}});
   desk::TheMachine().clock->SleepUntil(DeadlineIn(milliseconds));
 }
+
+DWORD WINAPI GetTickCount() {
+  const auto now =
+      std::chrono::duration_cast<std::chrono::milliseconds>(desk::TheMachine().clock->Now());
+  return static_cast<DWORD>(now.count());
+}

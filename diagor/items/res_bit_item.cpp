@@ -49,6 +49,11 @@ DWORD CResBitItem::SetResultError(const char* message, DWORD code) {
   return 1;
 }
 
+DWORD CResBitItem::SetResult(const Finding& finding) {
+  return finding.code == 0 ? SetResultOK(finding.message.c_str())
+                           : SetResultError(finding.message.c_str(), finding.code);
+}
+
 // Into the stored value itself: through Set it would run the test again.
 void CResBitItem::StoreResult(const char* result) {
   mValue.Set(TARQ::CResourceValue(result, 0), false);

@@ -1,7 +1,22 @@
 // Base of all test items: one node per piece of hardware, whose value is its test result.
 #pragma once
 
+#include <string>
+
 #include "app/framework.h"
+
+// What a test found: an error code, 0 for none, and the message about it.
+struct Finding {
+  DWORD code = 0;
+  std::string message;
+};
+
+// A row of a table of failures: one that has nothing to add to its text.
+struct Failure {
+  DWORD code;
+  const char* message;
+  Finding Found() const { return {code, message}; }
+};
 
 // Writing any text but "Untested" runs the test on the writing thread; the write returns when the
 // test has ended. The value is one of the result texts, always eight characters:
@@ -30,6 +45,8 @@ class CResBitItem : public TARQ::CServerResource {
   DWORD SetResultOK(const char* message);
   DWORD SetResultTested(const char* message);
   DWORD SetResultError(const char* message, DWORD code);
+  // OK without a code, else an error.
+  DWORD SetResult(const Finding& finding);
 
   // The value alone, without a record.
   void StoreResult(const char* result);

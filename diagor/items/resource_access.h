@@ -7,19 +7,25 @@
 // every access to it is skipped.
 class OpenedResource {
  public:
-  OpenedResource(TARQ::CResourceTree* tree, const char* path) {
+  OpenedResource() = default;
+  OpenedResource(TARQ::CResourceTree* tree, const char* path) { Open(tree, path); }
+  OpenedResource(const OpenedResource& parent, const char* child) { Open(parent, child); }
+  // For one that is to be opened later than it is made.
+  void Open(TARQ::CResourceTree* tree, const char* path) {
+    Close();
     mStatus = tree == nullptr ? TARQ::kStatusNotFound
                               : tree->OpenResource(TARQ::CResourcePath(path), mResource, nullptr);
     if (mStatus != 0) mResource = nullptr;
   }
-  OpenedResource(const OpenedResource& parent, const char* child) {
+  void Open(const OpenedResource& parent, const char* child) {
+    Close();
     mStatus = parent ? parent.mResource->OpenChild(TARQ::CResourcePath(child), mResource)
                      : TARQ::kStatusNotFound;
     if (mStatus != 0) mResource = nullptr;
   }
-  ~OpenedResource() {
-    if (mResource != nullptr) mResource->Close();
-  }
+  // The branch that an item stands in.
+  static OpenedResource ParentOf(TARQ::CResource& item) { return OpenedResource(item); }
+  ~OpenedResource() { Close(); }
   OpenedResource(const OpenedResource&) = delete;
   OpenedResource& operator=(const OpenedResource&) = delete;
 
@@ -28,15 +34,27 @@ class OpenedResource {
   TARQ::CResource* operator->() const { return mResource; }
   TARQ::CResource* Get() const { return mResource; }
 
-  // The value's replacement is skipped with the open.
-  void ReadInto(TARQ::CResourceValue& value) const {
-    if (mResource != nullptr) mResource->Get(value, nullptr);
+  // The value's replacement is skipped with the open. False for a read that failed: the value then
+  // stays as it was.
+  bool ReadInto(TARQ::CResourceValue& value) const {
+    return mResource != nullptr && mResource->Get(value, nullptr) == 0;
   }
-  void Write(const TARQ::CResourceValue& value) const {
-    if (mResource != nullptr) mResource->Set(value, 0, 0, nullptr);
+  // False for a write that was skipped or refused.
+  bool Write(const TARQ::CResourceValue& value) const {
+    return mResource != nullptr && mResource->Set(value, 0, 0, nullptr) == 0;
+  }
+  // Before the end of its scope; from then on it is empty.
+  void Close() {
+    if (mResource != nullptr) mResource->Close();
+    mResource = nullptr;
   }
 
  private:
+  explicit OpenedResource(TARQ::CResource& item) {
+    mStatus = item.OpenParent(mResource);
+    if (mStatus != 0) mResource = nullptr;
+  }
+
   TARQ::CResource* mResource = nullptr;
   DWORD mStatus = 0;
 };

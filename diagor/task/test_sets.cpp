@@ -17,6 +17,12 @@
 #include "tests/device/tempsens.h"
 #include "tests/device/video_ddr.h"
 #include "tests/device/visual.h"
+#include "tests/optics/aperture.h"
+#include "tests/optics/cooler.h"
+#include "tests/optics/filter.h"
+#include "tests/optics/flash_torch.h"
+#include "tests/optics/focus.h"
+#include "tests/optics/shutter.h"
 
 namespace {
 
@@ -57,11 +63,23 @@ struct CreatorRow {
   GroupCreator creator;
 };
 constexpr CreatorRow kCreators[] = {
-    {Group::Accel, CreateAccelGroup},       {Group::Battery, CreateBatteryGroup},
-    {Group::Clock, CreateClockGroup},       {Group::Compass, CreateCompassGroup},
-    {Group::Eeprom, CreateEepromGroup},     {Group::Gps, CreateGpsGroup},
-    {Group::Irdm, CreateIrdmGroup},         {Group::LcdMagnet, CreateLcdMagnetGroup},
-    {Group::Tempsens, CreateTempsensGroup}, {Group::Vddr, CreateVddrGroup},
+    {Group::Accel, CreateAccelGroup},
+    {Group::Aperture, CreateApertureGroup},
+    {Group::Battery, CreateBatteryGroup},
+    {Group::Clock, CreateClockGroup},
+    {Group::Compass, CreateCompassGroup},
+    {Group::Cooler, CreateCoolerGroup},
+    {Group::Eeprom, CreateEepromGroup},
+    {Group::Filter, CreateFilterGroup},
+    {Group::Flash, CreateFlashGroup},
+    {Group::Focus, CreateFocusGroup},
+    {Group::Gps, CreateGpsGroup},
+    {Group::Irdm, CreateIrdmGroup},
+    {Group::LcdMagnet, CreateLcdMagnetGroup},
+    {Group::Shutter, CreateShutterGroup},
+    {Group::Tempsens, CreateTempsensGroup},
+    {Group::Torch, CreateTorchGroup},
+    {Group::Vddr, CreateVddrGroup},
     {Group::Visual, CreateVisualGroup},
 };
 
@@ -158,5 +176,6 @@ DWORD BuildPlatformN(CBitTask* task) {
   items->AddChild(new CResBitClock("clock", "Clock", false), nullptr);
   items->AddChild(new CResBitEEPromN("eeprom", "EE prom", false, kPlatformN), nullptr);
   items->AddChild(new CResBitTempsensN("tempsens", "Tempsens", false), nullptr);
+  items->AddChild(new CResBitShutterN("shutter", "Shutter"), nullptr);
   return 0;
 }

@@ -87,6 +87,8 @@ HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL
 DWORD WINAPI WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll,
                                     DWORD milliseconds);
 void WINAPI Sleep(DWORD milliseconds);
+// Milliseconds since the camera was switched on; wraps after 49.7 days.
+DWORD WINAPI GetTickCount();
 
 LONG WINAPI RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, DWORD access, HKEY* result);
 // *size: the buffer's bytes in, the value's bytes (terminator included) out. A value that does not

@@ -6,33 +6,27 @@
 
 namespace {
 
-struct Finding {
-  std::string message;
-  DWORD code;  // 0: found
-};
-
 struct DirectionSensor {
   const char* typeNode;
-  const char* absent;
-  DWORD absentCode;
-  const char* silent;
-  DWORD silentCode;
+  Failure absent;
+  Failure silent;
 };
-constexpr DirectionSensor kCompass = {"system.direction.compass.type", "No Compass available",
-                                      0x130, "Compass not responding", 0x132};
+constexpr DirectionSensor kCompass = {"system.direction.compass.type",
+                                      {0x130, "No Compass available"},
+                                      {0x132, "Compass not responding"}};
 constexpr DirectionSensor kAccel = {"system.direction.sensorAccel.type",
-                                    "No Accelerometer available", 0x140,
-                                    "Accelerometer not responding", 0x142};
+                                    {0x140, "No Accelerometer available"},
+                                    {0x142, "Accelerometer not responding"}};
 
 // The type text of a sensor that is there; a node that cannot be read counts as an empty one.
 Finding FindType(const DirectionSensor& sensor) {
   const OpenedResource node(CameraTree(), sensor.typeNode);
-  if (!node) return {sensor.absent, sensor.absentCode};
+  if (!node) return sensor.absent.Found();
   TARQ::CResourceValue type("", 0);
   node.ReadInto(type);
   const CText text = type.GetAsAscii(true);
-  if (text.IsEmpty()) return {sensor.silent, sensor.silentCode};
-  return {text.AsChar(), 0};
+  if (text.IsEmpty()) return sensor.silent.Found();
+  return {0, text.AsChar()};
 }
 
 }  // namespace
@@ -40,14 +34,14 @@ Finding FindType(const DirectionSensor& sensor) {
 DWORD CResBitCompass::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   const Finding finding = FindType(kCompass);
-  if (finding.code != 0) return SetResultError(finding.message.c_str(), finding.code);
+  if (finding.code != 0) return SetResult(finding);
   return SetResultTested(FormatText("Compass %s tested", finding.message.c_str()).c_str());
 }
 
 DWORD CResBitAccel::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   const Finding finding = FindType(kAccel);
-  if (finding.code != 0) return SetResultError(finding.message.c_str(), finding.code);
+  if (finding.code != 0) return SetResult(finding);
   return SetResultTested(FormatText("Accelerometer %s tested", finding.message.c_str()).c_str());
 }
 

@@ -129,7 +129,7 @@ std::span<const BoardRow> BoardsOf(DWORD platform) {
 constexpr DWORD kBytesRead = 8;
 constexpr DWORD kNotDetectedCode = 0x21;
 
-std::string Finding(const char* name, bool detected) {
+std::string FindingText(const char* name, bool detected) {
   return detected ? FormatText("%s:Detected, ", name) : FormatText("%s:NOT Detected, ", name);
 }
 
@@ -145,7 +145,7 @@ DWORD CResBitEEPromItems::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   BYTE contents[kBytesRead] = {};
   const bool detected = Transfer(mAddress, contents, sizeof contents, 0x00, 1) == 0;
-  const std::string message = Finding(mTestName, detected);
+  const std::string message = FindingText(mTestName, detected);
   return detected ? SetResultOK(message.c_str())
                   : SetResultError(message.c_str(), kNotDetectedCode);
 }
@@ -161,7 +161,7 @@ DWORD CResBitEEPromN::RunTest(const TARQ::CResourceValue& /*written*/) {
   for (const BoardRow& board : BoardsOf(mPlatform)) {
     BYTE contents[kBytesRead] = {};
     const bool detected = Transfer(board.address, contents, sizeof contents, 0x00, 1) == 0;
-    message += Finding(board.text, detected);
+    message += FindingText(board.text, detected);
     allDetected = allDetected && detected;
   }
   return allDetected ? SetResultOK(message.c_str())

@@ -1,0 +1,75 @@
+#include "tests/optics/flash_torch.h"
+
+#include "items/group_builder.h"
+#include "items/resource_access.h"
+
+namespace {
+
+constexpr char kTorch[] = "system.vcam.torch";
+constexpr char kFlash[] = "system.vcam.flash";
+constexpr int kRounds = 3;
+constexpr DWORD kHold = 1000;  // ms
+
+void Switch(const OpenedResource& lamp, bool on) {
+  lamp.Write(TARQ::CResourceValue(on, 0));
+}
+
+// Each false without the lamps that it switches; both leave the lamps off.
+bool FlashThreeTimes() {
+  OpenedResource torch(CameraTree(), kTorch);
+  OpenedResource flash(CameraTree(), kFlash);
+  if (!torch || !flash) return false;
+  for (int round = 0; round < kRounds; ++round) {
+    Switch(flash, false);
+    Switch(torch, true);
+    Sleep(kHold);
+    Switch(flash, true);
+    Sleep(kHold);
+    Switch(flash, false);
+    Switch(torch, false);
+    Sleep(kHold);
+  }
+  torch.Close();
+  flash.Close();
+  return true;
+}
+
+bool LightThreeTimes() {
+  const OpenedResource torch(CameraTree(), kTorch);
+  if (!torch) return false;
+  for (int round = 0; round < kRounds; ++round) {
+    Switch(torch, true);
+    Sleep(kHold);
+    Switch(torch, false);
+    Sleep(kHold);
+  }
+  return true;
+}
+
+}  // namespace
+
+DWORD CResBitFlash::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  if (!FlashThreeTimes()) return SetResultError("Failed to init test", 0xD0);
+  return SetResultTested("FLASH tested");
+}
+
+DWORD CResBitTorch::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  if (!LightThreeTimes()) return SetResultError("Failed to init torch test", 0xD1);
+  return SetResultTested("TORCH tested");
+}
+
+DWORD CreateFlashGroup(CBitTask* /*task*/, DWORD /*platform*/) {
+  GroupBuilder group("flash");
+  if (group.Status() != 0) return group.Status();
+  group.Add(new CResBitFlash("flash", "Flash"));
+  return 0;
+}
+
+DWORD CreateTorchGroup(CBitTask* /*task*/, DWORD /*platform*/) {
+  GroupBuilder group("torch");
+  if (group.Status() != 0) return group.Status();
+  group.Add(new CResBitTorch("torch", "Torch"));
+  return 0;
+}
