@@ -16,6 +16,8 @@
 #include "operator/operator.h"
 #include "tarq/framework.h"
 #include "tarq/node_access.h"
+#include "tasks/camera_task.h"
+#include "tasks/image_pipeline.h"
 #include "tasks/power.h"
 
 namespace desk {
@@ -95,6 +97,15 @@ TARQ::CResourceValue ToResourceValue(const NodeStart& start) {
   return TARQ::CResourceValue(std::get<std::string>(start).c_str());
 }
 
+KnobValue ToKnobValue(const NodeStart& start) {
+  if (const bool* const truth = std::get_if<bool>(&start)) return *truth;
+  if (const auto* const whole = std::get_if<std::int64_t>(&start)) {
+    return static_cast<double>(*whole);
+  }
+  if (const auto* const number = std::get_if<double>(&start)) return *number;
+  return std::get<std::string>(start);
+}
+
 std::unique_ptr<DriverPort> MakeDriver(const std::string& name, const Clock& clock) {
   if (name == "i2c1") return std::make_unique<I2cBus>("I2C1:");
   if (name == "i2c2") return std::make_unique<I2cBus>("I2C2:");
@@ -139,8 +150,9 @@ Camera::Camera(const CameraSettings& settings)
       *mClock, [this](const std::string& path, const std::string& value) {
         return Write(path, TARQ::CResourceValue(value.c_str())) == 0;
       });
-  mOperator = std::make_unique<Operator>(*mClock, [this](bool out) { mPower->MoveDisplay(out); });
+  mOperator = std::make_unique<Operator>(*mClock, [this](bool out) { MoveDisplay(out); });
   Publish(mOperator->Knobs());
+  StartKnobsOfVariant();
   mDeliveries = std::make_unique<desk::Deliveries>(*mClock, [this](const std::string& path) {
     mOperator->DeliveryStarts(path);
     mSchedule->DeliveryStarts();
@@ -226,16 +238,45 @@ void Camera::AddNodes() {
 }
 
 void Camera::AddTasks() {
-  mPower = std::make_unique<Power>(*mClock);
-  for (const std::string& task : mVariant.tasks) {
-    if (task == "gps") {
-      mPower->PublishGps(mCameraTree);
-      Publish(mPower->GpsKnobs());
-    } else if (task == "display") {
-      mPower->PublishDisplay(mCameraTree);
-      Publish(mPower->DisplayKnobs());
-    } else {
-      throw std::runtime_error("variant " + mVariant.name + ": there is no task " + task);
+  TARQ::CServerResource& root = TARQ::NodeAccess::Root(mCameraTree);
+  for (const std::string& name : mVariant.tasks) {
+    std::unique_ptr<CameraTask> task = MakeTask(name, *mClock);
+    if (task == nullptr) {
+      throw std::runtime_error("variant " + mVariant.name + ": there is no task " + name);
+    }
+    task->Publish(root);
+    Publish(task->Knobs());
+    mTasks.push_back(std::move(task));
+  }
+  for (const auto& task : mTasks) {
+    task->Meet(mTasks);
+    auto* const pipeline = dynamic_cast<ImagePipeline*>(task.get());
+    if (pipeline == nullptr || mVideo == nullptr) continue;
+    mVideo->OnMeasure(
+        [pipeline](std::span<FrameWindow> windows) { return pipeline->Measure(windows); });
+  }
+}
+
+void Camera::MoveDisplay(bool out) {
+  for (const auto& task : mTasks) {
+    if (auto* const display = dynamic_cast<Display*>(task.get())) display->Move(out);
+  }
+}
+
+void Camera::StartKnobsOfVariant() {
+  for (const auto& [path, start] : mVariant.knobs) {
+    Knob* knob = nullptr;
+    for (KnobSet* const set : mKnobSets) {
+      for (Knob& each : set->All()) {
+        if (set->Prefix() + "." + std::string(each.Row().name) == path) knob = &each;
+      }
+    }
+    if (knob == nullptr) {
+      throw std::runtime_error("variant " + mVariant.name + ": there is no knob " + path);
+    }
+    if (!knob->StartFrom(ToKnobValue(start))) {
+      throw std::runtime_error("variant " + mVariant.name + ": the knob " + path +
+                               " does not take its value");
     }
   }
 }
@@ -344,7 +385,7 @@ void Camera::Restore() {
   for (I2cBus* const bus : mBuses) bus->RestoreChips();
   if (mPowerManagement != nullptr) mPowerManagement->Restore();
   if (mVideo != nullptr) mVideo->Memory().Restore();
-  mPower->Restore();
+  for (const auto& task : mTasks) task->Restore();
   for (const auto& [node, value] : mNodeStarts) TARQ::NodeAccess::Store(*node, value);
 }
 

@@ -17,9 +17,9 @@
 
 namespace desk {
 
+class CameraTask;
 class I2cBus;
 class Operator;
-class Power;
 class PowerManagement;
 class VideoFrontEnd;
 
@@ -65,6 +65,8 @@ class Camera {
   void AddKnobs();
   void AddTaskKnobs();
   void Publish(KnobSet& knobs);
+  void StartKnobsOfVariant();
+  void MoveDisplay(bool out);
   void SetStartKnobs(const std::string& knobs);
   void SetRegistry(const std::string& bsp);
   void Restore();
@@ -93,7 +95,7 @@ class Camera {
   std::vector<I2cBus*> mBuses;
   PowerManagement* mPowerManagement = nullptr;
   VideoFrontEnd* mVideo = nullptr;
-  std::unique_ptr<Power> mPower;
+  std::vector<std::unique_ptr<CameraTask>> mTasks;
   std::vector<std::pair<TARQ::CServerResource*, TARQ::CResourceValue>> mNodeStarts;
   std::unique_ptr<Schedule> mSchedule;
   std::unique_ptr<Operator> mOperator;

@@ -15,6 +15,13 @@
 #include "host/access_faults.h"
 #include "host/camera.h"
 #include "operator/operator.h"
+#include "tasks/cooler.h"
+#include "tasks/flag.h"
+#include "tasks/focus_motor.h"
+#include "tasks/image_filter.h"
+#include "tasks/image_pipeline.h"
+#include "tasks/lamp.h"
+#include "tasks/measuring_range.h"
 #include "tasks/power.h"
 
 namespace desk {
@@ -69,8 +76,15 @@ std::vector<KnobFamily> AllKnobs() {
       {"Video front-end", ".desk.fvd", VideoFrontEnd::RegisterKnobRows()},
       {"Video memory", ".desk.video", VideoMemory::KnobRows()},
       {"Visual camera", ".desk.cam", VisualCamera::CameraKnobRows()},
-      {"GPS receiver", ".desk.gps", Power::GpsKnobRows()},
-      {"Display position", ".desk.display", Power::DisplayKnobRows()},
+      {"GPS receiver", ".desk.gps", Gps::KnobRows()},
+      {"Display position", ".desk.display", Display::KnobRows()},
+      {"Focus motor", ".desk.focus", FocusMotor::KnobRows()},
+      {"Shutter and aperture", ".desk.<shutter, aperture>", Flag::KnobRows()},
+      {"Filter", ".desk.filter", ImageFilter::KnobRows()},
+      {"The frame", ".desk.frontend", ImagePipeline::KnobRows()},
+      {"Measuring range", ".desk.range", MeasuringRange::KnobRows()},
+      {"Lamps", ".desk.<torch, flash>", Lamp::KnobRows()},
+      {"Detector cooler", ".desk.cooler", Cooler::KnobRows()},
       {"Automatic operator", ".desk.operator", Operator::KnobRows()},
       {"Camera-wide nodes", ".desk", AccessFaults::KnobRows()},
       {"Registry", ".desk.registry", Camera::RegistryKnobRows()},

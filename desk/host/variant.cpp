@@ -88,6 +88,19 @@ NodeStart ReadNodeStart(const std::string& file, const std::string& path, const 
   throw std::runtime_error(At(file, node) + "node " + path + " has a value of no known type");
 }
 
+std::vector<std::pair<std::string, NodeStart>> ReadStarts(const std::string& file,
+                                                          const std::string& key,
+                                                          const toml::node* node) {
+  std::vector<std::pair<std::string, NodeStart>> starts;
+  if (node == nullptr) return starts;
+  const toml::table* const table = node->as_table();
+  if (table == nullptr) throw std::runtime_error(At(file, *node) + key + " is no table");
+  for (const auto& [path, start] : *table) {
+    starts.emplace_back(path.str(), ReadNodeStart(file, std::string(path.str()), start));
+  }
+  return starts;
+}
+
 Variant ReadVariant(const std::string& file, const toml::table& table) {
   TableReader reader(file, table);
   Variant variant;
@@ -102,13 +115,8 @@ Variant ReadVariant(const std::string& file, const toml::table& table) {
     if (list == nullptr) throw std::runtime_error(At(file, *chips) + "chip is no list of tables");
     for (const toml::node& chip : *list) variant.chips.push_back(ReadChip(file, chip));
   }
-  if (const toml::node* const nodes = reader.TakeNode("nodes")) {
-    const toml::table* const list = nodes->as_table();
-    if (list == nullptr) throw std::runtime_error(At(file, *nodes) + "nodes is no table");
-    for (const auto& [path, node] : *list) {
-      variant.nodes.emplace_back(path.str(), ReadNodeStart(file, std::string(path.str()), node));
-    }
-  }
+  variant.nodes = ReadStarts(file, "nodes", reader.TakeNode("nodes"));
+  variant.knobs = ReadStarts(file, "knobs", reader.TakeNode("knobs"));
   reader.Finish();
   return variant;
 }

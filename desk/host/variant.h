@@ -24,6 +24,7 @@ struct Variant {
   std::vector<std::string> drivers;  // "i2c1"
   std::vector<ChipEntry> chips;
   std::vector<std::pair<std::string, NodeStart>> nodes;  // camera-wide paths
+  std::vector<std::pair<std::string, NodeStart>> knobs;  // where it starts from another value
   std::vector<std::string> tasks;    // "gps", "display": whose nodes a device drives
   std::vector<std::string> folders;  // of the storage, made when it is filled
   std::vector<std::string> files;    // likewise; empty ones

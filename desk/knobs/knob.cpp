@@ -45,7 +45,7 @@ bool Fits(const KnobRow& row, const KnobValue& value) {
 
 }  // namespace
 
-Knob::Knob(const KnobRow& row) : mRow(row), mValue(InitialValue(row)) {}
+Knob::Knob(const KnobRow& row) : mRow(row), mStart(InitialValue(row)), mValue(mStart) {}
 
 KnobValue Knob::Read() const {
   if (mOnRead) return mOnRead();
@@ -69,8 +69,16 @@ void Knob::Restore() {
     case KnobKind::ReadOnly:
       break;
     default:
-      Write(InitialValue(mRow));
+      Write(mStart);
   }
+}
+
+bool Knob::StartFrom(const KnobValue& value) {
+  const bool isSetting = mRow.kind == KnobKind::Bool || mRow.kind == KnobKind::Integer ||
+                         mRow.kind == KnobKind::Number || mRow.kind == KnobKind::Text;
+  if (!isSetting || !Write(value)) return false;
+  mStart = value;
+  return true;
 }
 
 KnobSet::KnobSet(std::string prefix, std::span<const KnobRow> rows) : mPrefix(std::move(prefix)) {

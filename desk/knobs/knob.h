@@ -47,8 +47,9 @@ class Knob {
   KnobValue Read() const;
   // False, and nothing changed, when the value does not fit the row or the device refuses it.
   bool Write(const KnobValue& value);
-  // Back to the row's initial value; the device is told as of a write. Triggers and commands stay
-  // alone.
+  // The value from which this camera starts, in place of the row's. False when it does not fit.
+  bool StartFrom(const KnobValue& value);
+  // Back to the start; the device is told as of a write. Triggers and commands stay alone.
   void Restore();
 
   // The device computes the value in place of the one written last.
@@ -60,6 +61,7 @@ class Knob {
   const KnobRow& mRow;
   std::function<KnobValue()> mOnRead;
   std::function<bool(const KnobValue&)> mOnWrite;
+  KnobValue mStart;
   mutable std::mutex mLock;
   KnobValue mValue;
 };

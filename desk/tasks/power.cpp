@@ -22,81 +22,76 @@ constexpr KnobRow kDisplayRows[] = {
      "False: the position sensor does not see the display's magnet and reads true."},
 };
 
+// A knob that is written is a change, also when the node then says the same as before.
+void TellOfKnobs(KnobSet& knobs, DeviceNode& node) {
+  for (Knob& knob : knobs.All()) {
+    knob.OnWrite([&node](const KnobValue& /*value*/) {
+      node.DeviceChanged();
+      return true;
+    });
+  }
+}
+
 }  // namespace
 
-std::span<const KnobRow> Power::GpsKnobRows() {
+std::span<const KnobRow> Gps::KnobRows() {
   return kGpsRows;
 }
-std::span<const KnobRow> Power::DisplayKnobRows() {
+
+Gps::Gps(const Clock& clock) : CameraTask(".desk.gps", kGpsRows), mClock(clock) {}
+
+void Gps::Publish(TARQ::CServerResource& root) {
+  mState = new DeviceNode("gpsOK", TARQ::CResourceValue(false));
+  mState->OnRead([this] { return TARQ::CResourceValue(IsReady()); });
+  TellOfKnobs(mKnobs, *mState);
+  mSupply = new DeviceNode("gpsPower", TARQ::CResourceValue(false));
+  mSupply->OnWritten([this](const TARQ::CResourceValue& on) { Switch(on.GetBool()); });
+  TARQ::NodeAccess::MakeBranch(root, "power.settings").AddChild(mSupply, nullptr);
+  TARQ::NodeAccess::MakeBranch(root, "power.states").AddChild(mState, nullptr);
+}
+
+void Gps::Restore() {
+  {
+    const std::lock_guard lock(mLock);
+    mPoweredAt = kNever;
+  }
+  TARQ::NodeAccess::Store(*mSupply, TARQ::CResourceValue(false));
+  mState->DeviceChanged();
+}
+
+bool Gps::IsReady() const {
+  const double ready = mKnobs[kReady].Number();
+  const std::lock_guard lock(mLock);
+  return mKnobs[kConnected].Bool() && mPoweredAt != kNever &&
+         std::chrono::duration<double>(mClock.Now() - mPoweredAt).count() >= ready;
+}
+
+void Gps::Switch(bool on) {
+  {
+    const std::lock_guard lock(mLock);
+    const bool wasOn = mPoweredAt != kNever;
+    if (on == wasOn) return;
+    mPoweredAt = on ? mClock.Now() : kNever;
+  }
+  mState->DeviceChanged();
+}
+
+std::span<const KnobRow> Display::KnobRows() {
   return kDisplayRows;
 }
 
-Power::Power(const Clock& clock)
-    : mClock(clock),
-      mGpsKnobs(".desk.gps", kGpsRows),
-      mDisplayKnobs(".desk.display", kDisplayRows) {}
+Display::Display() : CameraTask(".desk.display", kDisplayRows) {}
 
-void Power::Restore() {
-  {
-    const std::lock_guard lock(mLock);
-    mGpsPoweredAt = kNever;
-  }
-  if (mGpsSupply != nullptr) {
-    TARQ::NodeAccess::Store(*mGpsSupply, TARQ::CResourceValue(false));
-    mGpsState->DeviceChanged();
-  }
+void Display::Publish(TARQ::CServerResource& root) {
+  mSensor = new DeviceNode("lcdOut", TARQ::CResourceValue(true));
+  mSensor->OnRead(
+      [this] { return TARQ::CResourceValue(mKnobs[kOut].Bool() || !mKnobs[kMagnet].Bool()); });
+  TellOfKnobs(mKnobs, *mSensor);
+  TARQ::NodeAccess::MakeBranch(root, "power.states").AddChild(mSensor, nullptr);
 }
 
-bool Power::GpsIsReady() const {
-  const double ready = mGpsKnobs[kReady].Number();
-  const std::lock_guard lock(mLock);
-  return mGpsKnobs[kConnected].Bool() && mGpsPoweredAt != kNever &&
-         std::chrono::duration<double>(mClock.Now() - mGpsPoweredAt).count() >= ready;
-}
-
-void Power::PublishGps(TARQ::CResourceTree& camera) {
-  auto& root = TARQ::NodeAccess::Root(camera);
-  mGpsState = new DeviceNode("gpsOK", TARQ::CResourceValue(false));
-  mGpsState->OnRead([this] { return TARQ::CResourceValue(GpsIsReady()); });
-  for (Knob& knob : mGpsKnobs.All()) {
-    knob.OnWrite([this](const KnobValue& /*value*/) {
-      mGpsState->DeviceChanged();
-      return true;
-    });
-  }
-  mGpsSupply = new DeviceNode("gpsPower", TARQ::CResourceValue(false));
-  mGpsSupply->OnWritten([this](const TARQ::CResourceValue& on) { SwitchGps(on.GetBool()); });
-  TARQ::NodeAccess::MakeBranch(root, "power.settings").AddChild(mGpsSupply, nullptr);
-  TARQ::NodeAccess::MakeBranch(root, "power.states").AddChild(mGpsState, nullptr);
-}
-
-void Power::SwitchGps(bool on) {
-  {
-    const std::lock_guard lock(mLock);
-    const bool wasOn = mGpsPoweredAt != kNever;
-    if (on == wasOn) return;
-    mGpsPoweredAt = on ? mClock.Now() : kNever;
-  }
-  mGpsState->DeviceChanged();
-}
-
-void Power::PublishDisplay(TARQ::CResourceTree& camera) {
-  mDisplaySensor = new DeviceNode("lcdOut", TARQ::CResourceValue(true));
-  mDisplaySensor->OnRead([this] {
-    return TARQ::CResourceValue(mDisplayKnobs[kOut].Bool() || !mDisplayKnobs[kMagnet].Bool());
-  });
-  for (Knob& knob : mDisplayKnobs.All()) {
-    knob.OnWrite([this](const KnobValue& /*value*/) {
-      mDisplaySensor->DeviceChanged();
-      return true;
-    });
-  }
-  TARQ::NodeAccess::MakeBranch(TARQ::NodeAccess::Root(camera), "power.states")
-      .AddChild(mDisplaySensor, nullptr);
-}
-
-void Power::MoveDisplay(bool out) {
-  mDisplayKnobs[kOut].Write(out);
+void Display::Move(bool out) {
+  mKnobs[kOut].Write(out);
 }
 
 }  // namespace desk

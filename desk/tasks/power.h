@@ -3,43 +3,43 @@
 
 #include <mutex>
 
-#include "clock/clock.h"
-#include "common_dll.h"
-#include "knobs/knob.h"
+#include "tasks/camera_task.h"
 
 namespace desk {
 
 class DeviceNode;
 
-class Power {
+class Gps : public CameraTask {
  public:
-  explicit Power(const Clock& clock);
-  // Adds the nodes to those that the variant lists. Each only where its hardware is.
-  void PublishGps(TARQ::CResourceTree& camera);
-  void PublishDisplay(TARQ::CResourceTree& camera);
-  void Restore();
+  explicit Gps(const Clock& clock);
+  void Publish(TARQ::CServerResource& root) override;
+  void Restore() override;
 
-  KnobSet& GpsKnobs() { return mGpsKnobs; }
-  KnobSet& DisplayKnobs() { return mDisplayKnobs; }
-  // Whoever holds the camera moves its display.
-  void MoveDisplay(bool out);
-
-  static std::span<const KnobRow> GpsKnobRows();
-  static std::span<const KnobRow> DisplayKnobRows();
+  static std::span<const KnobRow> KnobRows();
 
  private:
-  bool GpsIsReady() const;
-  void SwitchGps(bool on);
+  bool IsReady() const;
+  void Switch(bool on);
 
   const Clock& mClock;
-  KnobSet mGpsKnobs;
-  KnobSet mDisplayKnobs;
   mutable std::mutex mLock;
-  TimePoint mGpsPoweredAt = kNever;  // never: it has no power
-  // The tree's; null where the variant has no such hardware.
-  DeviceNode* mGpsSupply = nullptr;
-  DeviceNode* mGpsState = nullptr;
-  DeviceNode* mDisplaySensor = nullptr;
+  TimePoint mPoweredAt = kNever;  // never: it has no power
+  DeviceNode* mSupply = nullptr;  // the tree's
+  DeviceNode* mState = nullptr;
+};
+
+class Display : public CameraTask {
+ public:
+  Display();
+  void Publish(TARQ::CServerResource& root) override;
+  void Restore() override {}
+  // Whoever holds the camera moves its display.
+  void Move(bool out);
+
+  static std::span<const KnobRow> KnobRows();
+
+ private:
+  DeviceNode* mSensor = nullptr;  // the tree's
 };
 
 }  // namespace desk

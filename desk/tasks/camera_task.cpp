@@ -1,0 +1,27 @@
+#include "tasks/camera_task.h"
+
+#include "tasks/cooler.h"
+#include "tasks/flag.h"
+#include "tasks/focus_motor.h"
+#include "tasks/image_filter.h"
+#include "tasks/image_pipeline.h"
+#include "tasks/lamp.h"
+#include "tasks/measuring_range.h"
+#include "tasks/power.h"
+
+namespace desk {
+
+std::unique_ptr<CameraTask> MakeTask(const std::string& name, const Clock& clock) {
+  if (name == "gps") return std::make_unique<Gps>(clock);
+  if (name == "display") return std::make_unique<Display>();
+  if (name == "focus") return std::make_unique<FocusMotor>(clock);
+  if (name == "shutter" || name == "aperture") return std::make_unique<Flag>(name, clock);
+  if (name == "filter") return std::make_unique<ImageFilter>();
+  if (name == "range") return std::make_unique<MeasuringRange>();
+  if (name == "frame") return std::make_unique<ImagePipeline>();
+  if (name == "torch" || name == "flash") return std::make_unique<Lamp>(name);
+  if (name == "cooler") return std::make_unique<Cooler>(clock);
+  return nullptr;
+}
+
+}  // namespace desk

@@ -1,0 +1,56 @@
+// The frame that the detector sees, with all that stands in its way: shutter, aperture, filter. The
+// front-end measures windows of it; its average and the detector's size are nodes.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+
+#include "drivers/frame_window.h"
+#include "tasks/camera_task.h"
+
+namespace desk {
+
+class Flag;
+class ImageFilter;
+class MeasuringRange;
+
+class ImagePipeline : public CameraTask {
+ public:
+  ImagePipeline();
+  void Publish(TARQ::CServerResource& root) override;
+  void Meet(const std::vector<std::unique_ptr<CameraTask>>& tasks) override;
+  void Restore() override;
+
+  // Measures all windows in one frame, the next that comes. False, and nothing measured, when one
+  // of them is not on the detector.
+  bool Measure(std::span<FrameWindow> windows);
+
+  static std::span<const KnobRow> KnobRows();
+
+ private:
+  struct Frame {
+    double level;     // counts, uncovered
+    double response;  // counts by which what is covered is lower
+    double shading;   // counts, from corner to corner
+    double cover;     // of the flags, from the left: 0 to 1
+    int noise;        // counts
+    bool clipped;     // the scene is hotter than the range
+  };
+
+  Frame Look(std::uint64_t number) const;
+  Frame Current() const;
+  static double ValueAt(const Frame& frame, double u, double v);
+  LONG Average() const;
+
+  // Others of the camera; null where it has none.
+  std::vector<const Flag*> mFlags;
+  const ImageFilter* mFilter = nullptr;
+  const MeasuringRange* mRange = nullptr;
+
+  mutable std::mutex mLock;
+  std::uint64_t mFrames = 0;       // measured so far
+  std::optional<Frame> mRepeated;  // the frame that comes again and again
+};
+
+}  // namespace desk

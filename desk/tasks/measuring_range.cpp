@@ -1,0 +1,57 @@
+#include "tasks/measuring_range.h"
+
+#include "tarq/node_access.h"
+#include "tasks/device_node.h"
+
+namespace desk {
+
+namespace {
+
+constexpr double kStart = 80;  // degrees Celsius
+
+enum Row : std::size_t { kSwitches };
+constexpr KnobRow kRows[] = {
+    {"switches", KnobKind::Bool, "", "true", 0, 0,
+     "False: the range stays as it is, whatever is committed."},
+};
+
+TARQ::CResourceValue Setting(double highest) {
+  TARQ::CResourceValue value(TARQ::ValueType::Double);
+  value.Set(highest);
+  return value;
+}
+
+}  // namespace
+
+std::span<const KnobRow> MeasuringRange::KnobRows() {
+  return kRows;
+}
+
+MeasuringRange::MeasuringRange() : CameraTask(".desk.range", kRows), mHighest(kStart) {}
+
+void MeasuringRange::Publish(TARQ::CServerResource& root) {
+  TARQ::CServerResource& branch = TARQ::NodeAccess::MakeBranch(root, "image.services.TMax");
+  mSetting = new TARQ::CServerResource("TMax", Setting(kStart), 0x80000000);
+  mCommit = new DeviceNode("commit", TARQ::CResourceValue(false));
+  mCommit->OnWritten([this](const TARQ::CResourceValue& commit) {
+    if (!commit.GetBool() || !mKnobs[kSwitches].Bool()) return;
+    const std::lock_guard lock(mLock);
+    mHighest = TARQ::NodeAccess::Stored(*mSetting).GetDouble();
+  });
+  branch.AddChild(mSetting, nullptr);
+  branch.AddChild(mCommit, nullptr);
+}
+
+void MeasuringRange::Restore() {
+  TARQ::NodeAccess::Store(*mSetting, Setting(kStart));
+  TARQ::NodeAccess::Store(*mCommit, TARQ::CResourceValue(false));
+  const std::lock_guard lock(mLock);
+  mHighest = kStart;
+}
+
+double MeasuringRange::Highest() const {
+  const std::lock_guard lock(mLock);
+  return mHighest;
+}
+
+}  // namespace desk
