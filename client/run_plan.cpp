@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "client/cooler_plan.h"
+
 namespace client {
 
 namespace {
@@ -94,31 +96,36 @@ std::string MessageOf(const std::string& record, const std::string& value) {
   return record.substr(start);
 }
 
+void Judge(const Json& reply, Attempt& attempt) {
+  attempt.status = reply["status"].get<std::uint32_t>();
+  const Json& value = reply["value"];
+  attempt.value = value.is_string() ? value.get<std::string>() : value.dump();
+  attempt.records = reply["records"].get<std::vector<std::string>>();
+  attempt.message.clear();
+  if (!attempt.records.empty()) attempt.message = MessageOf(attempt.records.back(), attempt.value);
+  attempt.passed =
+      attempt.status == 0 && (attempt.value == "OK      " || attempt.value == "Tested  ");
+}
+
 void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOptions& options,
-         std::vector<Attempt>& attempts,
-         const std::function<void(const Attempt&, bool done)>& progress) {
+         std::vector<Attempt>& attempts, const Progress& progress) {
   for (unsigned round = 1; round <= options.rounds; ++round) {
     bool failed = false;
     for (const TestItem& item : items) {
       Attempt attempt;
       attempt.path = item.path;
       attempt.round = round;
-      progress(attempt, false);
+      progress(attempt, Phase::Begins);
       const double start = CameraSeconds(camera);
-      const Json reply = camera.Set(item.path, "run");
-      attempt.seconds = CameraSeconds(camera) - start;
-      attempt.status = reply["status"].get<std::uint32_t>();
-      const Json& value = reply["value"];
-      attempt.value = value.is_string() ? value.get<std::string>() : value.dump();
-      attempt.records = reply["records"].get<std::vector<std::string>>();
-      if (!attempt.records.empty()) {
-        attempt.message = MessageOf(attempt.records.back(), attempt.value);
+      if (IsCooler(item.className)) {
+        RunCooler(camera, attempt, progress);
+      } else {
+        Judge(camera.Set(item.path, "run"), attempt);
       }
-      attempt.passed =
-          attempt.status == 0 && (attempt.value == "OK      " || attempt.value == "Tested  ");
+      attempt.seconds = CameraSeconds(camera) - start;
       failed = failed || !attempt.passed;
       attempts.push_back(attempt);
-      progress(attempt, true);
+      progress(attempt, Phase::Ends);
     }
     if (failed && options.untilFail) return;
   }

@@ -46,16 +46,22 @@ struct Attempt {
   std::vector<std::string> records;
 };
 
+// Of an attempt: it begins; it has come to another stage, whose name is its message; it has ended.
+enum class Phase { Begins, GoesOn, Ends };
+using Progress = std::function<void(const Attempt&, Phase)>;
+
 struct RunOptions {
   unsigned rounds = 1;
   bool untilFail = false;  // no further round after one that had a failure
 };
 
-// Runs the items, round by round. progress is told of each attempt before and after it is made.
-// What was made before an error or an interruption stays in attempts.
+// Runs the items, round by round; the cooler by its plan. progress is told of each attempt. What
+// was made before an error or an interruption stays in attempts.
 void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOptions& options,
-         std::vector<Attempt>& attempts,
-         const std::function<void(const Attempt&, bool done)>& progress);
+         std::vector<Attempt>& attempts, const Progress& progress);
+
+// What the reply to a test's write says, into the attempt.
+void Judge(const Json& reply, Attempt& attempt);
 
 // The message of a log line or a system log record of an item that holds that result.
 std::string MessageOf(const std::string& record, const std::string& value);

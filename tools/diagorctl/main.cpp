@@ -126,12 +126,13 @@ int Run(client::CameraClient& camera, const Options& options) {
     std::cerr << "diagorctl: no test item matches; diagorctl list shows them all\n";
     return kUsage;
   }
-  const auto progress = [&options](const client::Attempt& attempt, bool done) {
+  const auto progress = [&options](const client::Attempt& attempt, client::Phase phase) {
     if (options.quiet) return;
-    if (done) {
+    if (phase == client::Phase::Ends) {
       std::cerr << attempt.value << "\n";
     } else {
-      std::cerr << attempt.path << " ... " << std::flush;
+      const bool begins = phase == client::Phase::Begins;
+      std::cerr << (begins ? attempt.path : attempt.message) << " ... " << std::flush;
     }
   };
   std::vector<client::Attempt> attempts;

@@ -1,0 +1,100 @@
+#include "client/cooler_plan.h"
+
+namespace client {
+
+namespace {
+
+constexpr int kStepSeconds = 10;
+constexpr int kMostSteps = 24 * 3600 / kStepSeconds;
+constexpr int kLogSteps = 6;
+constexpr char kLogging[] = "tempLogging";
+
+// The item, with the nodes beside it that command it and tell its state.
+class Driver {
+ public:
+  Driver(CameraClient& camera, Attempt& attempt, const Progress& progress)
+      : mCamera(camera),
+        mAttempt(attempt),
+        mProgress(progress),
+        mGroup(attempt.path.substr(0, attempt.path.rfind('.'))) {}
+
+  void Command(const char* command) { mCamera.Set(mGroup + ".command", command); }
+
+  // The state after the step.
+  std::string Step() {
+    Judge(mCamera.Set(mAttempt.path, "run"), mAttempt);
+    const std::string state = State();
+    if (state != mState) {
+      mState = state;
+      Attempt stage = mAttempt;
+      stage.message = state;
+      mProgress(stage, Phase::GoesOn);
+    }
+    return state;
+  }
+
+  void Pass(int seconds) { mCamera.Set(".desk.clock.advance", std::to_string(seconds)); }
+
+  std::string State() {
+    const Json value = mCamera.Get(mGroup + ".state")["value"];
+    return value.is_string() ? value.get<std::string>() : std::string();
+  }
+
+ private:
+  CameraClient& mCamera;
+  Attempt& mAttempt;
+  const Progress& mProgress;
+  const std::string mGroup;
+  std::string mState;
+};
+
+// The state at the end: logging, unless something went wrong.
+std::string CoolDown(Driver& driver) {
+  // Whatever an earlier run left behind.
+  if (driver.State() != "idle") {
+    driver.Command("abort");
+    driver.Step();
+  }
+  driver.Command("full");
+  std::string state;
+  for (int step = 0; step < kMostSteps; ++step) {
+    state = driver.Step();
+    const bool goesOn = state == "warmingUp" || state == "coolingDown";
+    if (!goesOn) break;
+    driver.Pass(kStepSeconds);
+  }
+  return state;
+}
+
+std::string Log(Driver& driver) {
+  std::string state;
+  for (int step = 0; step < kLogSteps; ++step) {
+    driver.Pass(kStepSeconds);
+    state = driver.Step();
+  }
+  return state;
+}
+
+}  // namespace
+
+bool IsCooler(const std::string& className) {
+  return className == "CResBitCooler";
+}
+
+void RunCooler(CameraClient& camera, Attempt& attempt, const Progress& progress) {
+  Driver driver(camera, attempt, progress);
+  std::string state = CoolDown(driver);
+  if (state == kLogging) state = Log(driver);
+  if (state != kLogging) {
+    driver.Command("halt");
+    driver.Step();
+    attempt.passed = false;
+    attempt.message = "The cooler test ended in the state \"" + state + "\"";
+    return;
+  }
+  driver.Command("save");
+  driver.Step();
+  attempt.passed = attempt.passed && attempt.message == "Tested";
+}
+
+}  // namespace client

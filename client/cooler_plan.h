@@ -1,0 +1,17 @@
+// The cooler's test, which a client drives: warm up, cool down, log the temperature, save.
+#pragma once
+
+#include <string>
+
+#include "client/run_plan.h"
+
+namespace client {
+
+bool IsCooler(const std::string& className);
+
+// The whole of it, step by step; between the steps the camera's time passes. Hours of it, most of
+// them for the detector to become warm. It fails, with the cooler on again, when a day has not been
+// enough, when the cooler has stopped, or when the results could not be saved.
+void RunCooler(CameraClient& camera, Attempt& attempt, const Progress& progress);
+
+}  // namespace client
