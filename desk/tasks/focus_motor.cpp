@@ -93,14 +93,14 @@ void FocusMotor::Publish(TARQ::CServerResource& root) {
   Restore();
 }
 
-// The lens rests at the low end.
+// The lens rests at the low end, where a move down has brought it.
 void FocusMotor::Restore() {
   const double low = mKnobs[kMin].Number();
   {
     const std::lock_guard lock(mLock);
     mFrom = low;
     mEnd = low;
-    mDirection = 0;
+    mDirection = -1;
   }
   mPosition->DeviceChanged();
 }

@@ -28,7 +28,7 @@ class FocusMotor : public CameraTask {
   double mFrom = 0;
   double mEnd = 0;
   TimePoint mBegun{};
-  int mDirection = 0;               // of that move; 0: none yet
+  int mDirection = -1;              // of that move
   DeviceNode* mPosition = nullptr;  // the tree's
 };
 

@@ -1,6 +1,8 @@
 // Identification of the platform, and the tree that each camera gets.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "support/test_camera.h"
 #include "tarq/node_access.h"
 #include "task/platform.h"
@@ -15,6 +17,12 @@
 #include "tests/device/tempsens.h"
 #include "tests/device/video_ddr.h"
 #include "tests/device/visual.h"
+#include "tests/optics/aperture.h"
+#include "tests/optics/cooler.h"
+#include "tests/optics/filter.h"
+#include "tests/optics/flash_torch.h"
+#include "tests/optics/focus.h"
+#include "tests/optics/shutter.h"
 
 namespace test {
 namespace {
@@ -32,56 +40,71 @@ void PrintTo(const PlatformCase& each, std::ostream* out) {
 
 const PlatformCase kPlatforms[] = {
     {"K",
-     {"eeprom", "tempsens", "battery", "clock", "gps", "visual"},
+     {"eeprom", "shutter", "focus", "tempsens", "aperture", "filter", "battery", "clock", "gps",
+      "visual"},
      "CResBitBattery",
      "CResBitClock",
      false},
     {"R", {"eeprom", "battery", "clock"}, "CResBitBattery", "CResBitClock", false},
     {"R-sysimg",
-     {"eeprom", "tempsens", "battery", "clock", "IRDM"},
+     {"eeprom", "shutter", "focus", "tempsens", "aperture", "battery", "clock", "IRDM", "flash"},
      "CResBitBattery",
      "CResBitClock",
      false},
-    {"M", {"eeprom", "tempsens", "clock"}, "", "CResBitClock", false},
-    {"V", {"eeprom", "tempsens"}, "", "", false},
+    {"M",
+     {"eeprom", "shutter", "focus", "tempsens", "aperture", "clock"},
+     "",
+     "CResBitClock",
+     false},
+    {"V", {"eeprom", "shutter", "tempsens"}, "", "", false},
     {"N7",
-     {"tempsens", "eeprom", "visual", "IRDM", "clock", "battery"},
+     {"tempsens", "eeprom", "shutter", "visual", "IRDM", "focus", "torch", "clock", "battery"},
      "CResBitBattery",
      "CResBitClock",
      false},
     {"H",
-     {"eeprom", "tempsens", "battery", "clock", "gps", "visual", "LCDMagnet", "VDDR"},
+     {"eeprom", "focus", "tempsens", "filter", "battery", "clock", "gps", "visual", "LCDMagnet",
+      "VDDR", "cooler"},
      "CResBitBatteryH",
      "CResBitClockH",
      false},
-    {"M7", {"eeprom", "tempsens", "clock", "IRDM", "VDDR"}, "", "CResBitClockH", false},
+    {"M7",
+     {"eeprom", "shutter", "focus", "tempsens", "aperture", "clock", "IRDM", "VDDR"},
+     "",
+     "CResBitClockH",
+     false},
     {"KY",
-     {"eeprom", "tempsens", "clock", "battery", "VDDR", "gps"},
+     {"eeprom", "shutter", "focus", "tempsens", "aperture", "clock", "battery", "VDDR", "gps"},
      "CResBitBatteryFG",
      "CResBitClock",
      false},
     {"R7",
-     {"eeprom", "tempsens", "battery", "clock", "VDDR"},
+     {"eeprom", "shutter", "tempsens", "battery", "clock", "flash", "VDDR"},
      "CResBitBatteryFG",
      "CResBitClock",
      false},
     {"R7-bfs",
-     {"eeprom", "tempsens", "battery", "clock", "VDDR"},
+     {"eeprom", "shutter", "tempsens", "battery", "clock", "flash", "VDDR"},
      "CResBitBatteryFG",
      "CResBitClock",
      true},
     {"R8",
-     {"eeprom", "tempsens", "battery", "clock", "VDDR", "accel", "compass"},
+     {"eeprom", "shutter", "focus", "tempsens", "battery", "clock", "flash", "VDDR", "aperture",
+      "accel", "compass"},
      "CResBitBatteryR8",
      "CResBitClock",
      false},
-    {"M8", {"eeprom", "tempsens", "clock"}, "", "CResBitClockH", false},
+    {"M8",
+     {"eeprom", "shutter", "focus", "tempsens", "aperture", "clock"},
+     "",
+     "CResBitClockH",
+     false},
     {"LQ",
-     {"eeprom", "tempsens", "battery", "clock", "VDDR"},
+     {"eeprom", "shutter", "tempsens", "battery", "clock", "VDDR"},
      "CResBitBatteryFG",
      "CResBitClock",
      false},
-    {"V8", {"eeprom", "tempsens", "clock"}, "", "CResBitClock", true},
+    {"V8", {"eeprom", "shutter", "tempsens", "clock"}, "", "CResBitClock", true},
 };
 
 std::vector<std::string> NamesOf(const Json& node) {
@@ -145,15 +168,66 @@ INSTANTIATE_TEST_SUITE_P(Variants, PlatformTest, ::testing::ValuesIn(kPlatforms)
 TEST(PlatformNTest, ItemsStandDirectlyUnderItems) {
   TestCamera camera("N");
   const Json items = camera.Tree("test.items");
-  EXPECT_EQ(NamesOf(items), (Names{"battery", "clock", "eeprom", "tempsens"}));
+  EXPECT_EQ(NamesOf(items), (Names{"battery", "clock", "eeprom", "tempsens", "shutter"}));
   const char* const classes[] = {"CResBitBattery", "CResBitClock", "CResBitEEPromN",
-                                 "CResBitTempsensN"};
-  for (std::size_t i = 0; i < 4; ++i) {
+                                 "CResBitTempsensN", "CResBitShutterN"};
+  for (std::size_t i = 0; i < 5; ++i) {
     EXPECT_EQ(items["children"][i]["class"], classes[i]);
     EXPECT_EQ(items["children"][i]["value"], "Untested");
   }
   camera.Run("test.items.eeprom");
   EXPECT_NE(camera.LogLines().back().find(";EE prom      ;"), std::string::npos);
+}
+
+struct OpticsCase {
+  const char* group;
+  const char* variants;  // separated by blanks
+  Names nodes;
+  const char* itemClass;  // of all that are test items
+};
+
+TEST(PlatformTest, OpticsGroupsHaveTheirItemsAndClasses) {
+  const Names focus = {"detect", "far", "near", "focus"};
+  const Names aperture = {"aperture", "detect", "in", "out"};
+  const OpticsCase cases[] = {
+      {"shutter", "K", {"shutter", "detect", "in", "out"}, "CResBitShutterK"},
+      {"shutter",
+       "R-sysimg M V N7 M7 KY M8 V8",
+       {"shutter", "detect", "in", "out", "flatLevel", "responseLevel"},
+       "CResBitShutterRMV"},
+      {"shutter",
+       "R7 R7-bfs R8 LQ",
+       {"shutter", "in", "out", "flatLevel", "responseLevel"},
+       "CResBitShutterRMV"},
+      {"focus", "N7", {"detect"}, "CResBitFocusManual"},
+      {"focus", "M7 KY R8", focus, "CResBitFocusM7"},
+      {"focus", "K R-sysimg M H M8", focus, "CResBitFocus"},
+      {"aperture", "K", aperture, "CResBitApertureK"},
+      {"aperture", "R8", aperture, "CResBitApertureR8"},
+      {"aperture", "R-sysimg M M7 KY M8", aperture, "CResBitAperture"},
+      {"filter", "K", {"filter"}, "CResBitFilter"},
+      {"filter", "H", {"filter"}, "CResBitFilterH"},
+      {"flash", "R-sysimg R7 R8", {"flash"}, "CResBitFlash"},
+      {"torch", "N7", {"torch"}, "CResBitTorch"},
+      {"cooler",
+       "H",
+       {"cooler", "command", "coolDownResult", "logResult", "state"},
+       "CResBitCooler"},
+  };
+  for (const OpticsCase& each : cases) {
+    std::istringstream variants(each.variants);
+    for (std::string variant; variants >> variant;) {
+      TestCamera camera(variant);
+      const Json group = camera.Tree(std::string("test.items.") + each.group);
+      EXPECT_EQ(NamesOf(group), each.nodes) << variant;
+      for (const Json& node : group["children"]) {
+        if (node["class"] == "TARQ::CServerResource") continue;
+        EXPECT_EQ(node["class"], each.itemClass) << variant;
+        EXPECT_EQ(node["value"], "Untested") << variant;
+      }
+      EXPECT_EQ(group["children"][0]["class"], each.itemClass) << variant;
+    }
+  }
 }
 
 TEST(PlatformTest, RDependsOnTheSystemImage) {
@@ -191,7 +265,9 @@ TEST(CreatorTest, WithoutTestItemsNothingIsBuilt) {
   for (const Creator create :
        {CreateBatteryGroup, CreateClockGroup, CreateEepromGroup, CreateTempsensGroup,
         CreateVddrGroup, CreateIrdmGroup, CreateVisualGroup, CreateGpsGroup, CreateLcdMagnetGroup,
-        CreateCompassGroup, CreateAccelGroup}) {
+        CreateCompassGroup, CreateAccelGroup, CreateFocusGroup, CreateShutterGroup,
+        CreateApertureGroup, CreateFilterGroup, CreateFlashGroup, CreateTorchGroup,
+        CreateCoolerGroup}) {
     EXPECT_EQ(create(nullptr, 9), TARQ::kStatusNotFound);
   }
   EXPECT_TRUE(camera.Tree("")["children"].empty());

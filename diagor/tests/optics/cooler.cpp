@@ -92,6 +92,7 @@ bool CResBitCooler::StateIs(const char* state) const {
 }
 
 DWORD CResBitCooler::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
   Step step;
   step.time = ReadLocalTime();
   if (!ReadInputs(step)) return 0;
@@ -146,7 +147,6 @@ void CResBitCooler::CoolDown(Step& step) {
     if (step.active) step.activeNode.Write(TARQ::CResourceValue(false, 0));
     WriteText(OpenedResource(step.group, "coolDownResult"), "");
     std::fill(std::begin(mTempHistory), std::end(mTempHistory), 0);
-    EmptyMessage();
     step.newState = kWarmingUp;
   } else if (StateIs(kWarmingUp)) {
     mTempHistory[0] = mTempHistory[1];
@@ -155,7 +155,6 @@ void CResBitCooler::CoolDown(Step& step) {
     if (mTempHistory[0] >= mTempHistory[1] && mTempHistory[1] >= mTempHistory[2]) {
       mCoolStart = GetTickCount();
       step.activeNode.Write(TARQ::CResourceValue(true, 0));
-      EmptyMessage();
       step.newState = kCoolingDown;
     }
   }
@@ -189,7 +188,6 @@ void CResBitCooler::StartLog(Step& step) {
     step.newState = kTempLogging;
     mState = CText(kTempLogging);
     WriteText(OpenedResource(step.group, "logResult"), "");
-    EmptyMessage();
   } else if (StateIs(kAborted) || StateIs(kIdle)) {
     if (!step.active) step.activeNode.Write(TARQ::CResourceValue(true, 0));
     step.newState = kCoolingDown;

@@ -1,26 +1,11 @@
 // Every failure that the device tests can report, each by a knob of the running camera.
 #include <gtest/gtest.h>
 
+#include "support/fault_case.h"
 #include "support/test_camera.h"
 
 namespace test {
 namespace {
-
-struct FaultCase {
-  const char* name;
-  const char* variant;
-  const char* knobs;  // "path=value path=value"
-  const char* item;
-  Result expected;
-};
-
-void Turn(BareCamera& camera, const std::string& knobs) {
-  std::istringstream writes(knobs);
-  for (std::string write; writes >> write;) {
-    const std::size_t equals = write.find('=');
-    camera.Set(write.substr(0, equals), write.substr(equals + 1));
-  }
-}
 
 const Result kNoBattery = {1, "E 0002  ", "Battery not detected"};
 const Result kNoClock = {1, "E 0011  ", "Clock not detected"};
@@ -197,21 +182,7 @@ const FaultCase kCases[] = {
      {1, "E 0142  ", "Accelerometer not responding"}},
 };
 
-class DeviceFaultTest : public ::testing::TestWithParam<FaultCase> {};
-
-TEST_P(DeviceFaultTest, ReportsAsTheTechnicianExpects) {
-  TestCamera camera(GetParam().variant);
-  Turn(camera, GetParam().knobs);
-  EXPECT_EQ(camera.Run(GetParam().item), GetParam().expected);
-  EXPECT_EQ(camera.Get(GetParam().item), GetParam().expected.value);
-  // With every knob back, the next run passes: nothing is left of the fault.
-  camera.Set(".desk.restore", "true");
-  const std::string value = camera.Run(GetParam().item).value;
-  EXPECT_TRUE(value == "OK      " || value == "Tested  ") << value;
-}
-
-INSTANTIATE_TEST_SUITE_P(Faults, DeviceFaultTest, ::testing::ValuesIn(kCases),
-                         [](const auto& each) { return std::string(each.param.name); });
+INSTANTIATE_TEST_SUITE_P(Device, FaultTest, ::testing::ValuesIn(kCases), NameOfFault);
 
 TEST(DeviceStartTest, MissingBusDriverShowsInEveryItemAndInTheClocksClass) {
   TestCamera camera("R7", ".desk.driver.i2c1.present=false");
