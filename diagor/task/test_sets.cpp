@@ -17,6 +17,10 @@
 #include "tests/device/tempsens.h"
 #include "tests/device/video_ddr.h"
 #include "tests/device/visual.h"
+#include "tests/interactive/buttons.h"
+#include "tests/interactive/laser.h"
+#include "tests/interactive/lcd.h"
+#include "tests/interactive/touch_screen.h"
 #include "tests/optics/aperture.h"
 #include "tests/optics/cooler.h"
 #include "tests/optics/filter.h"
@@ -56,8 +60,15 @@ enum class Group {
 
 using GroupCreator = DWORD (*)(CBitTask* task, DWORD platform);
 
-// The hardware that this release can test. A group of a platform that is not listed here is left
-// out of its tree.
+template <bool viewFinder>
+DWORD CreateLcd(CBitTask* task, DWORD platform) {
+  return CreateLcdGroup(task, platform, viewFinder);
+}
+template <bool viewFinder>
+DWORD CreateLcdInteractive(CBitTask* task, DWORD platform) {
+  return CreateLcdInteractiveGroup(task, platform, viewFinder);
+}
+
 struct CreatorRow {
   Group group;
   GroupCreator creator;
@@ -66,6 +77,7 @@ constexpr CreatorRow kCreators[] = {
     {Group::Accel, CreateAccelGroup},
     {Group::Aperture, CreateApertureGroup},
     {Group::Battery, CreateBatteryGroup},
+    {Group::Buttons, CreateButtonsGroup},
     {Group::Clock, CreateClockGroup},
     {Group::Compass, CreateCompassGroup},
     {Group::Cooler, CreateCoolerGroup},
@@ -75,11 +87,17 @@ constexpr CreatorRow kCreators[] = {
     {Group::Focus, CreateFocusGroup},
     {Group::Gps, CreateGpsGroup},
     {Group::Irdm, CreateIrdmGroup},
+    {Group::Laser, CreateLaserGroup},
+    {Group::Lcd, CreateLcd<false>},
+    {Group::LcdInteractive, CreateLcdInteractive<false>},
     {Group::LcdMagnet, CreateLcdMagnetGroup},
     {Group::Shutter, CreateShutterGroup},
     {Group::Tempsens, CreateTempsensGroup},
     {Group::Torch, CreateTorchGroup},
+    {Group::TouchScreen, CreateTouchScreenGroup},
     {Group::Vddr, CreateVddrGroup},
+    {Group::ViewFinder, CreateLcd<true>},
+    {Group::ViewFinderInteractive, CreateLcdInteractive<true>},
     {Group::Visual, CreateVisualGroup},
 };
 
@@ -176,6 +194,9 @@ DWORD BuildPlatformN(CBitTask* task) {
   items->AddChild(new CResBitClock("clock", "Clock", false), nullptr);
   items->AddChild(new CResBitEEPromN("eeprom", "EE prom", false, kPlatformN), nullptr);
   items->AddChild(new CResBitTempsensN("tempsens", "Tempsens", false), nullptr);
+  items->AddChild(new CResBitLaser("laser", "Laser"), nullptr);
+  items->AddChild(new CResBitButtonsN("buttons", "Buttons"), nullptr);
+  items->AddChild(new CResBitLCD("lcd", "LCD", kPlatformN, kLcdPatterns, false), nullptr);
   items->AddChild(new CResBitShutterN("shutter", "Shutter"), nullptr);
   return 0;
 }

@@ -1,0 +1,171 @@
+#include "tests/interactive/buttons.h"
+
+#include <string>
+
+#include "items/group_builder.h"
+#include "task/platform.h"
+#include "tests/interactive/key_dialogs.h"
+#include "tests/interactive/test_window.h"
+
+namespace {
+
+constexpr DWORD kFreezeTime = 1000;  // ms, until the image stands
+constexpr DWORD kLookTime = 2000;    // ms; the operator sees the window before the dialog comes
+
+struct ButtonTest {
+  WORD dialog;
+  DLGPROC procedure;
+  const Keypad& keypad;
+  bool freezes;
+  DWORD waitBeforeDialog;  // ms
+  DWORD mask;              // of the keys asked for
+};
+
+constexpr ButtonTest kTestN = {101, KeyTestDialogProc<kKeypadN>, kKeypadN, false, 0, 0x3E0F};
+constexpr ButtonTest kTestV = {107, KeyTestDialogProc<kKeypadN>, kKeypadN, false, 0, 0x3E0F};
+constexpr ButtonTest kTestK = {103, LcdKeyDialogProc, kKeypadK, false, 0, 0x7E17FF};
+constexpr ButtonTest kTestH = {117, LcdKeyDialogProc, kKeypadK, false, 0, 0x7E57FF};
+constexpr ButtonTest kTestKRem = {108,       KeyTestDialogProc<kKeypadKRem>, kKeypadKRem, false, 0,
+                                  0xE190310F};
+constexpr ButtonTest kTestR = {105, KeyTestDialogProc<kKeypadR>, kKeypadR, false, 0, 0xFFB0310F};
+constexpr ButtonTest kTestR7 = {118, KeyTestDialogProc<kKeypadR7>, kKeypadR7, true, 0, 0x830300F};
+constexpr ButtonTest kTestR7Bfs = {127,      KeyTestDialogProc<kKeypadR7Bfs>, kKeypadR7Bfs, true, 0,
+                                   0x820340F};
+constexpr ButtonTest kTestR8 = {124,       KeyTestDialogProc<kKeypadR8>, kKeypadR8, true, kLookTime,
+                                0xEAB0710F};
+constexpr ButtonTest kTestLQ = {125,       KeyTestDialogProc<kKeypadLQ>, kKeypadLQ, true, kLookTime,
+                                0x10803000};
+constexpr ButtonTest kTestKy = {119, KyDialogProc, kKeypadKy, true, 0, 0x8A30F70F};
+constexpr ButtonTest kTestKy090 = {119, KyDialogProc, kKeypadKy, true, 0, 0x8A30B50F};
+constexpr ButtonTest kTestV8 = {126, KeyTestDialogProc<kKeypadV8>, kKeypadV8, false, 0, 0x3E0F};
+
+// Shows the keypad until every key was hit or the time is over. False when it has no window.
+bool ShowKeypad(const ButtonTest& test) {
+  gPendingMask = test.mask;
+  gLcdAnswer = kLcdGood;  // no question about an image is open
+  if (test.freezes) {
+    SetImageFreeze(true);
+    Sleep(kFreezeTime);
+  }
+  const bool hasWindow = CreateTestWindow(false) != 0;
+  if (hasWindow) {
+    if (test.waitBeforeDialog != 0) Sleep(test.waitBeforeDialog);
+    RunTestDialog(test.dialog, test.procedure);
+    DestroyTestWindow();
+    PumpUntilQuit();
+  }
+  if (test.freezes) SetImageFreeze(false);
+  return hasWindow;
+}
+
+Finding RunButtonTest(const ButtonTest& test) {
+  const InteractiveTurn turn;
+  if (!ShowKeypad(test)) return {0x50, "Failed to init test"};
+  if (gPendingMask == 0) return {0, "Buttons OK"};
+  std::string missing = "Keys missing: ";
+  for (const KeyRow& key : test.keypad.keys) {
+    if ((gPendingMask & key.bit) != 0) missing += key.name;
+  }
+  return {0x51, missing};
+}
+
+}  // namespace
+
+DWORD CResBitButtonsN::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestN));
+}
+
+DWORD CResBitButtonsV::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestV));
+}
+
+DWORD CResBitButtonsK::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestK));
+}
+
+DWORD CResBitButtonsH::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestH));
+}
+
+DWORD CResBitButtonsKRem::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestKRem));
+}
+
+DWORD CResBitButtonsR::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestR));
+}
+
+DWORD CResBitButtonsR7::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestR7));
+}
+
+DWORD CResBitButtonsR7_BfsInUse::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestR7Bfs));
+}
+
+DWORD CResBitButtonsR8::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestR8));
+}
+
+DWORD CResBitButtonsLQ::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestLQ));
+}
+
+DWORD CResBitButtonsKy::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestKy));
+}
+
+DWORD CResBitButtonsKy090::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestKy090));
+}
+
+DWORD CResBitButtonsV8::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  return SetResult(RunButtonTest(kTestV8));
+}
+
+namespace {
+
+template <typename Buttons>
+TARQ::CServerResource* Make() {
+  return new Buttons("buttons", "Buttons");
+}
+
+struct ClassRow {
+  PlatformNumber platform;
+  TARQ::CServerResource* (*make)();
+};
+constexpr ClassRow kClasses[] = {
+    {kPlatformK, Make<CResBitButtonsK>},   {kPlatformR, Make<CResBitButtonsR>},
+    {kPlatformV, Make<CResBitButtonsV>},   {kPlatformRRem, Make<CResBitButtonsKRem>},
+    {kPlatformN7, Make<CResBitButtonsN>},  {kPlatformH, Make<CResBitButtonsH>},
+    {kPlatformKY, Make<CResBitButtonsKy>}, {kPlatformR7, Make<CResBitButtonsR7>},
+    {kPlatformR8, Make<CResBitButtonsR8>}, {kPlatformLQ, Make<CResBitButtonsLQ>},
+    {kPlatformV8, Make<CResBitButtonsV8>},
+};
+
+}  // namespace
+
+DWORD CreateButtonsGroup(CBitTask* /*task*/, DWORD platform) {
+  GroupBuilder group("buttons");
+  if (group.Status() != 0) return group.Status();
+  for (const ClassRow& row : kClasses) {
+    if (row.platform != platform) continue;
+    const bool hasOtherKeys = platform == kPlatformR7 && gBfsInUse;
+    group.Add(hasOtherKeys ? Make<CResBitButtonsR7_BfsInUse>() : row.make());
+  }
+  if (platform == kPlatformKY) group.Add(new CResBitButtonsKy090("buttons090", "Buttons090"));
+  return 0;
+}
