@@ -35,8 +35,11 @@ class Device {
   virtual void Trace(const IoRequest& request, bool ok) const;
 };
 
+class WindowSystem;
+
 struct Machine {
   Clock* clock;
+  WindowSystem* windows;
   Storage storage;
   Registry registry;
   std::vector<std::unique_ptr<Device>> devices;

@@ -1,6 +1,8 @@
 // Events and waits.
 #include <windows.h>
 
+#include <thread>
+
 #include "coredll/handles.h"
 #include "coredll/machine.h"
 #include "trace/observation.h"
@@ -52,4 +54,45 @@ DWORD WINAPI GetTickCount() {
   const auto now =
       std::chrono::duration_cast<std::chrono::milliseconds>(desk::TheMachine().clock->Now());
   return static_cast<DWORD>(now.count());
+}
+
+namespace {
+
+// Under the clock's lock.
+struct Section {
+  std::thread::id owner;
+  int entries = 0;
+};
+
+Section& SectionOf(CRITICAL_SECTION* section) {
+  return *static_cast<Section*>(section->section);
+}
+
+}  // namespace
+
+void WINAPI InitializeCriticalSection(CRITICAL_SECTION* section) {
+  section->section = new Section;
+}
+
+void WINAPI DeleteCriticalSection(CRITICAL_SECTION* section) {
+  delete &SectionOf(section);
+  section->section = nullptr;
+}
+
+void WINAPI EnterCriticalSection(CRITICAL_SECTION* section) {
+  Section& entered = SectionOf(section);
+  const std::thread::id self = std::this_thread::get_id();
+  desk::TheMachine().clock->Wait(
+      [&entered, self] {
+        if (entered.entries > 0 && entered.owner != self) return false;
+        entered.owner = self;
+        ++entered.entries;
+        return true;
+      },
+      desk::kNever);
+}
+
+void WINAPI LeaveCriticalSection(CRITICAL_SECTION* section) {
+  Section& left = SectionOf(section);
+  desk::TheMachine().clock->Change([&left] { --left.entries; });
 }

@@ -133,7 +133,8 @@ std::span<const KnobRow> Camera::RegistryKnobRows() {
 Camera::Camera(const CameraSettings& settings)
     : mVariant(LoadVariant(settings.variant)),
       mClock(std::make_unique<desk::Clock>(settings.clock)),
-      mMachine{mClock.get(), Storage(settings.root), {}, {}},
+      mWindows(*mClock, mVariant.displayWidth, mVariant.displayHeight),
+      mMachine{mClock.get(), &mWindows, Storage(settings.root), {}, {}},
       mInstallation(*this),
       mClockKnobs(".desk.clock", kClockRows),
       mTaskKnobs(".desk.task", kTaskRows),
@@ -310,6 +311,7 @@ void Camera::AddKnobs() {
   });
   AddTaskKnobs();
   Publish(mAccessFaults.Knobs());
+  Publish(mWindows.Knobs());
   Publish(mCameraKnobs);
   Publish(mClockKnobs);
   Publish(mRegistryKnobs);

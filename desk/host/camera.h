@@ -9,6 +9,7 @@
 #include "clock/clock.h"
 #include "common_dll.h"
 #include "coredll/machine.h"
+#include "coredll/window_system.h"
 #include "host/access_faults.h"
 #include "host/schedule.h"
 #include "host/variant.h"
@@ -43,6 +44,7 @@ class Camera {
   std::string FillStorage() const;
 
   desk::Clock& Clock() { return *mClock; }
+  WindowSystem& Windows() { return mWindows; }
   const Storage& Files() const { return mMachine.storage; }
   TARQ::CResourceTree& CameraTree() { return mCameraTree; }
   TARQ::CResourceTree& TaskTree() { return mTaskTree; }
@@ -82,6 +84,7 @@ class Camera {
 
   desk::Variant mVariant;
   std::unique_ptr<desk::Clock> mClock;
+  WindowSystem mWindows;
   Machine mMachine;
   Installation mInstallation;  // outlives the trees
   TARQ::CResourceTree mCameraTree;

@@ -7,6 +7,7 @@
 #include "chips/sensor_block.h"
 #include "chips/temperature_converter.h"
 #include "chips/temperature_sensor.h"
+#include "coredll/window_system.h"
 #include "drivers/driver_port.h"
 #include "drivers/i2c_bus.h"
 #include "drivers/power_management.h"
@@ -85,6 +86,7 @@ std::vector<KnobFamily> AllKnobs() {
       {"Measuring range", ".desk.range", MeasuringRange::KnobRows()},
       {"Lamps", ".desk.<torch, flash>", Lamp::KnobRows()},
       {"Detector cooler", ".desk.cooler", Cooler::KnobRows()},
+      {"Screen", ".desk.screen", WindowSystem::KnobRows()},
       {"Automatic operator", ".desk.operator", Operator::KnobRows()},
       {"Camera-wide nodes", ".desk", AccessFaults::KnobRows()},
       {"Registry", ".desk.registry", Camera::RegistryKnobRows()},

@@ -44,6 +44,19 @@ class TableReader {
     return texts;
   }
 
+  // Pixels; the usual ones where the file does not say.
+  int TakeExtent(const std::string& key, int usual) {
+    constexpr std::int64_t kLeast = 64;
+    constexpr std::int64_t kMost = 4096;
+    const toml::node* const node = TakeNode(key);
+    if (node == nullptr) return usual;
+    const auto pixels = node->value_exact<std::int64_t>();
+    if (!pixels || *pixels < kLeast || *pixels > kMost) {
+      throw std::runtime_error(At(mFile, *node) + key + " is no number from 64 to 4096");
+    }
+    return static_cast<int>(*pixels);
+  }
+
   const toml::node* TakeNode(const std::string& key) {
     mTaken.push_back(key);
     return mTable.get(key);
@@ -106,6 +119,8 @@ Variant ReadVariant(const std::string& file, const toml::table& table) {
   Variant variant;
   variant.name = reader.Take<std::string>("name");
   variant.bsp = reader.Take<std::string>("bsp");
+  variant.displayWidth = reader.TakeExtent("display_width", 640);
+  variant.displayHeight = reader.TakeExtent("display_height", 480);
   variant.drivers = reader.TakeTexts("drivers");
   variant.tasks = reader.TakeTexts("tasks");
   variant.folders = reader.TakeTexts("folders");

@@ -20,7 +20,9 @@ using NodeStart = std::variant<bool, std::int64_t, double, std::string>;
 
 struct Variant {
   std::string name;
-  std::string bsp;                   // the registry's platform code
+  std::string bsp;       // the registry's platform code
+  int displayWidth = 0;  // pixels
+  int displayHeight = 0;
   std::vector<std::string> drivers;  // "i2c1"
   std::vector<ChipEntry> chips;
   std::vector<std::pair<std::string, NodeStart>> nodes;  // camera-wide paths

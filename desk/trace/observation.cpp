@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <limits>
 
 namespace desk {
 
@@ -32,6 +33,22 @@ void Observation::Step(std::string_view op,
     return;
   }
   tCurrent->mSteps.push_back({tCurrent->Elapsed(), std::string(op), std::move(fields)});
+}
+
+Observation::OpenStep::OpenStep(std::string_view op,
+                                std::vector<std::pair<std::string, TraceValue>> fields)
+    : mIndex(std::numeric_limits<std::size_t>::max()) {
+  if (!IsTraced()) return;
+  if (tCurrent->mSteps.size() < kMostSteps) mIndex = tCurrent->mSteps.size();
+  Step(op, std::move(fields));
+}
+
+void Observation::OpenStep::End(std::vector<std::pair<std::string, TraceValue>> fields) {
+  if (!IsTraced() || mIndex >= tCurrent->mSteps.size()) return;
+  auto& kept = tCurrent->mSteps[mIndex].fields;
+  kept.insert(kept.end(), fields.begin(), fields.end());
+  kept.emplace_back("ended",
+                    std::chrono::duration<double, std::milli>(tCurrent->Elapsed()).count());
 }
 
 void Observation::WillAppend(const std::filesystem::path& file) {

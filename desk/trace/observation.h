@@ -35,6 +35,17 @@ class Observation {
   // Adds a step to the current delivery's trace, where there is one.
   static void Step(std::string_view op, std::vector<std::pair<std::string, TraceValue>> fields);
 
+  // A step that lasts: it stands where it begins, and End adds how and when it ended ("ended", ms
+  // since the delivery's start).
+  class OpenStep {
+   public:
+    OpenStep(std::string_view op, std::vector<std::pair<std::string, TraceValue>> fields);
+    void End(std::vector<std::pair<std::string, TraceValue>> fields);
+
+   private:
+    std::size_t mIndex;  // beyond the trace's end: the step was not kept
+  };
+
   // The delivering thread appends to a file: what the file grows by is records.
   void WillAppend(const std::filesystem::path& file);
   void AddRecord(std::string record) { mRecords.push_back(std::move(record)); }

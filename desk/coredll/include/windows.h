@@ -83,9 +83,9 @@ void WINAPI SetLastError(DWORD error);
 
 #define LOWORD(value) (static_cast<WORD>(static_cast<std::uintptr_t>(value) & 0xFFFF))
 #define HIWORD(value) (static_cast<WORD>((static_cast<std::uintptr_t>(value) >> 16) & 0xFFFF))
-#define RGB(red, green, blue)                                         \
-  (static_cast<COLORREF>(static_cast<BYTE>(red)) |                    \
-   static_cast<COLORREF>(static_cast<BYTE>(green)) << 8 |             \
+#define RGB(red, green, blue)                             \
+  (static_cast<COLORREF>(static_cast<BYTE>(red)) |        \
+   static_cast<COLORREF>(static_cast<BYTE>(green)) << 8 | \
    static_cast<COLORREF>(static_cast<BYTE>(blue)) << 16)
 
 // Opens a stream driver ("I2C1:"). INVALID_HANDLE_VALUE when there is none of that name.
@@ -133,8 +133,8 @@ struct WIN32_FIND_DATAW {
   DWORD dwFileAttributes;
   wchar_t cFileName[MAX_PATH];
 };
-// The pattern's last part may hold * and ?; case does not matter. Files of the folder in the order of
-// the file system. INVALID_HANDLE_VALUE when there is none.
+// The pattern's last part may hold * and ?; case does not matter. Files of the folder in the order
+// of the file system. INVALID_HANDLE_VALUE when there is none.
 HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data);
 BOOL WINAPI FindNextFileW(HANDLE search, WIN32_FIND_DATAW* data);
 BOOL WINAPI FindClose(HANDLE search);

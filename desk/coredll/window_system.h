@@ -1,0 +1,193 @@
+// What stands behind the window, message, timer and drawing functions of windows.h: the windows of
+// the camera's screen, the queues of the threads that own them, and the operator's input.
+//
+// Input reaches the top dialog alone and is dropped while there is none. Of what waits in a
+// thread's queue the order is: posted, input, quit, paint, timers; of two due timers the earlier
+// first. A timer does not add up.
+#pragma once
+
+#include <windows.h>
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "clock/clock.h"
+#include "coredll/dialog_template.h"
+#include "knobs/knob.h"
+#include "screen/picture.h"
+
+namespace desk {
+
+struct Control {
+  enum class Kind { Button, Text };
+  Kind kind = Kind::Text;
+  int id = 0;
+  Area area = {};  // pixels, in the dialog's client area
+  bool enabled = true;
+  bool centred = false;
+  std::wstring text;
+};
+
+// How a dialog's font turns dialog units into pixels, and how its texts look.
+struct DialogFont {
+  TextStyle style;
+  int baseX;  // pixels of four units across
+  int baseY;  // of eight units down
+};
+DialogFont FontOfDialog(const std::wstring& name, int pointSize);
+// A template's controls in pixels.
+std::vector<Control> ControlsOf(const DialogTemplate& dialog, const DialogFont& font);
+
+constexpr int kCaptionHeight = 26;  // pixels
+constexpr int kDialogBorder = 3;
+
+// A window as the screen shows it.
+struct SceneWindow {
+  bool isDialog = false;
+  bool red = false;  // a test window's background
+  Area area = {};    // pixels of the screen
+  Colour background = {};
+  std::shared_ptr<const Picture> canvas;  // what was drawn on it; null: nothing
+  unsigned drawn = 0;                     // pictures drawn so far
+  std::wstring title;
+  bool hasCaption = false;
+  TextStyle style = {};
+  std::vector<Control> controls;
+  // The controls' area.
+  Area Client() const;
+};
+
+class WindowSystem {
+ public:
+  WindowSystem(Clock& clock, int width, int height);
+  WindowSystem(const WindowSystem&) = delete;
+  WindowSystem& operator=(const WindowSystem&) = delete;
+
+  int Width() const { return mWidth; }
+  int Height() const { return mHeight; }
+  KnobSet& Knobs() { return mKnobs; }
+  static std::span<const KnobRow> KnobRows();
+
+  // The operator. False when nothing takes it.
+  bool ReleaseKey(WPARAM code);
+  void PressPointer(int x, int y);
+  bool ReleasePointer(int x, int y);
+
+  // From the lowest to the top.
+  std::vector<SceneWindow> Scene() const;
+  // Grows with whatever can be seen. Others may wait for it.
+  std::uint64_t Changes() const;
+
+  // The functions of windows.h, on the calling thread.
+  bool Register(const WNDCLASSW& windowClass);
+  bool Unregister(const std::wstring& name);
+  HWND Create(const std::wstring& className, const std::wstring& title, Area area);
+  bool Destroy(HWND window);
+  bool Show(HWND window);
+  bool Move(HWND window, std::optional<POINT> to, std::optional<POINT> size);
+  bool Rectangle(HWND window, RECT& rectangle) const;
+  bool ClientRectangle(HWND window, RECT& rectangle) const;
+  HWND Parent(HWND window) const;
+  std::optional<std::wstring> Title(HWND window) const;
+  bool Exists(HWND window) const;
+
+  INT_PTR RunDialog(const DialogTemplate& dialog, HWND parent, DLGPROC procedure, LPARAM parameter);
+  bool DialogsAreShown() const;
+  bool End(HWND dialog, INT_PTR result);
+  bool SetText(HWND dialog, int control, const std::wstring& text);
+
+  bool Take(MSG& message);
+  LRESULT Dispatch(const MSG& message);
+  void PostQuit(int exitCode);
+  bool StartTimer(HWND window, std::uintptr_t timer, Duration period);
+  bool StopTimer(HWND window, std::uintptr_t timer);
+  void Invalidate(HWND window, bool erase);
+  // The window is painted: it waits for no WM_PAINT any more.
+  bool Validate(HWND window);
+  bool Draw(HWND window, const Picture& picture, const Area& from, const Area& to);
+
+  static HGDIOBJ WhiteBrush();
+  HGDIOBJ MakeBrush(Colour colour);
+  HGDIOBJ MakeBitmap(std::shared_ptr<Picture> picture);
+  std::shared_ptr<Picture> BitmapOf(HGDIOBJ object) const;
+  bool Delete(HGDIOBJ object);
+  HDC MakeContext(HWND window);  // null: of memory
+  bool DeleteContext(HDC context);
+  HGDIOBJ Select(HDC context, HGDIOBJ object);
+  struct Context {
+    HWND window = nullptr;  // null: memory
+    HGDIOBJ bitmap = nullptr;
+  };
+  std::optional<Context> ContextOf(HDC context) const;
+  // Everything that the program has not given back.
+  std::size_t Objects() const;
+  std::size_t Windows() const;
+  bool HasQuit() const;  // waiting in the calling thread's queue
+
+ private:
+  struct WindowClass {
+    WNDPROC procedure;
+    HGDIOBJ brush;
+  };
+  struct Window {
+    HWND handle = nullptr;
+    std::wstring className;
+    HWND parent = nullptr;
+    std::thread::id thread;
+    WNDPROC procedure = nullptr;
+    DLGPROC dialogProcedure = nullptr;
+    bool visible = false;
+    bool needsPaint = false;
+    bool ended = false;
+    INT_PTR result = 0;
+    SceneWindow scene;
+  };
+  struct Timer {
+    HWND window;
+    std::uintptr_t id;
+    Duration period;
+    TimePoint due;
+  };
+  struct Queue {
+    std::deque<MSG> input;
+    bool quit = false;
+    int exitCode = 0;
+    std::vector<Timer> timers;
+  };
+
+  Window* Find(HWND window);
+  const Window* Find(HWND window) const;
+  Window* TopDialog();
+  Queue& OwnQueue();
+  bool TakeWaiting(MSG& message);
+  bool TakeTimer(MSG& message, TimePoint now);
+  std::optional<TimePoint> NearestTimer();
+  void Erase(Window& window, const Area& area);
+  void Remove(HWND window);
+  void Changed();
+  std::string TopTitle() const;
+  std::string TopText() const;
+
+  Clock& mClock;
+  const int mWidth;
+  const int mHeight;
+  KnobSet mKnobs;
+  mutable std::mutex mLock;  // never held while the clock is asked, or a procedure runs
+  std::uintptr_t mNextHandle = 0x10000;
+  std::uint64_t mChanges = 0;
+  std::map<std::wstring, WindowClass> mClasses;
+  std::vector<std::unique_ptr<Window>> mWindows;  // from the lowest to the top
+  std::map<std::thread::id, Queue> mQueues;
+  std::map<HGDIOBJ, Colour> mBrushes;
+  std::map<HGDIOBJ, std::shared_ptr<Picture>> mBitmaps;
+  std::map<HDC, Context> mContexts;
+  std::optional<std::pair<HWND, int>> mPressed;  // the button under the pointer
+};
+
+}  // namespace desk
