@@ -5,7 +5,8 @@ namespace client {
 namespace {
 
 constexpr int kStepSeconds = 10;
-constexpr int kMostSteps = 24 * 3600 / kStepSeconds;
+constexpr int kMostWarmingSteps = 24 * 3600 / kStepSeconds;
+constexpr int kMostCoolingSteps = 3600 / kStepSeconds;
 constexpr int kLogSteps = 6;
 constexpr char kLogging[] = "tempLogging";
 
@@ -33,6 +34,11 @@ class Driver {
     return state;
   }
 
+  // From any state to one in which a cool-down begins.
+  void Begin() { mCamera.Set(mGroup + ".state", "idle"); }
+
+  bool IsActive() { return mCamera.Get(".system.cooler.active")["value"] == true; }
+
   void Pass(int seconds) { mCamera.Set(".desk.clock.advance", std::to_string(seconds)); }
 
   std::string State() {
@@ -48,20 +54,26 @@ class Driver {
   std::string mState;
 };
 
+// Steps while the state lasts, at most so often; the state afterwards.
+std::string StepWhile(Driver& driver, const std::string& state, int most) {
+  std::string now = state;
+  for (int step = 0; step < most && now == state; ++step) {
+    driver.Pass(kStepSeconds);
+    now = driver.Step();
+  }
+  return now;
+}
+
 // The state at the end: logging, unless something went wrong.
 std::string CoolDown(Driver& driver) {
-  // Whatever an earlier run left behind.
-  if (driver.State() != "idle") {
-    driver.Command("abort");
-    driver.Step();
-  }
+  // Whatever an earlier run, or a reset of all results, left behind.
+  if (driver.State() != "idle") driver.Begin();
   driver.Command("full");
-  std::string state;
-  for (int step = 0; step < kMostSteps; ++step) {
-    state = driver.Step();
-    const bool goesOn = state == "warmingUp" || state == "coolingDown";
-    if (!goesOn) break;
-    driver.Pass(kStepSeconds);
+  std::string state = driver.Step();
+  if (state == "warmingUp") state = StepWhile(driver, state, kMostWarmingSteps);
+  // A cooler that does not start will not cool down.
+  if (state == "coolingDown" && driver.IsActive()) {
+    state = StepWhile(driver, state, kMostCoolingSteps);
   }
   return state;
 }
@@ -82,10 +94,12 @@ bool IsCooler(const std::string& className) {
 }
 
 void RunCooler(CameraClient& camera, Attempt& attempt, const Progress& progress) {
+  camera.Set(attempt.path, "Untested");
   Driver driver(camera, attempt, progress);
   std::string state = CoolDown(driver);
   if (state == kLogging) state = Log(driver);
   if (state != kLogging) {
+    driver.Begin();
     driver.Command("halt");
     driver.Step();
     attempt.passed = false;
@@ -94,7 +108,7 @@ void RunCooler(CameraClient& camera, Attempt& attempt, const Progress& progress)
   }
   driver.Command("save");
   driver.Step();
-  attempt.passed = attempt.passed && attempt.message == "Tested";
+  attempt.passed = attempt.passed && attempt.message != "Unknown error";
 }
 
 }  // namespace client

@@ -10,6 +10,12 @@
 #include "coredll/text.h"
 #include "trace/observation.h"
 
+namespace {
+
+constexpr char kRecordFile[] = "bitlog.txt";  // what it grows by is a client's records
+
+}  // namespace
+
 // The linker sends every fopen of this process here (--wrap): the program opens the camera's files
 // by the camera's paths.
 extern "C" {
@@ -22,7 +28,8 @@ FILE* __wrap_fopen(const char* path, const char* mode) {
   if (!desk::HasMachine()) return __real_fopen(path, mode);
 
   const auto mapped = desk::TheMachine().storage.Resolve(path);
-  if (mapped && mode[0] == 'a' && desk::Observation::Current() != nullptr) {
+  if (mapped && mode[0] == 'a' && mapped->filename() == kRecordFile &&
+      desk::Observation::Current() != nullptr) {
     desk::Observation::Current()->WillAppend(*mapped);
   }
   // The camera opens no directory as a file.

@@ -17,6 +17,7 @@
 #include "tarq/framework.h"
 #include "tarq/node_access.h"
 #include "tasks/camera_task.h"
+#include "tasks/device_node.h"
 #include "tasks/image_pipeline.h"
 #include "tasks/power.h"
 
@@ -104,6 +105,12 @@ KnobValue ToKnobValue(const NodeStart& start) {
   }
   if (const auto* const number = std::get_if<double>(&start)) return *number;
   return std::get<std::string>(start);
+}
+
+// What clients wrote to nodes that a device drives.
+void ForgetWrites(TARQ::CServerResource& node) {
+  if (auto* const device = dynamic_cast<DeviceNode*>(&node)) device->DeviceChanged();
+  for (TARQ::CServerResource* const child : TARQ::NodeAccess::Children(node)) ForgetWrites(*child);
 }
 
 std::unique_ptr<DriverPort> MakeDriver(const std::string& name, const Clock& clock) {
@@ -388,6 +395,7 @@ void Camera::Restore() {
   if (mPowerManagement != nullptr) mPowerManagement->Restore();
   if (mVideo != nullptr) mVideo->Memory().Restore();
   for (const auto& task : mTasks) task->Restore();
+  ForgetWrites(TARQ::NodeAccess::Root(mCameraTree));
   for (const auto& [node, value] : mNodeStarts) TARQ::NodeAccess::Store(*node, value);
 }
 

@@ -89,13 +89,15 @@ Cooler::Physics Cooler::Read() const {
 double Cooler::Temperature(const Physics& physics, double seconds) const {
   if (!mOn) return Approach(mFrom, physics.surroundings, seconds / physics.warmingTime);
   const double free = Approach(mFrom, physics.lowest, seconds / physics.coolingTime);
-  // Regulated to the set point, from above as from below.
-  const bool canHold = physics.lowest < physics.setPoint;
-  return canHold ? std::max(free, physics.setPoint) : free;
+  if (physics.lowest >= physics.setPoint) return free;
+  if (mFrom >= physics.setPoint) return std::max(free, physics.setPoint);
+  // Colder than it is to be: regulated, the cooler lets the surroundings warm the detector.
+  return std::min(Approach(mFrom, physics.surroundings, seconds / physics.warmingTime),
+                  physics.setPoint);
 }
 
 bool Cooler::Holds(const Physics& physics, double temperature) const {
-  return mOn && physics.lowest < physics.setPoint && temperature <= physics.setPoint;
+  return mOn && physics.lowest < physics.setPoint && temperature == physics.setPoint;
 }
 
 double Cooler::Now(const Physics& physics) const {

@@ -18,6 +18,7 @@ DWORD DeviceNode::SetImpl(Value& value, bool& changed) {
     const std::lock_guard lock(mLock);
     mOverridden = true;
     mDevices = devices;
+    ++mWrites;
   }
   if (mWritten) mWritten(mValue);
   return 0;
@@ -25,9 +26,18 @@ DWORD DeviceNode::SetImpl(Value& value, bool& changed) {
 
 DWORD DeviceNode::GetImpl(Value& value) {
   if (!mRead) return CServerResource::GetImpl(value);
+  unsigned writes = 0;
+  {
+    const std::lock_guard lock(mLock);
+    writes = mWrites;
+  }
   const Value devices = mRead();
   const std::lock_guard lock(mLock);
-  if (mOverridden && devices.Compare(mDevices) == 0) return CServerResource::GetImpl(value);
+  // What was written while the device was asked is newer than what it gave.
+  const bool isNewer = mWrites != writes;
+  if (mOverridden && (isNewer || devices.Compare(mDevices) == 0)) {
+    return CServerResource::GetImpl(value);
+  }
   mOverridden = false;
   return value.Set(devices, false);
 }

@@ -31,6 +31,7 @@ class DeviceNode : public TARQ::CServerResource {
   std::function<void(const Value&)> mWritten;
   std::mutex mLock;
   bool mOverridden = false;
+  unsigned mWrites = 0;
   Value mDevices;  // what the device gave when the node was written
 };
 

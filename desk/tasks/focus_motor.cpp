@@ -35,27 +35,36 @@ std::span<const KnobRow> FocusMotor::KnobRows() {
 }
 
 FocusMotor::FocusMotor(const Clock& clock) : CameraTask(".desk.focus", kRows), mClock(clock) {
-  // A lens on its way goes on from where it is then.
-  for (const Row row : {kSpeed, kStuck}) {
+  // A lens on its way goes on from where it is then; one that sticks stays there.
+  for (const Row row : {kMin, kMax, kSpeed}) {
     mKnobs[row].OnWrite([this](const KnobValue& /*value*/) {
-      StopHere();
+      GoOnFromHere(false);
       return true;
     });
   }
+  mKnobs[kStuck].OnWrite([this](const KnobValue& stuck) {
+    GoOnFromHere(std::get<bool>(stuck));
+    return true;
+  });
 }
 
 double FocusMotor::Position() const {
   const double speed = mKnobs[kSpeed].Number();
+  const double low = mKnobs[kMin].Number();
+  const double high = std::max(low, mKnobs[kMax].Number());
   const std::lock_guard lock(mLock);
   const double way = speed * std::chrono::duration<double>(mClock.Now() - mBegun).count();
-  return mFrom < mEnd ? std::min(mFrom + way, mEnd) : std::max(mFrom - way, mEnd);
+  // It stops at an end of its travel, also at one that has moved since.
+  if (mFrom < mEnd) return std::min({mFrom + way, mEnd, std::max(high, mFrom)});
+  return std::max({mFrom - way, mEnd, std::min(low, mFrom)});
 }
 
-void FocusMotor::StopHere() {
+void FocusMotor::GoOnFromHere(bool stops) {
   const double here = Position();
   const std::lock_guard lock(mLock);
   mFrom = here;
-  mEnd = here;
+  mBegun = mClock.Now();
+  if (stops) mEnd = here;
 }
 
 void FocusMotor::MoveTo(double target) {

@@ -20,7 +20,7 @@ class FocusMotor : public CameraTask {
  private:
   double Position() const;
   void MoveTo(double target);
-  void StopHere();
+  void GoOnFromHere(bool stops);
 
   const Clock& mClock;
   mutable std::mutex mLock;

@@ -35,7 +35,9 @@ constexpr KnobRow kRows[] = {
     {"response", KnobKind::Integer, "counts", "8000", 0, 65535,
      "By how much less it gives of a shutter or an aperture in its view."},
     {"shading", KnobKind::Integer, "counts", "400", 0, 65535,
-     "By how much its corners differ at most, from the top left to the bottom right one."},
+     "By how much its corners differ at most: the bottom right one gives more than the mean, the "
+     "top "
+     "left one less."},
     {"noise", KnobKind::Integer, "counts", "8", 0, 1000,
      "How far the other two corners move, against each other, from frame to frame. Neither the "
      "mean of the corners nor, up to half of the shading, their largest difference changes."},
@@ -139,18 +141,23 @@ ImagePipeline::Frame ImagePipeline::Current() const {
   return Look(number);
 }
 
+// A closed flag is never clipped: it is not as hot as what it covers.
+double ImagePipeline::LevelAt(const Frame& frame, bool covered) {
+  if (covered) return frame.level - frame.response;
+  return frame.clipped ? kBrightest : frame.level;
+}
+
 // u, v: 0 at the left and upper edge, 1 at the other.
 double ImagePipeline::ValueAt(const Frame& frame, double u, double v) {
-  if (frame.clipped) return kBrightest;
   const bool covered = frame.cover > 0 && u <= frame.cover;
-  const double level = frame.level - (covered ? frame.response : 0);
-  return Clipped(level + frame.shading * (u + v) / 2 + frame.noise * (u - v));
+  return Clipped(LevelAt(frame, covered) + frame.shading * (u + v - 1) / 2 + frame.noise * (u - v));
 }
 
 LONG ImagePipeline::Average() const {
   const Frame frame = Current();
-  if (frame.clipped) return static_cast<LONG>(kBrightest);
-  return static_cast<LONG>(std::lround(Clipped(frame.level - frame.cover * frame.response)));
+  const double average = frame.cover * Clipped(LevelAt(frame, true)) +
+                         (1 - frame.cover) * Clipped(LevelAt(frame, false));
+  return static_cast<LONG>(std::lround(average));
 }
 
 bool ImagePipeline::Measure(std::span<FrameWindow> windows) {

@@ -40,6 +40,7 @@ class ImagePipeline : public CameraTask {
 
   Frame Look(std::uint64_t number) const;
   Frame Current() const;
+  static double LevelAt(const Frame& frame, bool covered);
   static double ValueAt(const Frame& frame, double u, double v);
   LONG Average() const;
 

@@ -5,8 +5,6 @@
 
 namespace desk {
 
-class DeviceNode;
-
 class Lamp : public CameraTask {
  public:
   // name: "torch", its node is system.vcam.torch.

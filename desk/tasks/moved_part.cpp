@@ -2,44 +2,58 @@
 
 namespace desk {
 
+namespace {
+
+constexpr double kOut = 0;
+constexpr double kHalf = 0.5;
+constexpr double kIn = 1;
+
+}  // namespace
+
 MovedPart::MovedPart(Knob& stuck, Knob& sticks) : mStuck(stuck), mSticks(sticks) {
-  mStuck.OnWrite([](const KnobValue& value) {
+  mStuck.OnWrite([this](const KnobValue& value) {
     const auto& where = std::get<std::string>(value);
-    return where.empty() || where == "in" || where == "out" || where == "half";
+    const std::lock_guard lock(mLock);
+    if (where == "in") {
+      mCover = kIn;
+    } else if (where == "out") {
+      mCover = kOut;
+    } else if (where == "half") {
+      mCover = kHalf;
+    } else if (!where.empty()) {
+      return false;
+    }
+    mMoved = -kNever;
+    return true;
   });
 }
 
 void MovedPart::Move(bool in, TimePoint now) {
-  if (mSticks.Strikes()) return;
+  if (mSticks.Strikes() || !mStuck.Text().empty()) return;
+  const double cover = in ? kIn : kOut;
   const std::lock_guard lock(mLock);
-  if (in == mIn) return;
-  mIn = in;
+  if (cover == mCover) return;
+  mCover = cover;
   mMoved = now;
 }
 
 void MovedPart::Restore() {
   const std::lock_guard lock(mLock);
-  mIn = false;
+  mCover = kOut;
   mMoved = -kNever;
 }
 
 double MovedPart::Cover() const {
-  const std::string stuck = mStuck.Text();
-  if (stuck == "half") return 0.5;
-  if (!stuck.empty()) return stuck == "in" ? 1 : 0;
   const std::lock_guard lock(mLock);
-  return mIn ? 1 : 0;
+  return mCover;
 }
 
 std::string MovedPart::End(TimePoint now, double travel) const {
-  const std::string stuck = mStuck.Text();
-  if (stuck == "half") return "between";
-  if (!stuck.empty()) return stuck;
   const std::lock_guard lock(mLock);
   const bool arrived = std::chrono::duration<double>(now).count() >=
                        std::chrono::duration<double>(mMoved).count() + travel;
-  if (!arrived) return "between";
-  return mIn ? "in" : "out";
+  if (!arrived || mCover == kHalf) return "between";
+  return mCover == kIn ? "in" : "out";
 }
 
 }  // namespace desk

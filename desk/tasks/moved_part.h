@@ -13,6 +13,7 @@ class MovedPart {
   // stuck: a text, "" or "in", "out", "half"; sticks: "skip,count" of its moves.
   MovedPart(Knob& stuck, Knob& sticks);
 
+  // A part that is stuck stays, and stays there when it comes free, until it is moved again.
   void Move(bool in, TimePoint now);
   void Restore();
 
@@ -25,7 +26,7 @@ class MovedPart {
   Knob& mStuck;
   FaultCounter mSticks;
   mutable std::mutex mLock;
-  bool mIn = false;
+  double mCover = 0;
   TimePoint mMoved = -kNever;  // when it began to move last
 };
 

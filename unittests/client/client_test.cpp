@@ -72,6 +72,60 @@ TEST(ResultsTest, EveryAttemptIsShown) {
   EXPECT_EQ(Json::parse(json.str())["failed"], 1);
 }
 
+struct PlanCase {
+  const char* name;
+  std::vector<std::pair<std::string, std::string>> before;  // writes; a leading dot: camera-wide
+  bool passes;
+  const char* value;
+  const char* message;
+};
+
+// The cooler's plan ends well from whatever an earlier run left, and leaves the cooler on.
+TEST(CoolerPlanTest, EndsWithItsResults) {
+  const PlanCase cases[] = {
+      {"fresh", {}, true, "Tested  ", "Tested"},
+      {"reset", {{"test.clearResult", "true"}}, true, "Tested  ", "Tested"},
+      {"interrupted",
+       {{"test.items.cooler.state", "warmingUp"}, {".system.cooler.active", "false"}},
+       true,
+       "Tested  ",
+       "Tested"},
+      {"no state", {{"test.items.cooler.state", ""}}, true, "Tested  ", "Tested"},
+      {"system log", {{"test.description.format", "XML"}}, true, "Tested  ", "Tested"},
+      {"load",
+       {{".desk.cooler.load", "7500"}},
+       false,
+       "Untested",
+       "The cooler test ended in the state \"coolingDown\""},
+      {"does not start",
+       {{".desk.cooler.starts", "false"}},
+       false,
+       "Untested",
+       "The cooler test ended in the state \"coolingDown\""},
+      {"no folder", {}, false, "Tested  ", "Unknown error"},
+  };
+  for (const PlanCase& each : cases) {
+    TestCamera camera("H");
+    desk::HttpServer server{camera.Camera()};
+    EXPECT_EQ(server.Bind(0), "");
+    server.Serve();
+    client::CameraClient client(server.Port());
+    for (const auto& [path, value] : each.before) client.Set(path, value);
+    if (std::string_view(each.name) == "no folder") {
+      std::filesystem::remove_all(camera.File("/FlashFS/system/web"));
+    }
+    std::vector<client::Attempt> attempts;
+    client::Run(client, {{"test.items.cooler.cooler", "CResBitCooler", ""}}, {}, attempts,
+                [](const client::Attempt&, client::Phase) {});
+    ASSERT_EQ(attempts.size(), 1U) << each.name;
+    EXPECT_EQ(attempts[0].passed, each.passes) << each.name;
+    EXPECT_EQ(attempts[0].value, each.value) << each.name;
+    EXPECT_EQ(attempts[0].message, each.message) << each.name;
+    const bool isAble = std::string_view(each.name) != "does not start";
+    EXPECT_EQ(camera.Get(".system.cooler.active"), isAble ? "true" : "false") << each.name;
+  }
+}
+
 class DiagorctlTest : public ::testing::Test {
  protected:
   DiagorctlTest() {

@@ -235,9 +235,11 @@ void CResBitCooler::ControlSampling(const Step& step) {
   const std::lock_guard lock(mLogLock);
   if (step.newState != kTempLogging) {
     mLogging = false;
+    ++mLogNumber;
     return;
   }
   if (!mLogging) {
+    ++mLogNumber;
     mpLog.reset();
     mLogCount = 0;
     mLogCapacity = 0;
@@ -255,15 +257,18 @@ DWORD CResBitCooler::GetImpl(TARQ::CResourceValue& value) {
 }
 
 void CResBitCooler::TakeSample() {
+  unsigned number = 0;
   {
     const std::lock_guard lock(mLogLock);
     if (!mLogging) return;
+    number = mLogNumber;
     if (--mLogCountdown <= 0) mLogging = false;  // this one is still taken
   }
   const OpenedResource temperature(CameraTree(), "system.cooler.temperature");
   TARQ::CResourceValue value(0, 0);
   const bool isRead = temperature.ReadInto(value);
   const std::lock_guard lock(mLogLock);
+  if (mLogNumber != number) return;  // a step came meanwhile: the sample is of no log any more
   // A log without a temperature, or without room to grow, keeps what it has and ends.
   if (!isRead || !Append(value.GetInt())) mLogging = false;
 }

@@ -64,9 +64,10 @@ class CResBitCooler : public CResBitItem {
   DWORD mCoolStart = 0;    // tick count, ms
   LONG mTempHistory[3]{};  // while warming up, oldest first
 
-  // The log, which a step and a sample may want at the same moment. Held for a few instructions,
-  // never while the camera is asked for anything.
+  // The log, which a step and a sample may want at the same moment. Held while the log is read or
+  // grown, never while the camera is asked for anything.
   std::mutex mLogLock;
+  unsigned mLogNumber = 0;  // grows with each start and end of sampling
   LONG mLogMax = 0;
   LONG mLogMin = 0;
   LONG mLogCount = 0;

