@@ -218,6 +218,7 @@ HWND WindowSystem::Create(const std::wstring& className, const std::wstring& tit
     const auto found = mClasses.find(className);
     if (found == mClasses.end()) return nullptr;
     auto window = std::make_unique<Window>();
+    window->scene.number = ++mWindowsMade;
     handle = reinterpret_cast<HWND>(mNextHandle);
     mNextHandle += kHandleStep;
     window->handle = handle;
@@ -347,6 +348,7 @@ INT_PTR WindowSystem::RunDialog(const DialogTemplate& dialog, HWND parent, DLGPR
   {
     const std::lock_guard lock(mLock);
     auto window = std::make_unique<Window>();
+    window->scene.number = ++mWindowsMade;
     handle = reinterpret_cast<HWND>(mNextHandle);
     mNextHandle += kHandleStep;
     window->handle = handle;

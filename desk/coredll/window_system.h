@@ -49,6 +49,7 @@ constexpr int kDialogBorder = 3;
 
 // A window as the screen shows it.
 struct SceneWindow {
+  unsigned number = 0;  // no two windows have the same
   bool isDialog = false;
   bool red = false;  // a test window's background
   Area area = {};    // pixels of the screen
@@ -180,6 +181,7 @@ class WindowSystem {
   KnobSet mKnobs;
   mutable std::mutex mLock;  // never held while the clock is asked, or a procedure runs
   std::uintptr_t mNextHandle = 0x10000;
+  unsigned mWindowsMade = 0;
   std::uint64_t mChanges = 0;
   std::map<std::wstring, WindowClass> mClasses;
   std::vector<std::unique_ptr<Window>> mWindows;  // from the lowest to the top

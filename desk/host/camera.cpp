@@ -19,6 +19,8 @@
 #include "tasks/camera_task.h"
 #include "tasks/device_node.h"
 #include "tasks/image_pipeline.h"
+#include "tasks/image_service.h"
+#include "tasks/laser.h"
 #include "tasks/power.h"
 
 namespace desk {
@@ -66,6 +68,15 @@ constexpr KnobRow kCameraRows[] = {
     {"restore", KnobKind::Trigger, "", "false", 0, 0,
      "Every knob back to its default, every device and ordinary camera-wide node back to the "
      "variant's start. The start's own knobs are not repeated."},
+};
+
+enum InputRow : std::size_t { kKey, kTouch };
+constexpr KnobRow kInputRows[] = {
+    {"key", KnobKind::Command, "", "", 0, 0,
+     "Presses and releases a key: its name on the camera, its virtual-key name (F1, Up) or code "
+     "(0x70). Without a dialog on the screen nothing takes it."},
+    {"touch", KnobKind::Command, "x,y", "", 0, 0,
+     "Touches a point of the screen, pixels from the top left corner, and lets it go."},
 };
 
 constexpr char kBspRemoved[] = "-";
@@ -133,6 +144,9 @@ std::span<const KnobRow> Camera::TaskKnobRows() {
 std::span<const KnobRow> Camera::CameraKnobRows() {
   return kCameraRows;
 }
+std::span<const KnobRow> Camera::InputKnobRows() {
+  return kInputRows;
+}
 std::span<const KnobRow> Camera::RegistryKnobRows() {
   return kRegistryRows;
 }
@@ -146,6 +160,7 @@ Camera::Camera(const CameraSettings& settings)
       mClockKnobs(".desk.clock", kClockRows),
       mTaskKnobs(".desk.task", kTaskRows),
       mCameraKnobs(".desk", kCameraRows),
+      mInputKnobs(".desk", kInputRows),
       mRegistryKnobs(".desk.registry", kRegistryRows) {
   TARQ::NodeAccess::SetRules(mCameraTree, &mAccessFaults);
   SetRegistry("");
@@ -153,12 +168,13 @@ Camera::Camera(const CameraSettings& settings)
   AddChips();
   AddNodes();
   AddTasks();
+  AddScreen();
   AddKnobs();
   mSchedule = std::make_unique<Schedule>(
       *mClock, [this](const std::string& path, const std::string& value) {
         return Write(path, TARQ::CResourceValue(value.c_str())) == 0;
       });
-  mOperator = std::make_unique<Operator>(*mClock, [this](bool out) { MoveDisplay(out); });
+  mOperator = std::make_unique<Operator>(*mClock, mWindows, mVariant.keypad, Hands());
   Publish(mOperator->Knobs());
   StartKnobsOfVariant();
   mDeliveries = std::make_unique<desk::Deliveries>(*mClock, [this](const std::string& path) {
@@ -265,10 +281,51 @@ void Camera::AddTasks() {
   }
 }
 
-void Camera::MoveDisplay(bool out) {
+template <typename Task>
+Task* Camera::FindTask() const {
   for (const auto& task : mTasks) {
-    if (auto* const display = dynamic_cast<Display*>(task.get())) display->Move(out);
+    if (auto* const found = dynamic_cast<Task*>(task.get())) return found;
   }
+  return nullptr;
+}
+
+void Camera::AddScreen() {
+  auto* const service = FindTask<ImageService>();
+  mScreen = std::make_unique<CameraScreen>(mWindows, mMachine.storage, mVariant.name,
+                                           FindTask<ImagePipeline>(), service);
+  if (service != nullptr) service->OnFreeze([this] { return mScreen->LiveImage(); });
+  mInputKnobs[kKey].OnWrite([this](const KnobValue& value) {
+    const auto code = ParseKey(std::get<std::string>(value), mVariant.keypad);
+    if (code) mWindows.ReleaseKey(*code);
+    return code.has_value();
+  });
+  mInputKnobs[kTouch].OnWrite(
+      [this](const KnobValue& value) { return Touch(std::get<std::string>(value)); });
+}
+
+bool Camera::Touch(const std::string& point) {
+  int x = 0;
+  int y = 0;
+  const char* const end = point.data() + point.size();
+  const auto first = std::from_chars(point.data(), end, x);
+  if (first.ec != std::errc() || first.ptr == end || *first.ptr != ',') return false;
+  const auto second = std::from_chars(first.ptr + 1, end, y);
+  if (second.ec != std::errc() || second.ptr != end) return false;
+  if (!Area{0, 0, mWindows.Width(), mWindows.Height()}.Contains(x, y)) return false;
+  mWindows.PressPointer(x, y);
+  mWindows.ReleasePointer(x, y);
+  return true;
+}
+
+OperatorHands Camera::Hands() const {
+  OperatorHands hands;
+  hands.moveDisplay = [display = FindTask<Display>()](bool out) {
+    if (display != nullptr) display->Move(out);
+  };
+  hands.pressLaser = [laser = FindTask<Laser>()](bool pressed) {
+    if (laser != nullptr) laser->Press(pressed);
+  };
+  return hands;
 }
 
 void Camera::StartKnobsOfVariant() {
@@ -320,6 +377,7 @@ void Camera::AddKnobs() {
   Publish(mAccessFaults.Knobs());
   Publish(mWindows.Knobs());
   Publish(mCameraKnobs);
+  Publish(mInputKnobs);
   Publish(mClockKnobs);
   Publish(mRegistryKnobs);
   Publish(mTaskKnobs);
@@ -416,6 +474,16 @@ std::string Camera::FillStorage() const {
   for (const std::string& folder : mVariant.folders) {
     fs::create_directories(root / fs::path(folder).relative_path(), error);
     if (error) return "cannot make " + folder + " in " + root.string() + ": " + error.message();
+  }
+  if (!mVariant.images.empty()) {
+    const fs::path folder = root / fs::path(mVariant.images).relative_path();
+    fs::create_directories(folder, error);
+    for (fs::directory_iterator image(DESK_IMAGES_FOLDER, error), end; !error && image != end;
+         image.increment(error)) {
+      fs::copy_file(image->path(), folder / image->path().filename(), error);
+      if (error) break;
+    }
+    if (error) return "cannot fill " + mVariant.images + ": " + error.message();
   }
   for (const std::string& file : mVariant.files) {
     const fs::path path = root / fs::path(file).relative_path();

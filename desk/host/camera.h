@@ -14,6 +14,7 @@
 #include "host/schedule.h"
 #include "host/variant.h"
 #include "knobs/knob.h"
+#include "screen/camera_screen.h"
 #include "tarq/deliveries.h"
 
 namespace desk {
@@ -21,6 +22,7 @@ namespace desk {
 class CameraTask;
 class I2cBus;
 class Operator;
+struct OperatorHands;
 class PowerManagement;
 class VideoFrontEnd;
 
@@ -45,6 +47,7 @@ class Camera {
 
   desk::Clock& Clock() { return *mClock; }
   WindowSystem& Windows() { return mWindows; }
+  const CameraScreen& Screen() const { return *mScreen; }
   const Storage& Files() const { return mMachine.storage; }
   TARQ::CResourceTree& CameraTree() { return mCameraTree; }
   TARQ::CResourceTree& TaskTree() { return mTaskTree; }
@@ -57,6 +60,7 @@ class Camera {
   static std::span<const KnobRow> ClockKnobRows();
   static std::span<const KnobRow> TaskKnobRows();
   static std::span<const KnobRow> CameraKnobRows();
+  static std::span<const KnobRow> InputKnobRows();
   static std::span<const KnobRow> RegistryKnobRows();
 
  private:
@@ -68,7 +72,11 @@ class Camera {
   void AddTaskKnobs();
   void Publish(KnobSet& knobs);
   void StartKnobsOfVariant();
-  void MoveDisplay(bool out);
+  template <typename Task>
+  Task* FindTask() const;
+  void AddScreen();
+  bool Touch(const std::string& point);
+  OperatorHands Hands() const;
   void SetStartKnobs(const std::string& knobs);
   void SetRegistry(const std::string& bsp);
   void Restore();
@@ -93,12 +101,14 @@ class Camera {
   KnobSet mClockKnobs;
   KnobSet mTaskKnobs;
   KnobSet mCameraKnobs;
+  KnobSet mInputKnobs;
   KnobSet mRegistryKnobs;
   std::vector<KnobSet*> mKnobSets;
   std::vector<I2cBus*> mBuses;
   PowerManagement* mPowerManagement = nullptr;
   VideoFrontEnd* mVideo = nullptr;
   std::vector<std::unique_ptr<CameraTask>> mTasks;
+  std::unique_ptr<CameraScreen> mScreen;
   std::vector<std::pair<TARQ::CServerResource*, TARQ::CResourceValue>> mNodeStarts;
   std::unique_ptr<Schedule> mSchedule;
   std::unique_ptr<Operator> mOperator;

@@ -21,7 +21,9 @@
 #include "tasks/focus_motor.h"
 #include "tasks/image_filter.h"
 #include "tasks/image_pipeline.h"
+#include "tasks/image_service.h"
 #include "tasks/lamp.h"
+#include "tasks/laser.h"
 #include "tasks/measuring_range.h"
 #include "tasks/power.h"
 
@@ -85,6 +87,8 @@ std::vector<KnobFamily> AllKnobs() {
       {"The frame", ".desk.frontend", ImagePipeline::KnobRows()},
       {"Measuring range", ".desk.range", MeasuringRange::KnobRows()},
       {"Lamps", ".desk.<torch, flash>", Lamp::KnobRows()},
+      {"The camera's display", ".desk.image", ImageService::KnobRows()},
+      {"Laser pointer", ".desk.laser", Laser::KnobRows()},
       {"Detector cooler", ".desk.cooler", Cooler::KnobRows()},
       {"Screen", ".desk.screen", WindowSystem::KnobRows()},
       {"Automatic operator", ".desk.operator", Operator::KnobRows()},
@@ -92,6 +96,7 @@ std::vector<KnobFamily> AllKnobs() {
       {"Registry", ".desk.registry", Camera::RegistryKnobRows()},
       {"Time", ".desk.clock", Camera::ClockKnobRows()},
       {"The task's queue and events", ".desk.task", Camera::TaskKnobRows()},
+      {"Keys and touches", ".desk", Camera::InputKnobRows()},
       {"The whole camera", ".desk", Camera::CameraKnobRows()},
   };
 }

@@ -114,6 +114,39 @@ std::vector<std::pair<std::string, NodeStart>> ReadStarts(const std::string& fil
   return starts;
 }
 
+KeyCode ReadCode(const std::string& file, const std::string& key, const toml::node& node) {
+  constexpr std::int64_t kMost = 0xFF;
+  const auto code = node.value_exact<std::int64_t>();
+  if (!code || *code < 1 || *code > kMost) {
+    throw std::runtime_error(At(file, node) + "key " + key + " has no code from 0x01 to 0xFF");
+  }
+  return static_cast<KeyCode>(*code);
+}
+
+CameraKeypad ReadKeypad(const std::string& file, const toml::node* keys,
+                        const toml::node* answers) {
+  CameraKeypad keypad;
+  if (keys != nullptr) {
+    const toml::table* const table = keys->as_table();
+    if (table == nullptr) throw std::runtime_error(At(file, *keys) + "keypad is no table");
+    for (const auto& [name, code] : *table) {
+      keypad.keys.emplace_back(name.str(), ReadCode(file, std::string(name.str()), code));
+    }
+  }
+  if (answers != nullptr) {
+    const toml::table* const table = answers->as_table();
+    if (table == nullptr) throw std::runtime_error(At(file, *answers) + "answers is no table");
+    TableReader reader(file, *table);
+    if (const auto* const good = reader.TakeNode("good"))
+      keypad.good = ReadCode(file, "good", *good);
+    if (const auto* const faulty = reader.TakeNode("faulty")) {
+      keypad.faulty = ReadCode(file, "faulty", *faulty);
+    }
+    reader.Finish();
+  }
+  return keypad;
+}
+
 Variant ReadVariant(const std::string& file, const toml::table& table) {
   TableReader reader(file, table);
   Variant variant;
@@ -132,6 +165,12 @@ Variant ReadVariant(const std::string& file, const toml::table& table) {
   }
   variant.nodes = ReadStarts(file, "nodes", reader.TakeNode("nodes"));
   variant.knobs = ReadStarts(file, "knobs", reader.TakeNode("knobs"));
+  variant.keypad = ReadKeypad(file, reader.TakeNode("keypad"), reader.TakeNode("answers"));
+  if (const toml::node* const images = reader.TakeNode("images")) {
+    const auto folder = images->value_exact<std::string>();
+    if (!folder) throw std::runtime_error(At(file, *images) + "images names no folder");
+    variant.images = *folder;
+  }
   reader.Finish();
   return variant;
 }

@@ -8,6 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "operator/key_names.h"
+
 namespace desk {
 
 struct ChipEntry {
@@ -27,7 +29,9 @@ struct Variant {
   std::vector<ChipEntry> chips;
   std::vector<std::pair<std::string, NodeStart>> nodes;  // camera-wide paths
   std::vector<std::pair<std::string, NodeStart>> knobs;  // where it starts from another value
-  std::vector<std::string> tasks;    // "gps", "display": whose nodes a device drives
+  std::vector<std::string> tasks;  // "gps", "display": whose nodes a device drives
+  CameraKeypad keypad;
+  std::string images;                // the storage's folder of test images; empty: none
   std::vector<std::string> folders;  // of the storage, made when it is filled
   std::vector<std::string> files;    // likewise; empty ones
 };

@@ -1,30 +1,72 @@
 #include "operator/operator.h"
 
+#include <algorithm>
+#include <sstream>
+
+#include "coredll/text.h"
+
 namespace desk {
 
 namespace {
 
 constexpr std::string_view kDisplayTest = "test.items.LCDMagnet.detect";
+constexpr std::wstring_view kTarget = L"Hit me!";
+constexpr std::wstring_view kLaserTitle = L"Laser Test";
+constexpr std::wstring_view kGoodVerdict = L"LCD Test OK";
+constexpr std::wstring_view kFaultyVerdict = L"LCD Test FAILED";
+constexpr double kLaserHeld = 1;  // s
 
-enum Row : std::size_t { kMode, kReaction, kMoves };
+// A list of names, separated by commas.
+bool Lists(const std::string& list, const std::string& name) {
+  std::istringstream names(list);
+  for (std::string each; std::getline(names, each, ',');) {
+    const std::size_t first = each.find_first_not_of(' ');
+    if (first == std::string::npos) continue;
+    if (each.substr(first, each.find_last_not_of(' ') - first + 1) == name) return true;
+  }
+  return false;
+}
 
-constexpr KnobRow kRows[] = {
+bool Says(const SceneWindow& window, std::wstring_view text) {
+  return std::any_of(window.controls.begin(), window.controls.end(),
+                     [text](const Control& control) { return control.text == text; });
+}
+
+}  // namespace
+
+const KnobRow Operator::kRows[] = {
     {"mode", KnobKind::Text, "", "", 0, 0,
      "none: nobody is there; auto: the automatic operator acts. Empty: auto on the virtual clock, "
      "none on the real one."},
     {"reaction", KnobKind::Number, "s", "0.7", 0, 1e6, "His time from one act to the next."},
     {"moves", KnobKind::Integer, "", "6", 0, 1000,
      "How often he moves the display in or out when its test runs."},
+    {"misses", KnobKind::Text, "captions", "", 0, 0,
+     "Keys that he does not press, as they are named in the dialog, separated by commas."},
+    {"twice", KnobKind::Text, "captions", "", 0, 0, "Keys that he presses twice."},
+    {"others", KnobKind::Text, "keys", "", 0, 0,
+     "What else he presses when a key dialog comes, before all others: names or codes, separated "
+     "by commas."},
+    {"targets", KnobKind::Text, "numbers", "1,2,3,4,5,6,7,8,9", 0, 0,
+     "Targets that he touches, separated by commas."},
+    {"laser", KnobKind::Number, "s", "0.7", -1, 1e6,
+     "When he presses the laser button after its dialog came; below 0: never."},
+    {"faulty", KnobKind::Integer, "", "0", 0, 1000,
+     "The image of a run that he reports as faulty; 0: none."},
+    {"unanswered", KnobKind::Integer, "", "0", 0, 1000,
+     "The image of a run that he does not answer, nor the verdict after it; 0: none."},
 };
-
-}  // namespace
 
 std::span<const KnobRow> Operator::KnobRows() {
   return kRows;
 }
 
-Operator::Operator(Clock& clock, std::function<void(bool)> moveDisplay)
-    : mClock(clock), mMoveDisplay(std::move(moveDisplay)), mKnobs(".desk.operator", kRows) {
+Operator::Operator(Clock& clock, WindowSystem& windows, CameraKeypad keypad, OperatorHands hands)
+    : mClock(clock),
+      mWindows(windows),
+      mKeypad(std::move(keypad)),
+      mHands(std::move(hands)),
+      mKnobs(".desk.operator", kRows) {
   mKnobs[kMode].OnWrite([](const KnobValue& value) {
     const auto& mode = std::get<std::string>(value);
     return mode.empty() || mode == "none" || mode == "auto";
@@ -41,41 +83,146 @@ Operator::~Operator() {
   mThread.join();
 }
 
-void Operator::DeliveryStarts(const std::string& path) {
+bool Operator::Acts() const {
   const std::string mode = mKnobs[kMode].Text();
-  const bool acts = mode.empty() ? mClock.IsVirtual() : mode == "auto";
-  if (!acts || path != kDisplayTest) return;
+  return mode.empty() ? mClock.IsVirtual() : mode == "auto";
+}
+
+void Operator::DeliveryStarts(const std::string& path) {
+  if (!Acts() || path != kDisplayTest) return;
   mClock.Change([this] { mDisplayTestRuns = true; });
 }
 
+Operator::Sight Operator::Look() const {
+  const Area screen = {0, 0, mWindows.Width(), mWindows.Height()};
+  const std::vector<SceneWindow> scene = mWindows.Scene();
+  for (auto window = scene.rbegin(); window != scene.rend(); ++window) {
+    const Area seen = Intersection(window->area, screen);
+    if (seen.width > 0 && seen.height > 0) return {true, *window};
+  }
+  return {};
+}
+
+bool Operator::StillSees(const Sight& sight) const {
+  const Sight now = Look();
+  return now.hasWindow && now.window.number == sight.window.number &&
+         now.window.drawn == sight.window.drawn;
+}
+
 // False when he is called off.
-bool Operator::Pause(Duration duration) {
+bool Operator::Pause(double seconds) {
+  const auto duration =
+      std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
   return !mClock.Wait([this] { return mStopped; }, mClock.Now() + duration);
 }
 
 void Operator::MoveDisplayInAndOut() {
-  const auto reaction = std::chrono::duration_cast<Duration>(
-      std::chrono::duration<double>(mKnobs[kReaction].Number()));
   const int moves = static_cast<int>(mKnobs[kMoves].Number());
   for (int move = 0; move < moves; ++move) {
-    if (!Pause(reaction)) return;
-    mMoveDisplay(move % 2 == 1);
+    if (!PauseBeforeAct()) return;
+    mHands.moveDisplay(move % 2 == 1);
+  }
+}
+
+// Every key that the dialog shows and the camera has, once, in the dialog's order.
+void Operator::HitKeys(const Sight& sight) {
+  std::istringstream others(mKnobs[kOthers].Text());
+  for (std::string name; std::getline(others, name, ',');) {
+    name.erase(0, name.find_first_not_of(' '));
+    const auto code = ParseKey(name, mKeypad);
+    if (!PauseBeforeAct() || !StillSees(sight)) return;
+    if (code) Press(*code);
+  }
+  for (const Control& control : sight.window.controls) {
+    const std::string caption = ToUtf8(control.text);
+    const auto code = mKeypad.CodeOf(caption);
+    const bool isKey = control.kind == Control::Kind::Button && code;
+    if (!isKey || Lists(mKnobs[kMisses].Text(), caption)) continue;
+    const int times = Lists(mKnobs[kTwice].Text(), caption) ? 2 : 1;
+    for (int time = 0; time < times; ++time) {
+      if (!PauseBeforeAct() || !StillSees(sight)) return;
+      Press(*code);
+    }
+  }
+}
+
+void Operator::TouchTargets(const Sight& sight) {
+  int target = 0;
+  for (const Control& control : sight.window.controls) {
+    if (control.text != kTarget) continue;
+    if (!Lists(mKnobs[kTargets].Text(), std::to_string(++target))) continue;
+    if (!PauseBeforeAct() || !StillSees(sight)) return;
+    const Area client = sight.window.Client();
+    const int x = client.x + control.area.x + control.area.width / 2;
+    const int y = client.y + control.area.y + control.area.height / 2;
+    mWindows.PressPointer(x, y);
+    mWindows.ReleasePointer(x, y);
+  }
+}
+
+void Operator::PressLaser(const Sight& sight) {
+  const double after = mKnobs[kLaser].Number();
+  if (after < 0 || !Pause(after) || !StillSees(sight)) return;
+  mHands.pressLaser(true);
+  Pause(kLaserHeld);
+  mHands.pressLaser(false);
+}
+
+void Operator::AcknowledgeVerdict(const Sight& sight) {
+  const bool keepsSilent = mImage != 0 && mImage == static_cast<int>(mKnobs[kUnanswered].Number());
+  if (keepsSilent || !PauseBeforeAct() || !StillSees(sight)) return;
+  Press(mKeypad.good);
+}
+
+// A picture on the screen is the question; where nobody asks, the key is dropped.
+void Operator::JudgeImage(const Sight& sight) {
+  ++mImage;
+  if (mImage == static_cast<int>(mKnobs[kUnanswered].Number())) return;
+  if (!PauseBeforeAct() || !StillSees(sight)) return;
+  Press(mImage == static_cast<int>(mKnobs[kFaulty].Number()) ? mKeypad.faulty : mKeypad.good);
+}
+
+void Operator::React() {
+  const Sight sight = Look();
+  if (!sight.hasWindow) {
+    mImage = 0;
+    return;
+  }
+  const SceneWindow& window = sight.window;
+  if (window.number == mHandledWindow && window.drawn == mHandledPictures) return;
+  mHandledWindow = window.number;
+  mHandledPictures = window.drawn;
+  if (!window.isDialog) {
+    if (window.drawn > 0) JudgeImage(sight);
+  } else if (Says(window, kTarget)) {
+    TouchTargets(sight);
+  } else if (window.title == kLaserTitle) {
+    PressLaser(sight);
+  } else if (Says(window, kGoodVerdict) || Says(window, kFaultyVerdict)) {
+    AcknowledgeVerdict(sight);
+  } else {
+    HitKeys(sight);
   }
 }
 
 void Operator::Run() {
   for (;;) {
     bool stopped = false;
+    bool movesDisplay = false;
     mClock.Wait(
         [&] {
+          const std::uint64_t changes = mWindows.Changes();
           stopped = mStopped;
-          const bool called = stopped || mDisplayTestRuns;
+          movesDisplay = mDisplayTestRuns;
+          const bool called = stopped || movesDisplay || changes != mSeenChanges;
           mDisplayTestRuns = false;
+          mSeenChanges = changes;
           return called;
         },
         kNever);
     if (stopped) return;
-    MoveDisplayInAndOut();
+    if (movesDisplay) MoveDisplayInAndOut();
+    if (Acts()) React();
   }
 }
 

@@ -1,5 +1,5 @@
-// The automatic operator: does at the camera what a person would, after a person's time. He is told
-// which test was started.
+// The automatic operator: does at the camera what a person would, after a person's time. He reads
+// what is on the screen and knows the camera's keypad; of tests that show nothing he is told.
 #pragma once
 
 #include <functional>
@@ -7,14 +7,21 @@
 #include <thread>
 
 #include "clock/clock.h"
+#include "coredll/window_system.h"
 #include "knobs/knob.h"
+#include "operator/key_names.h"
 
 namespace desk {
 
+// What he can do besides keys and touches.
+struct OperatorHands {
+  std::function<void(bool out)> moveDisplay;
+  std::function<void(bool pressed)> pressLaser;
+};
+
 class Operator {
  public:
-  // moveDisplay: into the position given, out or in.
-  Operator(Clock& clock, std::function<void(bool out)> moveDisplay);
+  Operator(Clock& clock, WindowSystem& windows, CameraKeypad keypad, OperatorHands hands);
   ~Operator();
   Operator(const Operator&) = delete;
   Operator& operator=(const Operator&) = delete;
@@ -26,13 +33,52 @@ class Operator {
   static std::span<const KnobRow> KnobRows();
 
  private:
+  // What he sees: the uppermost window that lies on the screen.
+  struct Sight {
+    bool hasWindow = false;
+    SceneWindow window;
+  };
+  Sight Look() const;
+  bool StillSees(const Sight& sight) const;
+  bool Acts() const;
+
   void Run();
+  void React();
+  bool Pause(double seconds);
+  bool PauseBeforeAct() { return Pause(mKnobs[kReaction].Number()); }
+  void Press(KeyCode code) { mWindows.ReleaseKey(code); }
+
   void MoveDisplayInAndOut();
-  bool Pause(Duration duration);
+  void HitKeys(const Sight& sight);
+  void TouchTargets(const Sight& sight);
+  void PressLaser(const Sight& sight);
+  void AcknowledgeVerdict(const Sight& sight);
+  void JudgeImage(const Sight& sight);
+
+  enum Row : std::size_t {
+    kMode,
+    kReaction,
+    kMoves,
+    kMisses,
+    kTwice,
+    kOthers,
+    kTargets,
+    kLaser,
+    kFaulty,
+    kUnanswered,
+  };
+  static const KnobRow kRows[];
 
   Clock& mClock;
-  std::function<void(bool)> mMoveDisplay;
+  WindowSystem& mWindows;
+  const CameraKeypad mKeypad;
+  const OperatorHands mHands;
   KnobSet mKnobs;
+  // His own thread's.
+  std::uint64_t mSeenChanges = 0;
+  unsigned mHandledWindow = 0;
+  unsigned mHandledPictures = 0;
+  int mImage = 0;  // since the screen was last the camera's own
   // Under the clock's lock.
   bool mDisplayTestRuns = false;
   bool mStopped = false;

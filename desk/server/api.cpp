@@ -145,11 +145,18 @@ void Api::Handle(const ApiRequest& request, const Send& send) {
     send(Problem(405, "Not allowed", "only nodes below task and camera can be written"));
   } else if (path->starts_with(kFilesPrefix)) {
     send(ReadFile(std::string_view(*path).substr(kFilesPrefix.size() - 1)));
+  } else if (*path == "/api/v1/screen.png") {
+    const bool viewFinder = QueryValue(query, "display") == "viewfinder";
+    const auto screen = mCamera.Screen().Render(viewFinder ? CameraScreen::Display::ViewFinder
+                                                           : CameraScreen::Display::Lcd);
+    const std::vector<std::uint8_t> png = screen->Png();
+    send({200, "image/png", std::string(png.begin(), png.end())});
   } else if (*path == "/healthz") {
     send({200, "application/json", R"({"status":"ok"})"});
   } else {
     send(Problem(404, "No such resource",
-                 "try /api/v1/task, /api/v1/camera, /api/v1/files/{path} or /healthz"));
+                 "try /api/v1/task, /api/v1/camera, /api/v1/files/{path}, /api/v1/screen.png or "
+                 "/healthz"));
   }
 }
 

@@ -5,7 +5,9 @@
 #include "tasks/focus_motor.h"
 #include "tasks/image_filter.h"
 #include "tasks/image_pipeline.h"
+#include "tasks/image_service.h"
 #include "tasks/lamp.h"
+#include "tasks/laser.h"
 #include "tasks/measuring_range.h"
 #include "tasks/power.h"
 
@@ -20,6 +22,8 @@ std::unique_ptr<CameraTask> MakeTask(const std::string& name, const Clock& clock
   if (name == "range") return std::make_unique<MeasuringRange>();
   if (name == "frame") return std::make_unique<ImagePipeline>();
   if (name == "torch" || name == "flash") return std::make_unique<Lamp>(name);
+  if (name == "image") return std::make_unique<ImageService>();
+  if (name == "laser") return std::make_unique<Laser>();
   if (name == "cooler") return std::make_unique<Cooler>(clock);
   return nullptr;
 }

@@ -153,6 +153,11 @@ double ImagePipeline::ValueAt(const Frame& frame, double u, double v) {
   return Clipped(LevelAt(frame, covered) + frame.shading * (u + v - 1) / 2 + frame.noise * (u - v));
 }
 
+FramePreview ImagePipeline::Preview() const {
+  const Frame frame = Current();
+  return {Clipped(LevelAt(frame, false)), Clipped(LevelAt(frame, true)), frame.cover};
+}
+
 LONG ImagePipeline::Average() const {
   const Frame frame = Current();
   const double average = frame.cover * Clipped(LevelAt(frame, true)) +

@@ -15,6 +15,13 @@ class Flag;
 class ImageFilter;
 class MeasuringRange;
 
+// What a frame looks like at a glance.
+struct FramePreview {
+  double open;     // counts of what no flag covers
+  double covered;  // and of a flag
+  double cover;    // from the left: 0 to 1
+};
+
 class ImagePipeline : public CameraTask {
  public:
   ImagePipeline();
@@ -25,6 +32,8 @@ class ImagePipeline : public CameraTask {
   // Measures all windows in one frame, the next that comes. False, and nothing measured, when one
   // of them is not on the detector.
   bool Measure(std::span<FrameWindow> windows);
+
+  FramePreview Preview() const;
 
   static std::span<const KnobRow> KnobRows();
 

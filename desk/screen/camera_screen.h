@@ -1,0 +1,39 @@
+// One picture of the camera's display: what the camera itself shows, and the windows over it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "coredll/storage.h"
+#include "screen/picture.h"
+
+namespace desk {
+
+class ImagePipeline;
+class ImageService;
+class WindowSystem;
+
+class CameraScreen {
+ public:
+  enum class Display { Lcd, ViewFinder };
+
+  // pipeline, service: null where the camera has none; its image is then grey.
+  CameraScreen(const WindowSystem& windows, const Storage& storage, std::string name,
+               const ImagePipeline* pipeline, const ImageService* service);
+
+  std::shared_ptr<Picture> Render(Display display) const;
+  // The live image alone, small.
+  std::shared_ptr<const Picture> LiveImage() const;
+
+ private:
+  void DrawCamera(Picture& screen) const;
+
+  const WindowSystem& mWindows;
+  const Storage& mStorage;
+  const std::string mName;
+  const ImagePipeline* mPipeline;
+  const ImageService* mService;
+};
+
+}  // namespace desk
