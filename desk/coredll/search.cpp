@@ -42,7 +42,7 @@ std::vector<std::string> NamesOf(const std::string& pattern) {
   for (std::filesystem::directory_iterator entry(*folder, error), end; !error && entry != end;
        entry.increment(error)) {
     const std::string name = entry->path().filename().string();
-    if (!entry->is_regular_file(error)) continue;
+    if (!entry->is_regular_file(error) || TheMachine().storage.IsLost(name)) continue;
     const bool matches =
         fnmatch(pattern.c_str() + slash + 1, name.c_str(), FNM_NOESCAPE | FNM_CASEFOLD) == 0;
     if (matches) names.push_back(name);

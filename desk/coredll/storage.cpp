@@ -51,6 +51,7 @@ std::optional<fs::path> FindEntry(const fs::path& folder, const std::string& nam
 std::optional<fs::path> Storage::Resolve(std::string_view cameraPath) const {
   if (cameraPath.find('\0') != std::string_view::npos) return std::nullopt;
   const std::vector<std::string> parts = SplitPath(cameraPath);
+  if (!parts.empty() && IsLost(parts.back())) return std::nullopt;
   fs::path path = mRoot;
   for (std::size_t i = 0; i < parts.size(); ++i) {
     const std::optional<fs::path> entry = FindEntry(path, parts[i]);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,7 +20,12 @@ class Storage {
   // not, or when the path would leave the storage.
   std::optional<std::filesystem::path> Resolve(std::string_view cameraPath) const;
 
+  // Whether a file of that name is lost: neither found nor opened. Asked on any thread.
+  void OnLook(std::function<bool(const std::string& name)> isLost) { mIsLost = std::move(isLost); }
+  bool IsLost(const std::string& name) const { return mIsLost && mIsLost(name); }
+
  private:
+  std::function<bool(const std::string&)> mIsLost;
   std::filesystem::path mRoot;
 };
 

@@ -67,6 +67,21 @@ std::vector<Control> ControlsOf(const DialogTemplate& dialog, const DialogFont& 
   return controls;
 }
 
+SceneWindow SceneOfDialog(const DialogTemplate& dialog, int x, int y) {
+  const DialogFont font = FontOfDialog(dialog.fontName, dialog.pointSize);
+  SceneWindow scene;
+  scene.isDialog = true;
+  scene.title = dialog.title;
+  scene.background = kDialogFace;
+  scene.hasCaption = (dialog.style & WS_CAPTION) == WS_CAPTION;
+  scene.style = font.style;
+  scene.controls = ControlsOf(dialog, font);
+  scene.area = {x, y, Scaled(dialog.width, font.baseX, 4) + 2 * kDialogBorder,
+                Scaled(dialog.height, font.baseY, 8) + 2 * kDialogBorder +
+                    (scene.hasCaption ? kCaptionHeight : 0)};
+  return scene;
+}
+
 Area SceneWindow::Client() const {
   if (!isDialog) return area;
   const int top = kDialogBorder + (hasCaption ? kCaptionHeight : 0);
@@ -355,21 +370,15 @@ INT_PTR WindowSystem::RunDialog(const DialogTemplate& dialog, HWND parent, DLGPR
     window->parent = Find(parent) == nullptr ? nullptr : parent;
     window->thread = std::this_thread::get_id();
     window->dialogProcedure = procedure;
-    SceneWindow& scene = window->scene;
-    scene.isDialog = true;
-    scene.title = dialog.title;
-    scene.background = kDialogFace;
-    scene.hasCaption = (dialog.style & WS_CAPTION) == WS_CAPTION;
-    scene.style = font.style;
-    scene.controls = ControlsOf(dialog, font);
-    const int x = Scaled(dialog.x, font.baseX, 4);
-    const int y = Scaled(dialog.y, font.baseY, 8);
-    const int width = Scaled(dialog.width, font.baseX, 4) + 2 * kDialogBorder;
-    const int height = Scaled(dialog.height, font.baseY, 8) + 2 * kDialogBorder +
-                       (scene.hasCaption ? kCaptionHeight : 0);
-    const bool centred = (dialog.style & kCentred) != 0;
-    scene.area = {centred ? (mWidth - width) / 2 : x, centred ? (mHeight - height) / 2 : y, width,
-                  height};
+    const unsigned number = window->scene.number;
+    window->scene =
+        SceneOfDialog(dialog, Scaled(dialog.x, font.baseX, 4), Scaled(dialog.y, font.baseY, 8));
+    window->scene.number = number;
+    if ((dialog.style & kCentred) != 0) {
+      Area& area = window->scene.area;
+      area.x = (mWidth - area.width) / 2;
+      area.y = (mHeight - area.height) / 2;
+    }
     mWindows.push_back(std::move(window));
   }
   procedure(handle, WM_INITDIALOG, 0, parameter);

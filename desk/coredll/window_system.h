@@ -64,6 +64,9 @@ struct SceneWindow {
   Area Client() const;
 };
 
+// A dialog as it is made, with its top left corner there.
+SceneWindow SceneOfDialog(const DialogTemplate& dialog, int x, int y);
+
 class WindowSystem {
  public:
   WindowSystem(Clock& clock, int width, int height);

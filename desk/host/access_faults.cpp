@@ -1,12 +1,14 @@
 #include "host/access_faults.h"
 
+#include <fnmatch.h>
+
 #include <sstream>
 
 namespace desk {
 
 namespace {
 
-enum Row : std::size_t { kHidden, kUnreadable, kRefused };
+enum Row : std::size_t { kHidden, kUnreadable, kRefused, kLost };
 
 constexpr KnobRow kRows[] = {
     {"hidden", KnobKind::Text, "paths", "", 0, 0,
@@ -16,6 +18,9 @@ constexpr KnobRow kRows[] = {
      "Camera-wide nodes, separated by blanks, whose read by the program fails."},
     {"refused", KnobKind::Text, "paths", "", 0, 0,
      "Camera-wide nodes, separated by blanks, that refuse the program's writes."},
+    {"lost", KnobKind::Text, "names", "", 0, 0,
+     "Files of the storage, by name with * and ?, separated by blanks, that are neither found nor "
+     "opened."},
 };
 
 }  // namespace
@@ -58,6 +63,14 @@ bool AccessFaults::MayRead(const std::string& path) const {
 
 bool AccessFaults::MayWrite(const std::string& path) const {
   return !mRefused.Has(path);
+}
+
+bool AccessFaults::LosesFile(const std::string& name) const {
+  std::istringstream patterns(mKnobs[kLost].Text());
+  for (std::string pattern; patterns >> pattern;) {
+    if (fnmatch(pattern.c_str(), name.c_str(), FNM_NOESCAPE | FNM_CASEFOLD) == 0) return true;
+  }
+  return false;
 }
 
 }  // namespace desk

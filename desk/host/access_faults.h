@@ -1,4 +1,4 @@
-// Camera-wide nodes whose open, read or write by the program fails.
+// Camera-wide nodes whose open, read or write by the program fails, and files that are lost.
 #pragma once
 
 #include <mutex>
@@ -18,6 +18,7 @@ class AccessFaults : public TARQ::AccessRules {
   bool MayOpen(const std::string& path) const override;
   bool MayRead(const std::string& path) const override;
   bool MayWrite(const std::string& path) const override;
+  bool LosesFile(const std::string& name) const;
 
   static std::span<const KnobRow> KnobRows();
 

@@ -163,6 +163,8 @@ Camera::Camera(const CameraSettings& settings)
       mInputKnobs(".desk", kInputRows),
       mRegistryKnobs(".desk.registry", kRegistryRows) {
   TARQ::NodeAccess::SetRules(mCameraTree, &mAccessFaults);
+  mMachine.storage.OnLook(
+      [this](const std::string& name) { return mAccessFaults.LosesFile(name); });
   SetRegistry("");
   AddDrivers();
   AddChips();

@@ -92,7 +92,7 @@ std::vector<KnobFamily> AllKnobs() {
       {"Detector cooler", ".desk.cooler", Cooler::KnobRows()},
       {"Screen", ".desk.screen", WindowSystem::KnobRows()},
       {"Automatic operator", ".desk.operator", Operator::KnobRows()},
-      {"Camera-wide nodes", ".desk", AccessFaults::KnobRows()},
+      {"Camera-wide nodes and files", ".desk", AccessFaults::KnobRows()},
       {"Registry", ".desk.registry", Camera::RegistryKnobRows()},
       {"Time", ".desk.clock", Camera::ClockKnobRows()},
       {"The task's queue and events", ".desk.task", Camera::TaskKnobRows()},

@@ -6,11 +6,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 #include <string>
 #include <thread>
 
 #include "coredll/text.h"
 #include "host/camera.h"
+#include "screen/desktop_window.h"
 #include "server/http_server.h"
 #include "tarq/framework.h"
 
@@ -43,6 +45,14 @@ desk::CameraSettings ReadSettings() {
   settings.root = root.empty() ? DefaultRoot(settings.variant) : std::filesystem::path(root);
   settings.knobs = FromEnvironment("DIAGOR_KNOBS", "");
   return settings;
+}
+
+bool WantsWindow() {
+  const std::string screen = FromEnvironment("DIAGOR_SCREEN", "none");
+  if (screen != "none" && screen != "window") {
+    throw std::runtime_error("DIAGOR_SCREEN is none or window, not " + screen);
+  }
+  return screen == "window";
 }
 
 // As the operating system hands it to the process: the words after the program's name.
@@ -97,8 +107,13 @@ void Serve(const desk::Camera& camera, desk::HttpServer& server) {
 }
 
 int RunProgram(int argc, char** argv) {
+  const bool wantsWindow = WantsWindow();
   desk::Camera camera(ReadSettings());
   desk::HttpServer server(camera);
+  std::unique_ptr<desk::DesktopWindow> window;
+  if (wantsWindow) {
+    window = std::make_unique<desk::DesktopWindow>(camera, [] { desk::RequestStop(); });
+  }
   desk::SetFrameworkHooks({[&](std::uint16_t port) { return Wake(camera, server, port); },
                            [&] { Serve(camera, server); }});
   std::wstring line = CommandLine(argc, argv);

@@ -135,6 +135,8 @@ void DrawDialog(Picture& screen, const SceneWindow& dialog) {
   }
 }
 
+}  // namespace
+
 void DrawWindow(Picture& screen, const SceneWindow& window) {
   if (window.isDialog) {
     DrawDialog(screen, window);
@@ -145,8 +147,6 @@ void DrawWindow(Picture& screen, const SceneWindow& window) {
     screen.Fill(window.area, window.background);
   }
 }
-
-}  // namespace
 
 CameraScreen::CameraScreen(const WindowSystem& windows, const Storage& storage, std::string name,
                            const ImagePipeline* pipeline, const ImageService* service)

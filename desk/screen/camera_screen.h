@@ -13,6 +13,10 @@ namespace desk {
 class ImagePipeline;
 class ImageService;
 class WindowSystem;
+struct SceneWindow;
+
+// One window, at its place.
+void DrawWindow(Picture& screen, const SceneWindow& window);
 
 class CameraScreen {
  public:

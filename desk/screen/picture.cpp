@@ -245,6 +245,17 @@ void Picture::Write(const std::string& text, const TextStyle& style, Colour colo
   SDL_FreeSurface(drawn);
 }
 
+std::vector<std::uint32_t> Picture::Pixels() const {
+  const Guard guard(DrawingLock());
+  std::vector<std::uint32_t> pixels;
+  pixels.reserve(static_cast<std::size_t>(Width()) * static_cast<std::size_t>(Height()));
+  for (int y = 0; y < Height(); ++y) {
+    const std::uint32_t* const row = PixelAt(*mSurface->sdl, 0, y);
+    pixels.insert(pixels.end(), row, row + Width());
+  }
+  return pixels;
+}
+
 std::vector<std::uint8_t> Picture::Png() const {
   const Guard guard(DrawingLock());
   std::vector<std::uint8_t> bytes(

@@ -63,6 +63,8 @@ class Picture {
   void Write(const std::string& text, const TextStyle& style, Colour colour, const Area& area,
              bool centred);
 
+  // 0x00RRGGBB, row by row.
+  std::vector<std::uint32_t> Pixels() const;
   std::vector<std::uint8_t> Png() const;
   bool SaveBmp(const std::filesystem::path& file) const;
   bool SaveJpeg(const std::filesystem::path& file) const;

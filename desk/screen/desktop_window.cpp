@@ -1,0 +1,113 @@
+#include "screen/desktop_window.h"
+
+#include <SDL.h>
+
+#include <future>
+#include <memory>
+#include <stdexcept>
+
+#include "host/camera.h"
+
+namespace desk {
+
+namespace {
+
+constexpr int kRedrawPeriod = 50;  // ms
+
+struct KeyRow {
+  SDL_Keycode desktop;
+  KeyCode camera;
+};
+constexpr KeyRow kKeys[] = {
+    {SDLK_RETURN, 0x0D},   {SDLK_KP_ENTER, 0x0D},    {SDLK_ESCAPE, 0x1B},  {SDLK_PAGEUP, 0x21},
+    {SDLK_PAGEDOWN, 0x22}, {SDLK_END, 0x23},         {SDLK_HOME, 0x24},    {SDLK_LEFT, 0x25},
+    {SDLK_UP, 0x26},       {SDLK_RIGHT, 0x27},       {SDLK_DOWN, 0x28},    {SDLK_KP_1, 0x61},
+    {SDLK_KP_2, 0x62},     {SDLK_KP_3, 0x63},        {SDLK_KP_4, 0x64},    {SDLK_KP_5, 0x65},
+    {SDLK_KP_6, 0x66},     {SDLK_KP_7, 0x67},        {SDLK_KP_8, 0x68},    {SDLK_KP_9, 0x69},
+    {SDLK_KP_0, 0x60},     {SDLK_KP_MULTIPLY, 0x6A}, {SDLK_KP_PLUS, 0x6B}, {SDLK_KP_MINUS, 0x6D},
+};
+
+// The camera's code of a desktop key; 0: it has none.
+KeyCode CodeOf(SDL_Keycode key) {
+  for (const KeyRow& row : kKeys) {
+    if (row.desktop == key) return row.camera;
+  }
+  constexpr KeyCode kF1 = 0x70;
+  if (key >= SDLK_F1 && key <= SDLK_F12) return kF1 + static_cast<KeyCode>(key - SDLK_F1);
+  if (key >= SDLK_a && key <= SDLK_z) return static_cast<KeyCode>(key - SDLK_a + 'A');
+  if (key >= SDLK_0 && key <= SDLK_9) return static_cast<KeyCode>(key);
+  return 0;
+}
+
+void Show(SDL_Window& window, const Picture& screen) {
+  SDL_Surface* const surface = SDL_GetWindowSurface(&window);
+  if (surface == nullptr) return;
+  const std::vector<std::uint32_t> pixels = screen.Pixels();
+  SDL_Surface* const drawn = SDL_CreateRGBSurfaceWithFormatFrom(
+      const_cast<std::uint32_t*>(pixels.data()), screen.Width(), screen.Height(), 32,
+      4 * screen.Width(), SDL_PIXELFORMAT_XRGB8888);
+  if (drawn == nullptr) return;
+  SDL_BlitSurface(drawn, nullptr, surface, nullptr);
+  SDL_FreeSurface(drawn);
+  SDL_UpdateWindowSurface(&window);
+}
+
+struct WindowCloser {
+  void operator()(SDL_Window* window) const { SDL_DestroyWindow(window); }
+};
+
+}  // namespace
+
+DesktopWindow::DesktopWindow(Camera& camera, std::function<void()> closed)
+    : mCamera(camera), mClosed(std::move(closed)) {
+  std::promise<std::string> opened;
+  mThread = std::thread(
+      [this, &opened] { Run([&opened](const std::string& error) { opened.set_value(error); }); });
+  const std::string error = opened.get_future().get();
+  if (error.empty()) return;
+  mThread.join();
+  throw std::runtime_error("DIAGOR_SCREEN=window: " + error);
+}
+
+DesktopWindow::~DesktopWindow() {
+  mStopped = true;
+  if (mThread.joinable()) mThread.join();
+}
+
+// The toolkit wants its windows and events on one thread. The desktop's own waiting has nothing to
+// do with the camera's time.
+void DesktopWindow::Run(const std::function<void(const std::string&)>& opened) {
+  SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+  if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
+    opened(SDL_GetError());
+    return;
+  }
+  WindowSystem& windows = mCamera.Windows();
+  const std::string title = "Camera " + mCamera.Variant().name;
+  const std::unique_ptr<SDL_Window, WindowCloser> window(
+      SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
+                       windows.Width(), windows.Height(), 0));
+  opened(window == nullptr ? SDL_GetError() : "");
+  while (window != nullptr && !mStopped) {
+    SDL_Event event = {};
+    for (int waited = SDL_WaitEventTimeout(&event, kRedrawPeriod); waited != 0;
+         waited = SDL_PollEvent(&event)) {
+      if (event.type == SDL_QUIT) mClosed();
+      if (event.type == SDL_KEYUP) {
+        const KeyCode code = CodeOf(event.key.keysym.sym);
+        if (code != 0) windows.ReleaseKey(code);
+      }
+      const bool isFinger =
+          (event.type == SDL_MOUSEBUTTONDOWN || event.type == SDL_MOUSEBUTTONUP) &&
+          event.button.button == SDL_BUTTON_LEFT;
+      if (isFinger && event.type == SDL_MOUSEBUTTONDOWN) {
+        windows.PressPointer(event.button.x, event.button.y);
+      } else if (isFinger) {
+        windows.ReleasePointer(event.button.x, event.button.y);
+      }
+    }
+    Show(*window, *mCamera.Screen().Render(CameraScreen::Display::Lcd));
+  }
+}
+
+}  // namespace desk
