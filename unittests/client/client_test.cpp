@@ -151,7 +151,7 @@ class DiagorctlTest : public ::testing::Test {
 TEST_F(DiagorctlTest, RunsAndTellsWhatFailed) {
   Outcome run = Ctl({"run"});
   EXPECT_EQ(run.code, 0);
-  EXPECT_TRUE(run.output.ends_with("5 passed, 0 failed\n")) << run.output;
+  EXPECT_TRUE(run.output.ends_with("8 passed, 0 failed\n")) << run.output;
   EXPECT_NE(run.errors.find("test.items.clock ... OK"), std::string::npos);
 
   mCamera.Set(".desk.bus.i2c1.e6.fail", "0,1");
@@ -179,7 +179,8 @@ TEST_F(DiagorctlTest, ReadsWritesAndResets) {
   EXPECT_NE(list.output.find("CResBitEEPromN"), std::string::npos);
   EXPECT_NE(Ctl({"show"}).output.find("clearResult"), std::string::npos);
   EXPECT_EQ(Json::parse(Ctl({"--json", "show", "items", "--depth", "0"}).output)["children"],
-            Json::array({"battery", "clock", "eeprom", "tempsens", "shutter"}));
+            Json::array(
+                {"battery", "clock", "eeprom", "tempsens", "laser", "buttons", "lcd", "shutter"}));
   EXPECT_EQ(Ctl({"log"}).output, mCamera.Contents("/FlashFS/tmp/bitlog.txt"));
   EXPECT_EQ(Ctl({"reset", "--log", "--camera"}).code, 0);
   EXPECT_EQ(mCamera.Get("test.items.battery"), "Untested");

@@ -15,21 +15,6 @@ constexpr char kVcamMarker[] = "/FlashFS/system/bit/BitRunVCamTest";
 constexpr char kTorch[] = ".system.vcam.torch";
 constexpr char kChannel[] = ".image.services.channel.active";
 
-// Takes note of what the task writes to it.
-class WrittenNode : public TARQ::CServerResource {
- public:
-  explicit WrittenNode(const char* name)
-      : CServerResource(name, TARQ::CResourceValue("none"), 0x80000000) {}
-};
-
-// The interactive items that markers write to, as plain texts.
-void AddInteractiveItems(TestCamera& camera) {
-  auto& items =
-      *TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(camera.Camera().TaskTree()), "test.items");
-  for (const char* const group : {"lcd_i", "viewFinder_i"}) {
-    TARQ::NodeAccess::MakeBranch(items, group).AddChild(new WrittenNode("bitmaps"), nullptr);
-  }
-}
 constexpr char kLcd[] = "test.items.lcd_i.bitmaps";
 constexpr char kView[] = "test.items.viewFinder_i.bitmaps";
 
@@ -46,10 +31,9 @@ TEST(BitTaskTest, StartSwitchesTheJournalOffAndMakesTheTemporaryFolder) {
 
 TEST(BitTaskTest, WithoutMarkersNothingHappens) {
   TestCamera camera("KY");
-  AddInteractiveItems(camera);
   Idle(camera, 100);
-  EXPECT_EQ(camera.Get(kLcd), "none");
-  EXPECT_EQ(camera.Get(kView), "none");
+  EXPECT_EQ(camera.Get(kLcd), "Untested");
+  EXPECT_EQ(camera.Get(kView), "Untested");
   EXPECT_EQ(camera.Get(kTorch), "false");
   EXPECT_EQ(camera.Get(kChannel), "IR");
 }
@@ -57,33 +41,41 @@ TEST(BitTaskTest, WithoutMarkersNothingHappens) {
 struct MarkerCase {
   const char* name;
   std::vector<std::string> markers;
-  const char* lcd;
-  const char* view;
+  std::string lcd;
+  std::string view;
   const char* channel;
 };
 void PrintTo(const MarkerCase& each, std::ostream* out) {
   *out << each.name;
 }
 
+constexpr char kRan[] = "Tested  ";
+constexpr char kNot[] = "Untested";
+
 const MarkerCase kMarkers[] = {
-    {"Lcd", {kLcdMarker}, "", "none", "IR"},
-    {"View", {kViewMarker}, "none", "", "IR"},
-    {"LcdBeforeView", {kLcdMarker, kViewMarker}, "", "none", "IR"},
-    {"Vcam", {kVcamMarker}, "none", "none", "VISUAL"},
-    {"ViewAndVcam", {kViewMarker, kVcamMarker}, "none", "", "VISUAL"},
-    {"All", {kLcdMarker, kViewMarker, kVcamMarker}, "", "none", "VISUAL"},
+    {"Lcd", {kLcdMarker}, kRan, kNot, "IR"},
+    {"View", {kViewMarker}, kNot, kRan, "IR"},
+    {"LcdBeforeView", {kLcdMarker, kViewMarker}, kRan, kNot, "IR"},
+    {"Vcam", {kVcamMarker}, kNot, kNot, "VISUAL"},
+    {"ViewAndVcam", {kViewMarker, kVcamMarker}, kNot, kRan, "VISUAL"},
+    {"All", {kLcdMarker, kViewMarker, kVcamMarker}, kRan, kNot, "VISUAL"},
 };
 
 class MarkerTest : public ::testing::TestWithParam<MarkerCase> {};
 
 TEST_P(MarkerTest, AreLookedAtOnceAtTheTwentiethIdleTimeOut) {
   TestCamera camera("KY", "", GetParam().markers);
-  AddInteractiveItems(camera);
   Idle(camera, 19);
-  EXPECT_EQ(camera.Get(kLcd), "none");
-  EXPECT_EQ(camera.Get(kView), "none");
+  EXPECT_EQ(camera.Get(kLcd), "Untested");
+  EXPECT_EQ(camera.Get(kView), "Untested");
   EXPECT_EQ(camera.Get(kChannel), "IR");
   Idle(camera, 1);
+  // An operator is at the camera, and the task goes on when he has answered.
+  const bool asks = GetParam().lcd == kRan || GetParam().view == kRan;
+  EXPECT_EQ(camera.Camera().Windows().Windows() > 0, asks);
+  EXPECT_EQ(camera.Get(kChannel), asks ? "IR" : GetParam().channel);
+  Idle(camera, 10);
+  EXPECT_EQ(camera.Camera().Windows().Windows(), 0U);
   EXPECT_EQ(camera.Get(kLcd), GetParam().lcd);
   EXPECT_EQ(camera.Get(kView), GetParam().view);
   EXPECT_EQ(camera.Get(kChannel), GetParam().channel);
@@ -91,12 +83,12 @@ TEST_P(MarkerTest, AreLookedAtOnceAtTheTwentiethIdleTimeOut) {
             std::string(GetParam().channel) == "VISUAL" ? "true" : "false");
 
   // Never again.
-  camera.Write(kLcd, "none");
-  camera.Write(kView, "none");
+  camera.Write(kLcd, "Untested");
+  camera.Write(kView, "Untested");
   camera.Set(kChannel, "IR");
   Idle(camera, 60);
-  EXPECT_EQ(camera.Get(kLcd), "none");
-  EXPECT_EQ(camera.Get(kView), "none");
+  EXPECT_EQ(camera.Get(kLcd), "Untested");
+  EXPECT_EQ(camera.Get(kView), "Untested");
   EXPECT_EQ(camera.Get(kChannel), "IR");
 }
 
@@ -105,7 +97,7 @@ INSTANTIATE_TEST_SUITE_P(Files, MarkerTest, ::testing::ValuesIn(kMarkers),
 
 TEST(MarkerTest, MissingTargetsAreSkippedSilently) {
   TestCamera camera("KY", ".desk.hidden=image.services.channel.active", {kLcdMarker, kVcamMarker});
-  Idle(camera, 20);
+  Idle(camera, 30);
   EXPECT_EQ(camera.Get(kChannel), "IR");
   EXPECT_EQ(camera.Get(".image.services.channel.commit"), "true");  // also after a failed open
   EXPECT_EQ(camera.Run("test.items.eeprom.main").value, "OK      ");

@@ -17,6 +17,10 @@
 #include "tests/device/tempsens.h"
 #include "tests/device/video_ddr.h"
 #include "tests/device/visual.h"
+#include "tests/interactive/buttons.h"
+#include "tests/interactive/laser.h"
+#include "tests/interactive/lcd.h"
+#include "tests/interactive/touch_screen.h"
 #include "tests/optics/aperture.h"
 #include "tests/optics/cooler.h"
 #include "tests/optics/filter.h"
@@ -29,7 +33,7 @@ namespace {
 
 struct PlatformCase {
   const char* variant;
-  std::vector<std::string> groups;  // of those that can be tested so far, in their order
+  std::vector<std::string> groups;  // in their order
   const char* batteryClass;         // empty: none
   const char* clockClass;
   bool bfsInUse;
@@ -40,14 +44,19 @@ void PrintTo(const PlatformCase& each, std::ostream* out) {
 
 const PlatformCase kPlatforms[] = {
     {"K",
-     {"eeprom", "shutter", "focus", "tempsens", "aperture", "filter", "battery", "clock", "gps",
-      "visual"},
+     {"eeprom", "shutter", "focus", "tempsens", "lcd", "lcd_i", "aperture", "filter", "buttons",
+      "battery", "clock", "laser", "gps", "visual"},
      "CResBitBattery",
      "CResBitClock",
      false},
-    {"R", {"eeprom", "battery", "clock"}, "CResBitBattery", "CResBitClock", false},
+    {"R",
+     {"eeprom", "lcd", "buttons", "battery", "clock", "laser", "touchscreen"},
+     "CResBitBattery",
+     "CResBitClock",
+     false},
     {"R-sysimg",
-     {"eeprom", "shutter", "focus", "tempsens", "aperture", "battery", "clock", "IRDM", "flash"},
+     {"eeprom", "shutter", "focus", "tempsens", "lcd", "aperture", "buttons", "battery", "clock",
+      "laser", "IRDM", "touchscreen", "flash"},
      "CResBitBattery",
      "CResBitClock",
      false},
@@ -56,15 +65,16 @@ const PlatformCase kPlatforms[] = {
      "",
      "CResBitClock",
      false},
-    {"V", {"eeprom", "shutter", "tempsens"}, "", "", false},
+    {"V", {"eeprom", "shutter", "tempsens", "lcd", "buttons"}, "", "", false},
     {"N7",
-     {"tempsens", "eeprom", "shutter", "visual", "IRDM", "focus", "torch", "clock", "battery"},
+     {"tempsens", "touchscreen", "lcd", "eeprom", "shutter", "buttons", "visual", "IRDM", "focus",
+      "torch", "laser", "clock", "battery"},
      "CResBitBattery",
      "CResBitClock",
      false},
     {"H",
-     {"eeprom", "focus", "tempsens", "filter", "battery", "clock", "gps", "visual", "LCDMagnet",
-      "VDDR", "cooler"},
+     {"eeprom", "focus", "tempsens", "lcd", "viewFinder", "lcd_i", "viewFinder_i", "filter",
+      "buttons", "battery", "clock", "laser", "gps", "visual", "LCDMagnet", "VDDR", "cooler"},
      "CResBitBatteryH",
      "CResBitClockH",
      false},
@@ -74,23 +84,26 @@ const PlatformCase kPlatforms[] = {
      "CResBitClockH",
      false},
     {"KY",
-     {"eeprom", "shutter", "focus", "tempsens", "aperture", "clock", "battery", "VDDR", "gps"},
+     {"eeprom", "shutter", "focus", "tempsens", "aperture", "lcd", "viewFinder", "lcd_i",
+      "viewFinder_i", "clock", "battery", "VDDR", "buttons", "touchscreen", "laser", "gps"},
      "CResBitBatteryFG",
      "CResBitClock",
      false},
     {"R7",
-     {"eeprom", "shutter", "tempsens", "battery", "clock", "flash", "VDDR"},
+     {"eeprom", "shutter", "tempsens", "lcd", "buttons", "battery", "clock", "laser", "touchscreen",
+      "flash", "VDDR"},
      "CResBitBatteryFG",
      "CResBitClock",
      false},
     {"R7-bfs",
-     {"eeprom", "shutter", "tempsens", "battery", "clock", "flash", "VDDR"},
+     {"eeprom", "shutter", "tempsens", "lcd", "buttons", "battery", "clock", "laser", "touchscreen",
+      "flash", "VDDR"},
      "CResBitBatteryFG",
      "CResBitClock",
      true},
     {"R8",
-     {"eeprom", "shutter", "focus", "tempsens", "battery", "clock", "flash", "VDDR", "aperture",
-      "accel", "compass"},
+     {"eeprom", "shutter", "focus", "tempsens", "lcd", "buttons", "battery", "clock", "laser",
+      "touchscreen", "flash", "VDDR", "aperture", "accel", "compass"},
      "CResBitBatteryR8",
      "CResBitClock",
      false},
@@ -100,11 +113,11 @@ const PlatformCase kPlatforms[] = {
      "CResBitClockH",
      false},
     {"LQ",
-     {"eeprom", "shutter", "tempsens", "battery", "clock", "VDDR"},
+     {"eeprom", "shutter", "tempsens", "lcd", "buttons", "battery", "clock", "VDDR"},
      "CResBitBatteryFG",
      "CResBitClock",
      false},
-    {"V8", {"eeprom", "shutter", "tempsens", "clock"}, "", "CResBitClock", true},
+    {"V8", {"eeprom", "shutter", "tempsens", "buttons", "clock", "lcd"}, "", "CResBitClock", true},
 };
 
 std::vector<std::string> NamesOf(const Json& node) {
@@ -168,10 +181,12 @@ INSTANTIATE_TEST_SUITE_P(Variants, PlatformTest, ::testing::ValuesIn(kPlatforms)
 TEST(PlatformNTest, ItemsStandDirectlyUnderItems) {
   TestCamera camera("N");
   const Json items = camera.Tree("test.items");
-  EXPECT_EQ(NamesOf(items), (Names{"battery", "clock", "eeprom", "tempsens", "shutter"}));
-  const char* const classes[] = {"CResBitBattery", "CResBitClock", "CResBitEEPromN",
-                                 "CResBitTempsensN", "CResBitShutterN"};
-  for (std::size_t i = 0; i < 5; ++i) {
+  EXPECT_EQ(NamesOf(items), (Names{"battery", "clock", "eeprom", "tempsens", "laser", "buttons",
+                                   "lcd", "shutter"}));
+  const char* const classes[] = {"CResBitBattery",   "CResBitClock",   "CResBitEEPromN",
+                                 "CResBitTempsensN", "CResBitLaser",   "CResBitButtonsN",
+                                 "CResBitLCD",       "CResBitShutterN"};
+  for (std::size_t i = 0; i < 8; ++i) {
     EXPECT_EQ(items["children"][i]["class"], classes[i]);
     EXPECT_EQ(items["children"][i]["value"], "Untested");
   }
@@ -179,17 +194,17 @@ TEST(PlatformNTest, ItemsStandDirectlyUnderItems) {
   EXPECT_NE(camera.LogLines().back().find(";EE prom      ;"), std::string::npos);
 }
 
-struct OpticsCase {
+struct GroupCase {
   const char* group;
   const char* variants;  // separated by blanks
   Names nodes;
   const char* itemClass;  // of all that are test items
 };
 
-TEST(PlatformTest, OpticsGroupsHaveTheirItemsAndClasses) {
+TEST(PlatformTest, GroupsHaveTheirItemsAndClasses) {
   const Names focus = {"detect", "far", "near", "focus"};
   const Names aperture = {"aperture", "detect", "in", "out"};
-  const OpticsCase cases[] = {
+  const GroupCase cases[] = {
       {"shutter", "K", {"shutter", "detect", "in", "out"}, "CResBitShutterK"},
       {"shutter",
        "R-sysimg M V N7 M7 KY M8 V8",
@@ -205,6 +220,26 @@ TEST(PlatformTest, OpticsGroupsHaveTheirItemsAndClasses) {
       {"aperture", "K", aperture, "CResBitApertureK"},
       {"aperture", "R8", aperture, "CResBitApertureR8"},
       {"aperture", "R-sysimg M M7 KY M8", aperture, "CResBitAperture"},
+      {"buttons", "K", {"buttons"}, "CResBitButtonsK"},
+      {"buttons", "R-sysimg", {"buttons"}, "CResBitButtonsR"},
+      {"buttons", "V", {"buttons"}, "CResBitButtonsV"},
+      {"buttons", "R", {"buttons"}, "CResBitButtonsKRem"},
+      {"buttons", "N7", {"buttons"}, "CResBitButtonsN"},
+      {"buttons", "H", {"buttons"}, "CResBitButtonsH"},
+      {"buttons", "R7", {"buttons"}, "CResBitButtonsR7"},
+      {"buttons", "R7-bfs", {"buttons"}, "CResBitButtonsR7_BfsInUse"},
+      {"buttons", "R8", {"buttons"}, "CResBitButtonsR8"},
+      {"buttons", "LQ", {"buttons"}, "CResBitButtonsLQ"},
+      {"buttons", "V8", {"buttons"}, "CResBitButtonsV8"},
+      {"laser", "R", {"laser"}, "CResBitLaser"},
+      {"touchscreen", "N7", {"touchscreen"}, "CResBitTouchScreen"},
+      {"lcd", "R N7", {"bitmaps"}, "CResBitLCD"},
+      {"lcd", "K R-sysimg V H KY R7 R8 LQ V8", {"images", "testpattern", "bitmaps"}, "CResBitLCD"},
+      {"viewFinder", "H KY", {"images", "testpattern", "bitmaps"}, "CResBitLCD"},
+      {"lcd_i", "K H", {"bitmaps"}, "CResBitLCD_I"},
+      {"viewFinder_i", "H", {"bitmaps"}, "CResBitLCD_I"},
+      {"lcd_i", "KY", {"bitmaps"}, "CResBitLCD_I_Ky"},
+      {"viewFinder_i", "KY", {"bitmaps"}, "CResBitLCD_I_Ky"},
       {"filter", "K", {"filter"}, "CResBitFilter"},
       {"filter", "H", {"filter"}, "CResBitFilterH"},
       {"flash", "R-sysimg R7 R8", {"flash"}, "CResBitFlash"},
@@ -214,7 +249,7 @@ TEST(PlatformTest, OpticsGroupsHaveTheirItemsAndClasses) {
        {"cooler", "command", "coolDownResult", "logResult", "state"},
        "CResBitCooler"},
   };
-  for (const OpticsCase& each : cases) {
+  for (const GroupCase& each : cases) {
     std::istringstream variants(each.variants);
     for (std::string variant; variants >> variant;) {
       TestCamera camera(variant);
@@ -228,6 +263,14 @@ TEST(PlatformTest, OpticsGroupsHaveTheirItemsAndClasses) {
       EXPECT_EQ(group["children"][0]["class"], each.itemClass) << variant;
     }
   }
+}
+
+TEST(PlatformTest, KYHasItemsForBothModelsKeys) {
+  TestCamera camera("KY");
+  const Json group = camera.Tree("test.items.buttons");
+  EXPECT_EQ(NamesOf(group), (Names{"buttons", "buttons090"}));
+  EXPECT_EQ(group["children"][0]["class"], "CResBitButtonsKy");
+  EXPECT_EQ(group["children"][1]["class"], "CResBitButtonsKy090");
 }
 
 TEST(PlatformTest, RDependsOnTheSystemImage) {
@@ -263,13 +306,16 @@ TEST(CreatorTest, WithoutTestItemsNothingIsBuilt) {
   BareCamera camera;
   using Creator = DWORD (*)(CBitTask*, DWORD);
   for (const Creator create :
-       {CreateBatteryGroup, CreateClockGroup, CreateEepromGroup, CreateTempsensGroup,
-        CreateVddrGroup, CreateIrdmGroup, CreateVisualGroup, CreateGpsGroup, CreateLcdMagnetGroup,
-        CreateCompassGroup, CreateAccelGroup, CreateFocusGroup, CreateShutterGroup,
-        CreateApertureGroup, CreateFilterGroup, CreateFlashGroup, CreateTorchGroup,
-        CreateCoolerGroup}) {
+       {CreateBatteryGroup,    CreateClockGroup,    CreateEepromGroup,  CreateTempsensGroup,
+        CreateVddrGroup,       CreateIrdmGroup,     CreateVisualGroup,  CreateGpsGroup,
+        CreateLcdMagnetGroup,  CreateCompassGroup,  CreateAccelGroup,   CreateFocusGroup,
+        CreateShutterGroup,    CreateApertureGroup, CreateFilterGroup,  CreateFlashGroup,
+        CreateTorchGroup,      CreateCoolerGroup,   CreateButtonsGroup, CreateLaserGroup,
+        CreateTouchScreenGroup}) {
     EXPECT_EQ(create(nullptr, 9), TARQ::kStatusNotFound);
   }
+  EXPECT_EQ(CreateLcdGroup(nullptr, 9, true), TARQ::kStatusNotFound);
+  EXPECT_EQ(CreateLcdInteractiveGroup(nullptr, 9, false), TARQ::kStatusNotFound);
   EXPECT_TRUE(camera.Tree("")["children"].empty());
   TARQ::CSupervisor::mpLocalResourceTree = nullptr;
   EXPECT_EQ(CreateEepromGroup(nullptr, 9), 0x64070000U);

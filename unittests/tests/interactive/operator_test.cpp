@@ -1,0 +1,385 @@
+// The interactive tests step by step: keys, touches and answers at given moments, what is on the
+// screen meanwhile, and what is left afterwards.
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+#include "support/test_camera.h"
+#include "tests/interactive/test_window.h"
+
+namespace test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// Acts from a moment on, a second apart: ".desk.key" or another knob with each of the values.
+std::string Acts(double from, const std::string& knob, const Lines& values) {
+  std::string schedule;
+  for (const std::string& value : values) {
+    schedule += std::to_string(from) + " " + knob + "=" + value + ";";
+    from += 1;
+  }
+  return schedule;
+}
+
+// The log's own steps left out.
+Lines Steps(const Json& reply) {
+  Lines steps = TraceLines(reply);
+  std::erase_if(steps, [](const std::string& step) {
+    return step.find(" file /FlashFS/tmp/bitlog.txt") != std::string::npos;
+  });
+  return steps;
+}
+
+// Nobody is at the camera but the schedule; whatever a test made is gone when it ends.
+class InteractiveCamera : public TestCamera {
+ public:
+  explicit InteractiveCamera(const std::string& variant) : TestCamera(variant) {
+    Set(".desk.operator.mode", "none");
+  }
+  ~InteractiveCamera() {
+    EXPECT_EQ(Camera().Windows().Windows(), 0U);
+    EXPECT_EQ(Camera().Windows().Objects(), 0U);
+  }
+  InteractiveCamera(const InteractiveCamera&) = delete;
+  InteractiveCamera& operator=(const InteractiveCamera&) = delete;
+};
+
+struct KeyCase {
+  const char* variant;
+  const char* item;
+  double from;  // s, when the first key is pressed; one a second follows
+  Lines keys;
+  Result expected;
+  double seconds;  // that the test takes
+};
+
+// The last key ends the dialog half a second later; without it the time-out does, whatever is
+// pressed before.
+TEST(KeyTest, KeysCountWhenTheyAreReleased) {
+  constexpr char kItem[] = "test.items.buttons.buttons";
+  const Result ok = {0, "OK      ", "Buttons OK"};
+  const KeyCase cases[] = {
+      // Both codes of a key, in any order; an unknown one and a repeated one change nothing.
+      {"V",
+       kItem,
+       1,
+       {"S", "P", "L", "F2", "Return", "Right", "Left", "0x41", "Down", "S", "Up"},
+       ok,
+       11.5},
+      {"V", kItem, 1, {"Up", "Down", "Left", "Right", "F1", "F2", "R", "P", "S"}, ok, 9.5},
+      {"K",
+       kItem,
+       1,
+       {"F3", "F4", "F8", "F11", "F9", "F10", "F5", "M", "F6", "Up", "Down", "Left", "Right",
+        "Prior", "Next", "Home", "End", "Return"},
+       ok,
+       18.5},
+      {"K",
+       kItem,
+       1,
+       {"F1", "F2", "P", "Add", "Subtract", "Multiply", "A", "Escape", "F", "Up", "Down", "Left",
+        "Right", "Prior", "Next", "Home", "End", "Return"},
+       ok,
+       18.5},
+      // F12 is a key of H, and none of K.
+      {"K",
+       kItem,
+       119,
+       {"F12"},
+       {1, "E 0051  ",
+        "Keys missing: Up, Down, Left, Right, Prior, Next, Home, End, Push, F1, F2, Power, "
+        "Focus Far, Focus Near, Autofocus, Man/Auto, Gallery, Live/Freeze, "},
+       120},
+      {"H",
+       kItem,
+       119,
+       {"F12"},
+       {1, "E 0051  ",
+        "Keys missing: Up, Down, Left, Right, Prior, Next, Home, End, Push, F1, F2, Power, "
+        "Focus Far, Focus Near, Autofocus, Man/Auto, Gallery, Live/Freeze, "},
+       120},
+      {"LQ", kItem, 10, {"F1", "F7", "F8", "F6"}, ok, 13.5},
+      // A key released in the instant of the time-out still counts: 3 s before the dialog, 60 s.
+      {"LQ", kItem, 60, {"F1", "F7", "F8", "F6"}, ok, 63.5},
+      {"LQ", kItem, 60.01, {"F1", "F7", "F8", "F6"}, {1, "E 0051  ", "Keys missing: Store, "}, 63},
+      // Pressed before the dialog is up, a key is lost.
+      {"LQ", kItem, 2.5, {"F1", "F7", "F8", "F6"}, {1, "E 0051  ", "Keys missing: Zoom, "}, 63},
+      {"KY",
+       "test.items.buttons.buttons090",
+       2,
+       {"F2", "F3", "Up", "Down", "Left", "Right", "Return", "F1", "F5", "Numpad2", "F7", "F8",
+        "F6", "Numpad4", "Numpad6", "F9"},
+       ok,
+       17.5},
+  };
+  for (const KeyCase& each : cases) {
+    InteractiveCamera camera(each.variant);
+    camera.Set(".desk.clock.at", Acts(each.from, ".desk.key", each.keys));
+    const Json reply = camera.Write(each.item, "run");
+    EXPECT_EQ(reply["elapsed_ms"], each.seconds * 1000) << each.variant << each.from;
+    EXPECT_EQ(camera.Run(each.item).value, "E 0051  ");  // the next run asks for all keys again
+    EXPECT_EQ((Result{reply["status"], reply["value"],
+                      camera.LogLines().at(10).substr(camera.LogLines().at(10).rfind(';') + 1)}),
+              each.expected)
+        << each.variant << each.from;
+  }
+}
+
+TEST(KeyTest, UnlistedKeyIsToldOnStandardOutput) {
+  InteractiveCamera camera("K");
+  camera.Set(".desk.clock.at", "5 .desk.key=0x99");
+  testing::internal::CaptureStdout();
+  camera.Run("test.items.buttons.buttons");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Unkown:0x99\n");
+}
+
+struct TraceCase {
+  const char* variant;
+  const char* item;
+  const char* schedule;
+  Lines steps;
+};
+
+TEST(InteractiveTraceTest, StepsAndWaitsComeInOrder) {
+  const std::string allTargets = [] {  // of dialog 109: in the middle of 640 x 480
+    Lines points;
+    for (const int y : {122, 228, 337}) {
+      for (const int x : {190, 295, 384}) {
+        points.push_back(std::to_string(x + 30) + "," + std::to_string(y));
+      }
+    }
+    return Acts(4, ".desk.touch", points);
+  }();
+  const TraceCase cases[] = {
+      {"V",
+       "test.items.buttons.buttons",
+       "",
+       {"0 window false true", "0 dialog 107 0 60000.0", "60000 destroy"}},
+      {"R8",
+       "test.items.buttons.buttons",
+       "",
+       {"0 set image.state.freeze.set true 0 0 true", "0 sleep 1000", "1000 window false true",
+        "1000 sleep 2000", "3000 dialog 124 0 63000.0", "63000 destroy",
+        "63000 set image.state.live.set true 0 0 true"}},
+      {"KY",
+       "test.items.buttons.buttons",
+       "",
+       {"0 set image.state.freeze.set true 0 0 true", "0 sleep 1000", "1000 window false true",
+        "1000 dialog 119 0 61000.0", "61000 destroy",
+        "61000 set image.state.live.set true 0 0 true"}},
+      {"R",
+       "test.items.laser.laser",
+       "0 .desk.laser.pressed=true",
+       {"0 set power.settings.laserEnable true 0 0 true",
+        "0 set image.state.freeze.set true 0 0 true", "0 sleep 1000", "1000 window false true",
+        "1000 dialog 102 0 1550.0", "1050 get power.states.laser true true", "1050 sleep 500",
+        "1550 destroy", "1550 set image.state.live.set true 0 0 true"}},
+      {"N7",
+       "test.items.touchscreen.touchscreen",
+       allTargets.c_str(),
+       {"0 set image.state.freeze.set true 0 0 true", "0 sleep 1000", "1000 window false true",
+        "1000 sleep 2000", "3000 dialog 109 0 12500.0", "12000 sleep 500", "12500 destroy",
+        "12500 set image.state.live.set true 0 0 true"}},
+      {"R7",
+       "test.items.lcd.testpattern",
+       "",
+       {"0 set power.settings.lcdEnable true 0 0 true",
+        "0 set ui.userSettings.viewFinder $OFF 0 0 true",
+        "0 set image.state.recall.setW ###TESTPATTERN1### 0 0 true", "0 sleep 3000",
+        "3000 set image.state.recall.setW ###TESTPATTERN2### 0 0 true", "3000 sleep 3000",
+        "6000 set image.state.recall.setW ###TESTPATTERN3### 0 0 true", "6000 sleep 3000",
+        "9000 set image.state.recall.setW ###TESTPATTERN4### 0 0 true", "9000 sleep 3000",
+        "12000 set image.state.recall.setW ###TESTPATTERN5### 0 0 true", "12000 sleep 3000",
+        "15000 set power.settings.lcdEnable true 0 0 true",
+        "15000 set ui.userSettings.viewFinder $OFF 0 0 true",
+        "15000 set image.state.live.set true 0 0 true"}},
+      {"H",
+       "test.items.viewFinder.images",
+       "",
+       {"0 set power.settings.lcdEnable false 0 0 true",
+        "0 set ui.userSettings.viewFinder $ON 0 0 true",
+        "0 set image.state.recall.setW /FlashFS/system/bit/images/ramp_across.jpg 0 0 true",
+        "0 sleep 10000",
+        "10000 set image.state.recall.setW /FlashFS/system/bit/images/ramp_down.jpg 0 0 true",
+        "10000 sleep 10000", "20000 set power.settings.lcdEnable true 0 0 true",
+        "20000 set ui.userSettings.viewFinder $OFF 0 0 true",
+        "20000 set image.state.live.set true 0 0 true"}},
+      {"V8",
+       "test.items.lcd.bitmaps",
+       "0 .desk.lost=g*.bmp",
+       {"0 set power.settings.lcdEnable true 0 0 true",
+        "0 set ui.userSettings.viewFinder $OFF 0 0 true", "0 window false true",
+        "0 bitmap /FlashBFS/system/bit/images/blue.bmp true", "0 sleep 10000", "10000 destroy",
+        "10000 window false true", "10000 bitmap /FlashBFS/system/bit/images/red.bmp true",
+        "10000 sleep 10000", "20000 destroy", "20000 set power.settings.lcdEnable true 0 0 true",
+        "20000 set ui.userSettings.viewFinder $OFF 0 0 true"}},
+      {"H",
+       "test.items.viewFinder_i.bitmaps",
+       "0 .desk.lost=g*.bmp; 1 .desk.key=F2; 2 .desk.key=F4; 3 .desk.key=Up",
+       {"0 set gui.system.hideGraphics true 0 0 true",
+        "0 set power.settings.lcdEnable false 0 0 true", "0 window true true", "0 window true true",
+        "0 bitmap /FlashFS/system/bit/images/blue.bmp true",
+        "0 set power.settings.lcdEnable false 0 0 true", "0 dialog 114 0 1000.0",
+        "1000 window true true", "1000 bitmap /FlashFS/system/bit/images/red.bmp true",
+        "1000 set power.settings.lcdEnable false 0 0 true", "1000 dialog 114 0 2000.0",
+        "2000 dialog 115 0 3500.0", "3000 sleep 500", "3500 destroy", "3500 destroy",
+        "3500 destroy", "3500 set image.state.live.set true 0 0 true",
+        "3500 set power.settings.lcdEnable true 0 0 true"}},
+      {"KY",
+       "test.items.viewFinder_i.bitmaps",
+       "1 .desk.key=F1; 2 .desk.key=F2",
+       {"0 set tcomp.services.autoNuc.active false 0 0 true",
+        "0 set ui.userSettings.hideGraphics true 0 0 true",
+        "0 set power.settings.lcdEnable false 0 0 true",
+        "0 set ui.userSettings.viewFinder $ON 0 0 true", "0 window true true", "0 window true true",
+        "0 bitmap /FlashFS/system/bit/images/blue.bmp true", "0 dialog 114 0 1000.0",
+        "1000 dialog 116 0 2500.0", "2000 sleep 500", "2500 destroy", "2500 destroy",
+        "2500 set image.state.live.set true 0 0 true",
+        "2500 set ui.userSettings.hideGraphics false 0 0 true",
+        "2500 set tcomp.services.autoNuc.active true 0 0 true",
+        "2500 set power.settings.lcdEnable true 0 0 true",
+        "2500 set ui.userSettings.viewFinder $OFF 0 0 true"}},
+  };
+  for (const TraceCase& each : cases) {
+    InteractiveCamera camera(each.variant);
+    camera.Set(".desk.clock.at", each.schedule);
+    EXPECT_EQ(Steps(camera.Write(each.item, "run")), each.steps) << each.variant << each.item;
+  }
+}
+
+struct AnswerCase {
+  const char* keys;  // schedule
+  const char* value;
+  double seconds;
+};
+
+// Three images; every key but the two that answer skips to the next one, since no key test left
+// anything to hit. Without a key the question lasts two minutes.
+TEST(LcdQuestionTest, AnswersDecide) {
+  constexpr char kItem[] = "test.items.lcd_i.bitmaps";
+  const AnswerCase cases[] = {
+      {"1 .desk.key=F2; 2 .desk.key=F2; 3 .desk.key=F4; 4 .desk.key=Z", "Tested  ", 4.5},
+      {"1 .desk.key=F2; 2 .desk.key=F3; 3 .desk.key=Z", "E 00F2  ", 3.5},
+      {"1 .desk.key=Up; 2 .desk.key=Z; 3 .desk.key=F2; 4 .desk.key=Z", "Tested  ", 4.5},
+      {"", "Tested  ", 480},
+      // The last image got no answer: the verdict says FAILED, and an answer there still counts.
+      {"1 .desk.key=F2; 2 .desk.key=F2; 123 .desk.key=F1", "E 00F2  ", 123},
+      {"1 .desk.key=F2; 2 .desk.key=F2; 123 .desk.key=F2", "Tested  ", 123},
+      {"1 .desk.key=F2; 2 .desk.key=F2; 123 .desk.key=Z", "Tested  ", 123.5},
+  };
+  for (const AnswerCase& each : cases) {
+    InteractiveCamera camera("K");
+    camera.Set(".desk.clock.at", each.keys);
+    const Json reply = camera.Write(kItem, "run");
+    EXPECT_EQ(reply["value"], each.value) << each.keys;
+    EXPECT_EQ(reply["elapsed_ms"], each.seconds * 1000) << each.keys;
+  }
+}
+
+// A key test that ended with keys missing leaves them for the question: other keys do not skip
+// then. An unanswered question in turn leaves no answer for the next key test.
+TEST(LcdQuestionTest, SharesTheKeysThatAreMissing) {
+  InteractiveCamera camera("K");
+  EXPECT_EQ(camera.Run("test.items.buttons.buttons").value, "E 0051  ");
+  camera.Set(".desk.clock.at", "1 .desk.key=Up");
+  EXPECT_EQ(camera.Write("test.items.lcd_i.bitmaps", "run")["elapsed_ms"], 480000.0);
+  camera.Set(".desk.clock.at", "1 .desk.key=F1; 2 .desk.key=F2");
+  EXPECT_EQ(camera.Write("test.items.buttons.buttons", "run")["elapsed_ms"], 120000.0);
+}
+
+TEST(LcdImagesTest, AreSortedWithoutCaseAndCutAtAHundred) {
+  constexpr char kFolder[] = "/FlashFS/system/bit/images";
+  InteractiveCamera camera("K");
+  const std::string bitmap = camera.Contents(std::string(kFolder) + "/red.bmp");
+  std::filesystem::remove_all(camera.File(kFolder));
+  const auto shown = [&] {
+    camera.Set(".desk.clock.at", "1000000 .desk.key=Z");
+    Lines names;
+    for (const std::string& step : Steps(camera.Write("test.items.lcd_i.bitmaps", "run"))) {
+      const std::size_t bitmapStep = step.find(" bitmap ");
+      if (bitmapStep != std::string::npos) names.push_back(step.substr(step.rfind('/') + 1));
+    }
+    return names;
+  };
+  for (const char* const name : {"red.bmp", "Blue.bmp", "green.BMP", "notes.txt", "x.jpg"}) {
+    camera.MakeFile(std::string(kFolder) + "/" + name, bitmap);
+  }
+  camera.MakeFile(std::string(kFolder) + "/broken.bmp", "BM");
+  EXPECT_EQ(shown(),
+            (Lines{"Blue.bmp true", "broken.bmp false", "green.BMP true", "red.bmp true"}));
+  // Of more than a hundred the first that the search finds, in byte order: capitals come first.
+  for (int i = 100; i < 202; ++i) {
+    camera.MakeFile(std::string(kFolder) + "/a" + std::to_string(i) + ".bmp", bitmap);
+  }
+  const Lines many = shown();
+  ASSERT_EQ(many.size(), 100U);
+  EXPECT_EQ(many.front(), "a100.bmp true");
+  EXPECT_EQ(many.back(), "Blue.bmp true");
+}
+
+// Two people at two stations: the second test waits for the first, and reads go on.
+TEST(TurnTest, SecondTestWaitsForTheFirst) {
+  InteractiveCamera camera("KY");
+  auto first = std::async([&] { return camera.Write("test.items.buttons.buttons", "run"); });
+  while (camera.Camera().Windows().Windows() == 0) {
+    camera.Get("test.errcnt");
+  }
+  const Json second = camera.Write("test.items.touchscreen.touchscreen", "run");
+  const Json reply = first.get();
+  EXPECT_EQ(reply["value"], "E 0051  ");
+  EXPECT_EQ(second["value"], "E 0051  ");
+  // 61 s of the first one, and 63 s of its own, less what had passed before it was asked for.
+  EXPECT_GT(second["elapsed_ms"].get<double>(), 63000.0);
+}
+
+TEST(TurnTest, MarkersTestIsWaitedForToo) {
+  TestCamera camera("KY", ".desk.operator.mode=none", {"/FlashFS/system/bit/BitRunLCDTest"});
+  camera.Set(".desk.clock.advance", "25");
+  EXPECT_GT(camera.Camera().Windows().Windows(), 0U);
+  EXPECT_EQ(camera.Write("test.items.laser.laser", "run")["elapsed_ms"], 475000.0 + 21000.0);
+  EXPECT_EQ(camera.Get("test.items.lcd_i.bitmaps"), "Tested  ");
+}
+
+TEST(TestWindowTest, NamesAreConvertedUpToTheBuffersSize) {
+  BareCamera camera;
+  EXPECT_STREQ(WideToChar(L""), "");
+  EXPECT_EQ(WideToChar(std::wstring(511, L'a').c_str()), std::string(511, 'a'));
+  EXPECT_STREQ(WideToChar(std::wstring(512, L'a').c_str()), "WideToCharError");
+  EXPECT_STREQ(WideToChar(std::wstring(300, L'\x00E9').c_str()), "WideToCharError");
+}
+
+TEST(ScreenTest, ShowsWhatTheCameraShows) {
+  using Display = desk::CameraScreen::Display;
+  const auto at = [](const desk::Camera& camera, Display display) {
+    return camera.Screen().Render(display)->At(600, 40);
+  };
+  constexpr desk::Colour kBlack = {0, 0, 0};
+  InteractiveCamera camera("KY");
+  desk::Camera& desk = camera.Camera();
+  const desk::Colour live = at(desk, Display::Lcd);
+  EXPECT_NE(live, kBlack);
+  EXPECT_EQ(at(desk, Display::ViewFinder), kBlack);
+  camera.Set(".desk.shutter.stuck", "in");
+  const desk::Colour closed = at(desk, Display::Lcd);
+  EXPECT_NE(closed, live);
+  // Frozen, the shutter's coming and going is not seen.
+  camera.Set(".image.state.freeze.set", "true");
+  camera.Set(".desk.shutter.stuck", "out");
+  EXPECT_EQ(at(desk, Display::Lcd), closed);
+  camera.Set(".image.state.live.set", "true");
+  EXPECT_EQ(at(desk, Display::Lcd), live);
+  camera.Set(".image.state.recall.setW", "###TESTPATTERN5###");
+  EXPECT_EQ(at(desk, Display::Lcd), (desk::Colour{255, 255, 255}));
+  camera.Set(".image.state.recall.setW", "/FlashFS/system/bit/images/ramp_across.jpg");
+  EXPECT_EQ(desk.Screen().Render(Display::Lcd)->At(1000, 300).red > 200, true);
+  EXPECT_EQ(desk.Screen().Render(Display::Lcd)->At(10, 300).red < 50, true);
+  camera.Set(".power.settings.lcdEnable", "false");
+  EXPECT_EQ(at(desk, Display::Lcd), kBlack);
+  camera.Set(".ui.userSettings.viewFinder", "$ON");
+  EXPECT_NE(at(desk, Display::ViewFinder), kBlack);
+}
+
+}  // namespace
+}  // namespace test
