@@ -1,6 +1,11 @@
 #include "coredll/text.h"
 
+#include <windows.h>
+
+#include <algorithm>
 #include <cstdint>
+#include <cwchar>
+#include <cwctype>
 
 namespace desk {
 
@@ -71,3 +76,22 @@ std::wstring ToWide(std::string_view text) {
 }
 
 }  // namespace desk
+
+int WINAPI WideCharToMultiByte(UINT /*codePage*/, DWORD /*flags*/, LPCWSTR wide, int length,
+                               char* text, int size, const char* /*defaultCharacter*/,
+                               BOOL* /*usedDefault*/) {
+  const std::size_t count =
+      length < 0 ? wcslen(wide) + 1 : static_cast<std::size_t>(length);  // with the terminator
+  const std::string bytes = desk::ToUtf8({wide, count});
+  if (size <= 0 || bytes.size() > static_cast<std::size_t>(size)) return 0;
+  std::copy(bytes.begin(), bytes.end(), text);
+  return static_cast<int>(bytes.size());
+}
+
+int _wcsicmp(const wchar_t* first, const wchar_t* second) {
+  for (;; ++first, ++second) {
+    const auto a = static_cast<int>(towlower(static_cast<wint_t>(*first)));
+    const auto b = static_cast<int>(towlower(static_cast<wint_t>(*second)));
+    if (a != b || a == 0) return a - b;
+  }
+}

@@ -491,6 +491,16 @@ bool WindowSystem::TakeTimer(MSG& message, TimePoint now) {
   return true;
 }
 
+// Under the lock: threads come and go, and leave no queue behind.
+void WindowSystem::ForgetIdleQueue() {
+  const std::thread::id self = std::this_thread::get_id();
+  const Queue& queue = mQueues[self];
+  const bool isIdle = queue.input.empty() && queue.timers.empty() && !queue.quit;
+  const bool hasWindow = std::any_of(mWindows.begin(), mWindows.end(),
+                                     [self](const auto& window) { return window->thread == self; });
+  if (isIdle && !hasWindow) mQueues.erase(self);
+}
+
 // False for the quit message.
 bool WindowSystem::Take(MSG& message) {
   for (;;) {
@@ -498,7 +508,7 @@ bool WindowSystem::Take(MSG& message) {
       const std::lock_guard lock(mLock);
       if (TakeWaiting(message)) {
         if (message.message != WM_QUIT) return true;
-        mQueues.erase(std::this_thread::get_id());
+        ForgetIdleQueue();
         return false;
       }
     }

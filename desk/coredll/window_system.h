@@ -172,6 +172,7 @@ class WindowSystem {
   bool TakeWaiting(MSG& message);
   bool TakeTimer(MSG& message, TimePoint now);
   std::optional<TimePoint> NearestTimer();
+  void ForgetIdleQueue();
   void Erase(Window& window, const Area& area);
   void Remove(HWND window);
   void Changed();

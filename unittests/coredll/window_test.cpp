@@ -1,0 +1,476 @@
+// Windows, messages, timers, taps, dialogs and bitmaps, as the interactive tests rely on them.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "coredll/dialog_template.h"
+#include "coredll/resources.h"
+#include "coredll/window_system.h"
+#include "support/test_camera.h"
+
+namespace test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// What a window's procedure was sent, with the camera's time in ms.
+Lines gSeen;
+std::function<INT_PTR(HWND, UINT, WPARAM)> gHandle;
+
+void Note(UINT message, WPARAM wParam) {
+  const char* name = "";
+  switch (message) {
+    case WM_TIMER:
+      name = "timer ";
+      break;
+    case WM_KEYUP:
+      name = "key ";
+      break;
+    case WM_COMMAND:
+      name = "command ";
+      break;
+    case WM_PAINT:
+      name = "paint ";
+      break;
+    default:
+      return;
+  }
+  gSeen.push_back(std::to_string(GetTickCount()) + " " + name + std::to_string(wParam));
+}
+
+LRESULT WINAPI Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+  Note(message, wParam);
+  if (message == WM_DESTROY) PostQuitMessage(0);
+  return DefWindowProcW(window, message, wParam, lParam);
+}
+
+INT_PTR WINAPI DialogProcedure(HWND dialog, UINT message, WPARAM wParam, LPARAM /*lParam*/) {
+  Note(message, wParam);
+  return gHandle ? gHandle(dialog, message, wParam) : FALSE;
+}
+
+class WindowTest : public ::testing::Test {
+ protected:
+  WindowTest() {
+    gSeen.clear();
+    gHandle = nullptr;
+    mCamera.Set(".desk.operator.mode", "none");
+  }
+  ~WindowTest() override {
+    EXPECT_FALSE(Windows().HasQuit());
+    LetActorEnd();
+  }
+  desk::WindowSystem& Windows() { return mCamera.Camera().Windows(); }
+
+  static HWND Create(COLORREF colour, const wchar_t* name = L"Class") {
+    WNDCLASSW windowClass = {};
+    windowClass.lpfnWndProc = Procedure;
+    windowClass.hbrBackground = CreateSolidBrush(colour);
+    windowClass.lpszClassName = name;
+    if (RegisterClassW(&windowClass) == 0) DeleteObject(windowClass.hbrBackground);
+    return CreateWindowExW(0, name, L"Title", WS_VISIBLE, CW_USEDEFAULT, 0, CW_USEDEFAULT, 0,
+                           nullptr, nullptr, nullptr, nullptr);
+  }
+  static INT_PTR RunDialog(WORD number) {
+    return DialogBoxIndirectParamW(
+        nullptr, LoadResource(nullptr, FindResourceW(nullptr, MAKEINTRESOURCEW(number), RT_DIALOG)),
+        nullptr, DialogProcedure, 0);
+  }
+  // Later acts at the camera, by somebody else: seconds from now, knob, value.
+  struct Act {
+    double seconds;
+    const char* knob;
+    const char* value;
+  };
+  void At(std::vector<Act> acts) {
+    LetActorEnd();
+    desk::Clock& clock = mCamera.Camera().Clock();
+    auto ticket = clock.Prepare(desk::Clock::Role::Follows);
+    const desk::TimePoint start = clock.Now();
+    mActor = std::thread([this, &clock, start, ticket, acts = std::move(acts)] {
+      const desk::Clock::Participation participation(clock, ticket);
+      for (const Act& act : acts) {
+        clock.SleepUntil(start + std::chrono::milliseconds(std::lround(act.seconds * 1000)));
+        mCamera.Set(act.knob, act.value);
+      }
+    });
+  }
+  void LetActorEnd() {
+    if (!mActor.joinable()) return;
+    desk::Clock& clock = mCamera.Camera().Clock();
+    clock.SleepUntil(clock.Now() + std::chrono::seconds(10));
+    mActor.join();
+  }
+  static void PumpUntilQuit() {
+    MSG message = {};
+    while (GetMessageW(&message, nullptr, 0, 0) != FALSE) DispatchMessageW(&message);
+  }
+
+  BareCamera mCamera{"KY"};
+  std::thread mActor;
+  // Time passes while this thread waits.
+  desk::Clock::Participation mMover{mCamera.Camera().Clock(), desk::Clock::Role::MovesTime};
+};
+
+TEST_F(WindowTest, FirstRegistrationDecidesTheBackground) {
+  const HWND red = Create(RGB(128, 0, 0));
+  const HWND second = Create(RGB(0, 0, 255));
+  for (const desk::SceneWindow& window : Windows().Scene()) {
+    EXPECT_EQ(window.background, (desk::Colour{128, 0, 0}));
+    EXPECT_EQ(window.area.width, 1024);
+    EXPECT_EQ(window.area.height, 600);
+  }
+  EXPECT_FALSE(UnregisterClassW(L"Class", nullptr));
+  DestroyWindow(red);
+  EXPECT_FALSE(UnregisterClassW(L"Class", nullptr));
+  DestroyWindow(second);
+  EXPECT_FALSE(DestroyWindow(second));
+  EXPECT_TRUE(UnregisterClassW(L"Class", nullptr));
+  // Two windows were destroyed: there is one quit message.
+  EXPECT_TRUE(Windows().HasQuit());
+  PumpUntilQuit();
+  EXPECT_EQ(Windows().Objects(), 0U);
+}
+
+TEST_F(WindowTest, QuitComesBeforePaintAndPaintBeforeTimers) {
+  const HWND kept = Create(RGB(255, 255, 255));
+  const HWND destroyed = Create(RGB(255, 255, 255));
+  SetTimer(kept, 7, 10, nullptr);
+  InvalidateRect(kept, nullptr, FALSE);
+  DestroyWindow(destroyed);
+  Sleep(20);
+  MSG message = {};
+  EXPECT_FALSE(GetMessageW(&message, nullptr, 0, 0));
+  EXPECT_TRUE(GetMessageW(&message, nullptr, 0, 0));
+  EXPECT_EQ(message.message, WM_PAINT);
+  DispatchMessageW(&message);
+  EXPECT_TRUE(GetMessageW(&message, nullptr, 0, 0));
+  EXPECT_EQ(message.message, WM_TIMER);
+  DestroyWindow(kept);
+  PumpUntilQuit();
+}
+
+TEST_F(WindowTest, TimersComeInTheirOrderAndDoNotAddUp) {
+  int timers = 0;
+  gHandle = [&](HWND dialog, UINT message, WPARAM timer) {
+    if (message == WM_INITDIALOG) {
+      SetTimer(dialog, 1, 100, nullptr);
+      SetTimer(dialog, 2, 40, nullptr);
+    }
+    if (message != WM_TIMER) return FALSE;
+    ++timers;
+    if (timers == 2) Sleep(300);            // at 80 ms: both fall due meanwhile, more than once
+    if (timers == 4) KillTimer(dialog, 2);  // what is due is dropped with it
+    if (timers == 6) EndDialog(dialog, static_cast<INT_PTR>(timer));
+    return TRUE;
+  };
+  EXPECT_EQ(RunDialog(101), 1);
+  EXPECT_EQ(gSeen, (Lines{"40 timer 2", "80 timer 2", "380 timer 1", "380 timer 2", "480 timer 1",
+                          "580 timer 1"}));
+}
+
+TEST_F(WindowTest, KeyInTheInstantOfATimeOutComesFirst) {
+  gHandle = [](HWND dialog, UINT message, WPARAM wParam) {
+    if (message == WM_INITDIALOG) SetTimer(dialog, 3, 1000, nullptr);
+    if (message == WM_TIMER) EndDialog(dialog, static_cast<INT_PTR>(wParam));
+    return FALSE;
+  };
+  At({{0.5, ".desk.key", "F10"}, {1, ".desk.key", "Return"}, {1.1, ".desk.key", "F2"}});
+  EXPECT_EQ(RunDialog(101), 3);
+  EXPECT_EQ(gSeen, (Lines{"500 key 121", "1000 key 13", "1000 timer 3"}));
+}
+
+TEST_F(WindowTest, TapsReachEnabledButtonsAlone) {
+  gHandle = [](HWND dialog, UINT message, WPARAM /*wParam*/) {
+    if (message == WM_INITDIALOG) {
+      SetWindowPos(dialog, nullptr, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOZORDER);
+      SetTimer(dialog, 3, 1000, nullptr);
+    }
+    if (message == WM_TIMER) EndDialog(dialog, 0);
+    return FALSE;
+  };
+  // The first target is 216 x 128 pixels at 16, 19 of the client area, which begins at 3, 29.
+  At({{0.1, ".desk.touch", "19,48"},
+      {0.2, ".desk.touch", "18,48"},
+      {0.3, ".desk.touch", "19,47"},
+      {0.4, ".desk.touch", "234,175"},
+      {0.5, ".desk.touch", "235,175"},
+      {0.6, ".desk.touch", "234,176"},
+      {0.7, ".desk.touch", "5,5"},
+      {0.8, ".desk.touch", "1000,590"}});
+  RunDialog(120);
+  gSeen.pop_back();
+  EXPECT_EQ(gSeen, (Lines{"100 command 1029", "400 command 1029"}));
+  gSeen.clear();
+  // Keys of a keypad are shown by disabled buttons.
+  At({{0.1, ".desk.touch", "150,140"}, {0.2, ".desk.touch", "400,70"}});
+  RunDialog(101);
+  EXPECT_EQ(gSeen.size(), 1U);
+}
+
+TEST_F(WindowTest, SlidingOffATargetIsNoTap) {
+  bool tapped = true;
+  gHandle = [&](HWND dialog, UINT message, WPARAM /*wParam*/) {
+    if (message == WM_INITDIALOG) SetTimer(dialog, 3, 10, nullptr);
+    if (message != WM_TIMER) return FALSE;
+    const desk::Area area = Windows().Scene().back().Client();
+    Windows().PressPointer(area.x + 20, area.y + 20);
+    tapped = Windows().ReleasePointer(area.x + 400, area.y + 20);  // within another target
+    EndDialog(dialog, 0);
+    return TRUE;
+  };
+  RunDialog(120);
+  EXPECT_FALSE(tapped);
+}
+
+TEST_F(WindowTest, DialogsLieWhereTheyArePutAndSayWhatTheyAreTold) {
+  std::string text;
+  gHandle = [&](HWND dialog, UINT message, WPARAM /*wParam*/) {
+    if (message == WM_INITDIALOG) {
+      SetWindowPos(dialog, nullptr, 1000, 1000, 0, 0, SWP_NOSIZE);
+      SetTimer(dialog, 3, 10, nullptr);
+      EXPECT_TRUE(SetDlgItemTextW(dialog, 1000, L"OK"));
+      EXPECT_FALSE(SetDlgItemTextW(dialog, 4711, L"OK"));
+    }
+    if (message != WM_TIMER) return FALSE;
+    RECT window = {};
+    GetWindowRect(dialog, &window);
+    EXPECT_EQ(window.left, 1000);
+    EXPECT_EQ(window.top, 1000);
+    RECT client = {};
+    GetClientRect(dialog, &client);
+    EXPECT_EQ(client.right, 272);   // 136 units of 8 / 4
+    EXPECT_EQ(client.bottom, 338);  // 169 units of 16 / 8
+    wchar_t title[12] = L"";
+    EXPECT_EQ(GetWindowTextW(dialog, title, 12), 11);
+    EXPECT_STREQ(title, L"Button Test");
+    text = mCamera.Get(".desk.screen.text");
+    EndDialog(dialog, 5);
+    return TRUE;
+  };
+  EXPECT_EQ(RunDialog(101), 5);
+  EXPECT_EQ(text, "Hit buttons!\nOK\nDown\nLeft\nRight\nF1\nF2\nRecall\nPower\nStore");
+}
+
+TEST_F(WindowTest, NoTemplateNoDialog) {
+  EXPECT_EQ(RunDialog(100), -1);
+  EXPECT_EQ(DialogBoxIndirectParamW(nullptr, nullptr, nullptr, DialogProcedure, 0), -1);
+  const int other = 0;
+  EXPECT_EQ(DialogBoxIndirectParamW(nullptr, &other, nullptr, DialogProcedure, 0), -1);
+  mCamera.Set(".desk.screen.dialogs", "false");
+  EXPECT_EQ(RunDialog(101), -1);
+}
+
+TEST_F(WindowTest, DialogErasesWhatItCovered) {
+  const HWND window = Create(RGB(0, 0, 255));
+  const HDC context = CreateCompatibleDC(nullptr);
+  EXPECT_EQ(context, nullptr);
+  PAINTSTRUCT paint = {};
+  const HDC to = BeginPaint(window, &paint);
+  const HDC memory = CreateCompatibleDC(to);
+  const HBITMAP bitmap = SHLoadDIBitmap(L"/FlashFS/system/bit/images/green.bmp");
+  ASSERT_NE(bitmap, nullptr);
+  SelectObject(memory, bitmap);
+  EXPECT_TRUE(StretchBlt(to, 0, 0, 1024, 600, memory, 0, 0, 96, 72, SRCCOPY));
+  EXPECT_FALSE(StretchBlt(to, 0, 0, 1024, 600, to, 0, 0, 96, 72, SRCCOPY));
+  const auto middle = [this] {
+    return mCamera.Camera().Screen().Render(desk::CameraScreen::Display::Lcd)->At(512, 300);
+  };
+  EXPECT_EQ(middle(), (desk::Colour{0, 160, 0}));  // also before EndPaint
+  DeleteDC(memory);
+  DeleteObject(bitmap);
+  EndPaint(window, &paint);
+  gHandle = [](HWND dialog, UINT message, WPARAM /*wParam*/) {
+    if (message == WM_INITDIALOG) EndDialog(dialog, 0);
+    return FALSE;
+  };
+  RunDialog(101);
+  EXPECT_EQ(middle(), (desk::Colour{0, 0, 255}));
+  EXPECT_EQ(Windows().Objects(), 1U);  // the class' brush
+  DestroyWindow(window);
+  PumpUntilQuit();
+}
+
+// Templates and resources that are cut or damaged are refused, never read beyond their end.
+TEST(TemplateTest, CutAnywhereItIsRefused) {
+  for (WORD number = 101; number <= 127; ++number) {
+    const auto whole = desk::TheModuleResources().Find(5, number);
+    if (!whole) continue;
+    ASSERT_TRUE(desk::ReadDialogTemplate(*whole)) << number;
+    for (std::size_t size = 0; size < whole->size(); ++size) {
+      // In a block of its own, so that a read beyond it shows.
+      const std::vector<std::uint8_t> cut(whole->begin(),
+                                          whole->begin() + static_cast<std::ptrdiff_t>(size));
+      EXPECT_FALSE(desk::ReadDialogTemplate(cut)) << number << " " << size;
+    }
+  }
+}
+
+TEST(TemplateTest, HoldsWhatTheResourceScriptSays) {
+  const auto dialog = desk::ReadDialogTemplate(*desk::TheModuleResources().Find(5, 117));
+  ASSERT_TRUE(dialog);
+  EXPECT_EQ(dialog->title, L"Button Test K-Camera");
+  EXPECT_EQ(dialog->width, 205);
+  EXPECT_EQ(dialog->height, 297);
+  EXPECT_EQ(dialog->style, 0x80C008C0U);
+  ASSERT_EQ(dialog->items.size(), 20U);
+  EXPECT_EQ(dialog->items.back().id, 1032);
+  EXPECT_EQ(dialog->items.back().text, L"IR/Vis");
+  EXPECT_EQ(dialog->items.back().y, 236);
+  EXPECT_EQ(dialog->items.back().style, 0x58010000U);
+  const auto verdict = desk::ReadDialogTemplate(*desk::TheModuleResources().Find(5, 116));
+  EXPECT_EQ(verdict->fontName, L"Courier New");
+  EXPECT_EQ(verdict->pointSize, 20);
+  // 63 units of 16 / 4 and 8 units of 30 / 8.
+  const auto controls = desk::ControlsOf(*verdict, desk::FontOfDialog(L"Courier New", 20));
+  EXPECT_EQ(controls[0].area.width, 252);
+  EXPECT_EQ(controls[0].area.height, 30);
+}
+
+// Each file of the corpus was once worth a look; none may be read beyond its end.
+TEST(TemplateTest, CorpusIsReadWithinItsBounds) {
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(TEST_CORPUS_FOLDER)) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    const std::vector<char> bytes{std::istreambuf_iterator<char>(file),
+                                  std::istreambuf_iterator<char>()};
+    const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
+    desk::ReadDialogTemplate(input);
+    const desk::ModuleResources resources(input);
+    for (WORD number = 101; number <= 127; ++number) {
+      if (const auto found = resources.Find(5, number)) desk::ReadDialogTemplate(*found);
+    }
+    ++files;
+  }
+  EXPECT_GT(files, 10U);
+}
+
+// A bitmap file of 2 x 2 pixels: red, green above, blue, white below.
+struct BitmapFile {
+  int bits = 24;
+  bool topDown = false;
+  std::vector<std::uint8_t> Bytes() const {
+    std::vector<std::uint8_t> palette;
+    std::vector<std::uint8_t> above;
+    std::vector<std::uint8_t> below;
+    switch (bits) {
+      case 1:
+        palette = {0, 0, 255, 0, 255, 255, 255, 0};  // red, white
+        above = {0x40, 0, 0, 0};
+        below = {0xC0, 0, 0, 0};
+        break;
+      case 4:
+        palette = {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0, 255, 255, 255, 0};
+        palette.resize(64);
+        above = {0x01, 0, 0, 0};
+        below = {0x23, 0, 0, 0};
+        break;
+      case 8:
+        palette = {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0, 255, 255, 255, 0};
+        palette.resize(1024);
+        above = {0, 1, 0, 0};
+        below = {2, 3, 0, 0};
+        break;
+      case 16:
+        above = {0x00, 0x7C, 0xE0, 0x03};
+        below = {0x1F, 0x00, 0xFF, 0x7F};
+        break;
+      case 24:
+        above = {0, 0, 255, 0, 255, 0, 0, 0};
+        below = {255, 0, 0, 255, 255, 255, 0, 0};
+        break;
+      default:
+        above = {0, 0, 255, 0, 0, 255, 0, 0};
+        below = {255, 0, 0, 0, 255, 255, 255, 0};
+    }
+    std::vector<std::uint8_t> file(54);
+    const auto put = [&file](std::size_t at, std::uint32_t value, int size) {
+      for (int i = 0; i < size; ++i) {
+        file[at + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(value >> (8 * i));
+      }
+    };
+    file[0] = 'B';
+    file[1] = 'M';
+    put(10, static_cast<std::uint32_t>(54 + palette.size()), 4);
+    put(14, 40, 4);
+    put(18, 2, 4);
+    put(22, topDown ? 0xFFFFFFFE : 2, 4);
+    put(26, 1, 2);
+    put(28, static_cast<std::uint32_t>(bits), 2);
+    file.insert(file.end(), palette.begin(), palette.end());
+    const auto& first = topDown ? above : below;
+    const auto& second = topDown ? below : above;
+    file.insert(file.end(), first.begin(), first.end());
+    file.insert(file.end(), second.begin(), second.end());
+    return file;
+  }
+};
+
+TEST(BitmapTest, EveryDepthAndBothDirectionsAreRead) {
+  for (const int bits : {1, 4, 8, 16, 24, 32}) {
+    for (const bool topDown : {false, true}) {
+      const auto picture = desk::Picture::Read(BitmapFile{bits, topDown}.Bytes());
+      ASSERT_NE(picture, nullptr) << bits << topDown;
+      EXPECT_EQ(picture->At(0, 0), (desk::Colour{255, 0, 0})) << bits << topDown;
+      EXPECT_EQ(picture->At(1, 1), (desk::Colour{255, 255, 255})) << bits << topDown;
+      if (bits == 1) continue;
+      EXPECT_EQ(picture->At(1, 0), (desk::Colour{0, 255, 0})) << bits << topDown;
+      EXPECT_EQ(picture->At(0, 1), (desk::Colour{0, 0, 255})) << bits << topDown;
+    }
+  }
+}
+
+struct BrokenCase {
+  const char* what;
+  std::size_t at;
+  std::vector<std::uint8_t> bytes;
+};
+
+TEST(BitmapTest, BrokenFilesCannotBeLoaded) {
+  const BrokenCase cases[] = {
+      {"no signature", 0, {'X'}},
+      {"pixels beyond the end", 10, {0xFF, 0xFF, 0xFF, 0x7F}},
+      {"pixels within the headers", 10, {20, 0, 0, 0}},
+      {"old header", 14, {12, 0, 0, 0}},
+      {"header without end", 14, {0xFF, 0xFF, 0xFF, 0xFF}},
+      {"no width", 18, {0, 0, 0, 0}},
+      {"negative width", 18, {0xFE, 0xFF, 0xFF, 0xFF}},
+      {"huge width", 18, {0xFF, 0xFF, 0xFF, 0x7F}},
+      {"no height", 22, {0, 0, 0, 0}},
+      {"lowest height", 22, {0, 0, 0, 0x80}},
+      {"more rows than there are", 22, {9, 0, 0, 0}},
+      {"two planes", 26, {2, 0}},
+      {"seven bits", 28, {7, 0}},
+      {"no bits", 28, {0, 0}},
+      {"packed", 30, {1, 0, 0, 0}},
+      {"too many colours", 46, {1, 1, 0, 0}},
+  };
+  BareCamera camera("KY");
+  const auto loads = [&camera](const std::vector<std::uint8_t>& file) {
+    camera.MakeFile("/FlashFS/x.bmp", std::string(file.begin(), file.end()));
+    const HBITMAP bitmap = SHLoadDIBitmap(L"/FlashFS/x.bmp");
+    if (bitmap != nullptr) DeleteObject(bitmap);
+    return bitmap != nullptr;
+  };
+  const std::vector<std::uint8_t> good = BitmapFile{8, false}.Bytes();
+  EXPECT_TRUE(loads(good));
+  for (const BrokenCase& each : cases) {
+    std::vector<std::uint8_t> file = good;
+    std::copy(each.bytes.begin(), each.bytes.end(),
+              file.begin() + static_cast<std::ptrdiff_t>(each.at));
+    EXPECT_FALSE(loads(file)) << each.what;
+  }
+  for (const std::size_t size : {0U, 1U, 13U, 53U, 60U, 1085U}) {
+    EXPECT_FALSE(loads({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
+  }
+  EXPECT_EQ(SHLoadDIBitmap(L"/FlashFS/missing.bmp"), nullptr);
+  EXPECT_EQ(SHLoadDIBitmap(L"/FlashFS"), nullptr);
+  EXPECT_EQ(SHLoadDIBitmap(L"/FlashFS/system/bit/images/ramp_down.jpg"), nullptr);
+}
+
+}  // namespace
+}  // namespace test
