@@ -41,7 +41,8 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, errors[1], STDERR_FILENO);
 
-  const std::string path = std::string(TEST_BIN_FOLDER) + "/" + program;
+  const bool isOurs = !program.starts_with("/");
+  const std::string path = isOurs ? std::string(TEST_BIN_FOLDER) + "/" + program : program;
   std::vector<std::string> words = {path};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<std::string> variables;
@@ -51,7 +52,9 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   }
   // Nothing of the caller's own settings of a camera.
   for (char** variable = environ; *variable != nullptr; ++variable) {
-    if (!std::string(*variable).starts_with("DIAGOR_")) variables.emplace_back(*variable);
+    const std::string text = *variable;
+    const bool isSet = environment.contains(text.substr(0, text.find('=')));
+    if (!text.starts_with("DIAGOR_") && !isSet) variables.push_back(text);
   }
   std::vector<char*> argv = PointersTo(words);
   std::vector<char*> envp = PointersTo(variables);

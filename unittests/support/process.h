@@ -11,7 +11,7 @@ namespace test {
 
 class Process {
  public:
-  // program: by its name in the build's bin folder.
+  // program: by its name in the build's bin folder, or another one by its whole path.
   Process(const std::string& program, const std::vector<std::string>& arguments,
           const std::map<std::string, std::string>& environment = {});
   // Kills what still runs.

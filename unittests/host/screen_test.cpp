@@ -1,0 +1,186 @@
+// The operator at a running camera: by the protocol alone, and at a real desktop window.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <thread>
+
+#include "client/camera_client.h"
+#include "support/process.h"
+#include "support/test_camera.h"
+
+namespace test {
+namespace {
+
+using Environment = std::map<std::string, std::string>;
+
+// A camera on the real clock, where nobody acts but this test.
+class ServedCamera {
+ public:
+  explicit ServedCamera(const std::string& variant, Environment environment = {}) {
+    environment.emplace("DIAGOR_ROOT", mFolder.Path().string() + "/root");
+    environment.emplace("DIAGOR_VARIANT", variant);
+    environment.emplace("DIAGOR_CLOCK", "real");
+    mProcess =
+        std::make_unique<Process>("diagor", std::vector<std::string>{"-p", "0"}, environment);
+    mPort = PortOf(mProcess->ErrorsUntil("serving on http://127.0.0.1:"));
+    mClient = std::make_unique<client::CameraClient>(mPort);
+  }
+  ~ServedCamera() {
+    if (mRun.joinable()) mRun.join();
+  }
+  ServedCamera(const ServedCamera&) = delete;
+  ServedCamera& operator=(const ServedCamera&) = delete;
+
+  void Set(const std::string& path, const std::string& value) { mClient->Set(path, value); }
+  std::string Get(const std::string& path) {
+    return mClient->Get(path)["value"].get<std::string>();
+  }
+  // Starts an item and waits until its dialog is on the screen.
+  void Start(const std::string& item, const std::string& title) {
+    mRun = std::thread([this, item] {
+      try {
+        client::CameraClient client(mPort);
+        mReply = client.Set(item, "run");
+      } catch (const client::ConnectionError&) {
+        mReply = "ended";
+      }
+    });
+    while (Get(".desk.screen.title") != title) {
+    }
+  }
+  Json Result() {
+    mRun.join();
+    return mReply;
+  }
+  void WaitForText(const std::string& text) {
+    while (Get(".desk.screen.text") != text) {
+    }
+  }
+  std::string Picture(const std::string& query) {
+    Process curl("/usr/bin/curl", {"-s", "http://127.0.0.1:" + std::to_string(mPort) +
+                                             "/api/v1/screen.png" + query});
+    EXPECT_EQ(curl.Wait(), 0);
+    return curl.Output();
+  }
+  Process& Program() { return *mProcess; }
+
+ private:
+  TemporaryFolder mFolder;
+  std::unique_ptr<Process> mProcess;
+  std::uint16_t mPort = 0;
+  std::unique_ptr<client::CameraClient> mClient;
+  std::thread mRun;
+  Json mReply;
+};
+
+constexpr char kKeysLeft[] = "Hit buttons!\nOK\nOK\nOK\nOK\nOK\nOK\nOK\nOK\nStore";
+
+TEST(ProtocolTest, KeysAreHitAndSeen) {
+  ServedCamera camera("N");
+  const std::string before = camera.Picture("");
+  EXPECT_TRUE(before.starts_with("\x89PNG"));
+  camera.Start("test.items.buttons", "Button Test N-Camera");
+  const std::string keypad = camera.Picture("");
+  EXPECT_NE(keypad, before);
+  for (const char* const key : {"Power", "F1", "Up", "Down", "0x25", "Right", "F2", "l"}) {
+    camera.Set(".desk.key", key);
+  }
+  camera.WaitForText(kKeysLeft);
+  EXPECT_NE(camera.Picture(""), keypad);
+  EXPECT_NE(camera.Picture("?display=viewfinder"), camera.Picture(""));
+  camera.Set(".desk.key", "Store");
+  EXPECT_EQ(camera.Result()["value"], "OK      ");
+  EXPECT_THROW(camera.Set(".desk.key", "Sideways"), client::RefusedError);
+  EXPECT_THROW(camera.Set(".desk.touch", "99999999999999999999,1"), client::RefusedError);
+}
+
+// The middles of the nine targets of the usual layout, on a screen of 640 x 480 pixels: the dialog
+// of 366 x 274 lies at 137, 103, its client area 3 and 29 further.
+constexpr int kColumns[] = {202, 320, 438};
+constexpr int kRows[] = {176, 254, 332};
+
+TEST(ProtocolTest, TargetsAreTouched) {
+  ServedCamera camera("R");
+  camera.Start("test.items.touchscreen.touchscreen", "Touch Screen Test");
+  for (const int y : kRows) {
+    for (const int x : kColumns) {
+      camera.Set(".desk.touch", std::to_string(x) + "," + std::to_string(y));
+    }
+  }
+  EXPECT_EQ(camera.Result()["value"], "OK      ");
+}
+
+TEST(ProtocolTest, ProcessEndsWhileADialogIsUp) {
+  ServedCamera camera("K");
+  camera.Start("test.items.buttons.buttons", "Button Test K-Camera");
+  camera.Program().Signal(SIGTERM);
+  EXPECT_EQ(camera.Program().Wait(), 0);
+  EXPECT_EQ(camera.Result(), "ended");
+}
+
+// An X server of the test's own, with the camera's window on it.
+class DesktopTest : public ::testing::Test {
+ protected:
+  DesktopTest() {
+    const std::string number = mServer.ErrorsUntil("\n");
+    mDisplay = ":" + number.substr(0, number.find('\n'));
+  }
+  Environment OnDesktop() const {
+    return {{"DISPLAY", mDisplay}, {"DIAGOR_SCREEN", "window"}, {"SDL_VIDEODRIVER", "x11"}};
+  }
+  std::string Desktop(const std::vector<std::string>& words) {
+    Process tool("/usr/bin/xdotool", words, {{"DISPLAY", mDisplay}});
+    EXPECT_EQ(tool.Wait(), 0) << tool.Errors();
+    return tool.Output();
+  }
+  // The camera's window, with the keyboard's focus.
+  std::string Focus(const std::string& title) {
+    std::string window = Desktop({"search", "--sync", "--name", title});
+    window = window.substr(0, window.find('\n'));
+    Desktop({"windowfocus", "--sync", window});
+    return window;
+  }
+
+  Process mServer{"/usr/bin/Xvfb",
+                  {"-displayfd", "2", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"}};
+  std::string mDisplay;
+};
+
+TEST_F(DesktopTest, KeyboardIsTheKeypad) {
+  ServedCamera camera("N", OnDesktop());
+  camera.Start("test.items.buttons", "Button Test N-Camera");
+  Focus("Camera N");
+  for (const char* const key : {"Up", "Down", "Left", "Right", "F1", "F2", "r", "p"}) {
+    Desktop({"key", key});
+  }
+  camera.WaitForText(kKeysLeft);
+  Desktop({"key", "s"});
+  EXPECT_EQ(camera.Result()["value"], "OK      ");
+}
+
+TEST_F(DesktopTest, MouseIsTheFinger) {
+  ServedCamera camera("R", OnDesktop());
+  camera.Start("test.items.touchscreen.touchscreen", "Touch Screen Test");
+  const std::string window = Focus("Camera R");
+  for (const int y : kRows) {
+    for (const int x : kColumns) {
+      Desktop(
+          {"mousemove", "--window", window, std::to_string(x), std::to_string(y), "click", "1"});
+    }
+  }
+  EXPECT_EQ(camera.Result()["value"], "OK      ");
+}
+
+TEST(DesktopStartTest, WithoutADesktopItSaysSo) {
+  const TemporaryFolder folder;
+  Process process("diagor", {"-p", "0"},
+                  {{"DIAGOR_ROOT", folder.Path().string() + "/root"},
+                   {"DIAGOR_SCREEN", "window"},
+                   {"SDL_VIDEODRIVER", "x11"},
+                   {"DISPLAY", ":4711"}});
+  EXPECT_EQ(process.Wait(), 2);
+  EXPECT_NE(process.Errors().find("DIAGOR_SCREEN=window: "), std::string::npos);
+}
+
+}  // namespace
+}  // namespace test
