@@ -169,7 +169,7 @@ Finding AskOperator(const char* folder, const Camera& camera) {
 Finding RunInteractively(const char* folder, const Camera& camera) {
   const InteractiveTurn turn;
   camera.Prepare();
-  const Finding finding = AskOperator(folder, camera);
+  Finding finding = AskOperator(folder, camera);
   camera.Restore();
   return finding;
 }

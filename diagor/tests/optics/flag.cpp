@@ -76,7 +76,7 @@ Finding RunSensedFlag(const SensedFlag& flag, LONG mode, const char* name) {
   OpenedResource truePosition(CameraTree(), flag.truePosition);
   if (!position || !truePosition) return flag.failedInit.Found();
   const TcompPause pause;
-  const Finding finding =
+  Finding finding =
       mode == kFlagFull ? Finding{CheckThreeRounds(position, truePosition, flag), ""}
                         : CheckItem(position, truePosition, kMoveTime, flag.items, mode, name);
   position.Close();
@@ -117,7 +117,7 @@ Finding RunImagedFlag(const ImagedFlag& flag, LONG mode, const char* name, TARQ:
   if (!position) return flag.flag.failedInit.Found();
   if (!pause) pause.emplace();
   if (!judges) {
-    const Finding finding = CheckItem(position, position, 0, flag.flag.items, mode, name);
+    Finding finding = CheckItem(position, position, 0, flag.flag.items, mode, name);
     position.Close();
     pause.reset();
     return finding;
