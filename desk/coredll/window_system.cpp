@@ -118,16 +118,25 @@ std::vector<SceneWindow> WindowSystem::Scene() const {
   return scene;
 }
 
+std::optional<SceneWindow> WindowSystem::TopOnScreen() const {
+  std::vector<SceneWindow> scene = Scene();
+  for (auto window = scene.rbegin(); window != scene.rend(); ++window) {
+    const Area seen = Intersection(window->area, {0, 0, mWidth, mHeight});
+    if (seen.width > 0 && seen.height > 0) return std::move(*window);
+  }
+  return std::nullopt;
+}
+
 std::string WindowSystem::TopTitle() const {
-  const std::vector<SceneWindow> scene = Scene();
-  return scene.empty() ? "" : ToUtf8(scene.back().title);
+  const auto top = TopOnScreen();
+  return top ? ToUtf8(top->title) : "";
 }
 
 std::string WindowSystem::TopText() const {
   std::string text;
-  const std::vector<SceneWindow> scene = Scene();
-  if (scene.empty()) return text;
-  for (const Control& control : scene.back().controls) {
+  const auto top = TopOnScreen();
+  if (!top) return text;
+  for (const Control& control : top->controls) {
     if (!text.empty()) text += "\n";
     text += ToUtf8(control.text);
   }
@@ -168,6 +177,24 @@ const Control* ButtonAt(const SceneWindow& dialog, int x, int y) {
 
 }  // namespace
 
+bool WindowSystem::Tap(int x, int y) {
+  {
+    const std::lock_guard lock(mLock);
+    const Window* const dialog = TopDialog();
+    const Control* const button = dialog == nullptr ? nullptr : ButtonAt(dialog->scene, x, y);
+    if (button == nullptr) return false;
+    Command(*dialog, *button);
+  }
+  Changed();
+  return true;
+}
+
+// Under the lock.
+void WindowSystem::Command(const Window& dialog, const Control& button) {
+  mQueues[dialog.thread].input.push_back(
+      {dialog.handle, WM_COMMAND, static_cast<WPARAM>(button.id), 0, 0, {}});
+}
+
 void WindowSystem::PressPointer(int x, int y) {
   const std::lock_guard lock(mLock);
   mPressed.reset();
@@ -186,8 +213,7 @@ bool WindowSystem::ReleasePointer(int x, int y) {
     if (dialog == nullptr || !pressed || pressed->first != dialog->handle) return false;
     const Control* const button = ButtonAt(dialog->scene, x, y);
     if (button == nullptr || button->id != pressed->second) return false;
-    mQueues[dialog->thread].input.push_back(
-        {dialog->handle, WM_COMMAND, static_cast<WPARAM>(button->id), 0, 0, {}});
+    Command(*dialog, *button);
   }
   Changed();
   return true;
@@ -384,7 +410,8 @@ INT_PTR WindowSystem::RunDialog(const DialogTemplate& dialog, HWND parent, DLGPR
   procedure(handle, WM_INITDIALOG, 0, parameter);
   {
     const std::lock_guard lock(mLock);
-    Find(handle)->visible = true;
+    Window* const window = Find(handle);
+    if (window != nullptr) window->visible = true;
   }
   Changed();
 
@@ -393,6 +420,7 @@ INT_PTR WindowSystem::RunDialog(const DialogTemplate& dialog, HWND parent, DLGPR
     {
       const std::lock_guard lock(mLock);
       const Window* const window = Find(handle);
+      if (window == nullptr) break;  // destroyed by its own procedure
       if (window->ended) {
         result = window->result;
         break;
@@ -562,6 +590,7 @@ bool WindowSystem::HasQuit() const {
 }
 
 bool WindowSystem::StartTimer(HWND window, std::uintptr_t id, Duration period) {
+  period = std::max<Duration>(period, std::chrono::milliseconds(1));
   const TimePoint due = mClock.Now() + period;
   const std::lock_guard lock(mLock);
   if (Find(window) == nullptr) return false;
@@ -608,19 +637,25 @@ bool WindowSystem::Validate(HWND handle) {
   return true;
 }
 
+// Only the window's own thread draws on it: what takes its time is done without the lock.
 bool WindowSystem::Draw(HWND handle, const Picture& picture, const Area& from, const Area& to) {
+  SceneWindow scene;
+  {
+    const std::lock_guard lock(mLock);
+    const Window* const window = Find(handle);
+    if (window == nullptr) return false;
+    scene = window->scene;
+  }
+  auto canvas = scene.canvas == nullptr ? std::make_shared<Picture>(
+                                              scene.area.width, scene.area.height, scene.background)
+                                        : std::make_shared<Picture>(*scene.canvas);
+  canvas->Stretch(picture, from, to);
   {
     const std::lock_guard lock(mLock);
     Window* const window = Find(handle);
     if (window == nullptr) return false;
-    SceneWindow& scene = window->scene;
-    auto canvas =
-        scene.canvas == nullptr
-            ? std::make_shared<Picture>(scene.area.width, scene.area.height, scene.background)
-            : std::make_shared<Picture>(*scene.canvas);
-    canvas->Stretch(picture, from, to);
-    scene.canvas = std::move(canvas);
-    ++scene.drawn;
+    window->scene.canvas = std::move(canvas);
+    ++window->scene.drawn;
   }
   Changed();
   return true;

@@ -80,11 +80,15 @@ class WindowSystem {
 
   // The operator. False when nothing takes it.
   bool ReleaseKey(WPARAM code);
+  // A finger's tap in one; the pair is the mouse's, which may slide.
+  bool Tap(int x, int y);
   void PressPointer(int x, int y);
   bool ReleasePointer(int x, int y);
 
   // From the lowest to the top.
   std::vector<SceneWindow> Scene() const;
+  // The uppermost window of which something lies on the screen.
+  std::optional<SceneWindow> TopOnScreen() const;
   // Grows with whatever can be seen. Others may wait for it.
   std::uint64_t Changes() const;
 
@@ -168,6 +172,7 @@ class WindowSystem {
   Window* Find(HWND window);
   const Window* Find(HWND window) const;
   Window* TopDialog();
+  void Command(const Window& dialog, const Control& button);
   Queue& OwnQueue();
   bool TakeWaiting(MSG& message);
   bool TakeTimer(MSG& message, TimePoint now);

@@ -314,8 +314,7 @@ bool Camera::Touch(const std::string& point) {
   const auto second = std::from_chars(first.ptr + 1, end, y);
   if (second.ec != std::errc() || second.ptr != end) return false;
   if (!Area{0, 0, mWindows.Width(), mWindows.Height()}.Contains(x, y)) return false;
-  mWindows.PressPointer(x, y);
-  mWindows.ReleasePointer(x, y);
+  mWindows.Tap(x, y);
   return true;
 }
 

@@ -14,17 +14,23 @@ constexpr std::wstring_view kTarget = L"Hit me!";
 constexpr std::wstring_view kLaserTitle = L"Laser Test";
 constexpr std::wstring_view kGoodVerdict = L"LCD Test OK";
 constexpr std::wstring_view kFaultyVerdict = L"LCD Test FAILED";
-constexpr double kLaserHeld = 1;  // s
+constexpr int kLaserHeld = 1;  // s, at most
 
-// A list of names, separated by commas.
-bool Lists(const std::string& list, const std::string& name) {
-  std::istringstream names(list);
-  for (std::string each; std::getline(names, each, ',');) {
+// Of a list that is separated by commas.
+std::vector<std::string> Names(const std::string& list) {
+  std::vector<std::string> names;
+  std::istringstream parts(list);
+  for (std::string each; std::getline(parts, each, ',');) {
     const std::size_t first = each.find_first_not_of(' ');
     if (first == std::string::npos) continue;
-    if (each.substr(first, each.find_last_not_of(' ') - first + 1) == name) return true;
+    names.push_back(each.substr(first, each.find_last_not_of(' ') - first + 1));
   }
-  return false;
+  return names;
+}
+
+bool Lists(const std::string& list, const std::string& name) {
+  const std::vector<std::string> names = Names(list);
+  return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 bool Says(const SceneWindow& window, std::wstring_view text) {
@@ -67,10 +73,25 @@ Operator::Operator(Clock& clock, WindowSystem& windows, CameraKeypad keypad, Ope
       mKeypad(std::move(keypad)),
       mHands(std::move(hands)),
       mKnobs(".desk.operator", kRows) {
-  mKnobs[kMode].OnWrite([](const KnobValue& value) {
+  mKnobs[kMode].OnWrite([this](const KnobValue& value) {
     const auto& mode = std::get<std::string>(value);
-    return mode.empty() || mode == "none" || mode == "auto";
+    if (!mode.empty() && mode != "none" && mode != "auto") return false;
+    mClock.Change([this, &mode] {
+      mActs = mode.empty() ? mClock.IsVirtual() : mode == "auto";
+      mIsCalled = true;
+    });
+    return true;
   });
+  mKnobs[kOthers].OnWrite([this](const KnobValue& value) {
+    const std::vector<std::string> names = Names(std::get<std::string>(value));
+    return std::all_of(names.begin(), names.end(), [this](const std::string& name) {
+      return ParseKey(name, mKeypad).has_value();
+    });
+  });
+  mKnobs[kTargets].OnWrite([](const KnobValue& value) {
+    return std::get<std::string>(value).find_first_not_of("123456789, ") == std::string::npos;
+  });
+  mActs = mClock.IsVirtual();
   auto ticket = mClock.Prepare(Clock::Role::Follows);
   mThread = std::thread([this, ticket = std::move(ticket)] {
     const Clock::Participation participation(mClock, ticket);
@@ -83,24 +104,14 @@ Operator::~Operator() {
   mThread.join();
 }
 
-bool Operator::Acts() const {
-  const std::string mode = mKnobs[kMode].Text();
-  return mode.empty() ? mClock.IsVirtual() : mode == "auto";
-}
-
 void Operator::DeliveryStarts(const std::string& path) {
-  if (!Acts() || path != kDisplayTest) return;
+  if (!mActs || path != kDisplayTest) return;
   mClock.Change([this] { mDisplayTestRuns = true; });
 }
 
 Operator::Sight Operator::Look() const {
-  const Area screen = {0, 0, mWindows.Width(), mWindows.Height()};
-  const std::vector<SceneWindow> scene = mWindows.Scene();
-  for (auto window = scene.rbegin(); window != scene.rend(); ++window) {
-    const Area seen = Intersection(window->area, screen);
-    if (seen.width > 0 && seen.height > 0) return {true, *window};
-  }
-  return {};
+  auto top = mWindows.TopOnScreen();
+  return top ? Sight{true, std::move(*top)} : Sight{};
 }
 
 bool Operator::StillSees(const Sight& sight) const {
@@ -113,7 +124,7 @@ bool Operator::StillSees(const Sight& sight) const {
 bool Operator::Pause(double seconds) {
   const auto duration =
       std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
-  return !mClock.Wait([this] { return mStopped; }, mClock.Now() + duration);
+  return !mClock.Wait([this] { return mStopped || !mActs; }, mClock.Now() + duration);
 }
 
 void Operator::MoveDisplayInAndOut() {
@@ -126,9 +137,7 @@ void Operator::MoveDisplayInAndOut() {
 
 // Every key that the dialog shows and the camera has, once, in the dialog's order.
 void Operator::HitKeys(const Sight& sight) {
-  std::istringstream others(mKnobs[kOthers].Text());
-  for (std::string name; std::getline(others, name, ',');) {
-    name.erase(0, name.find_first_not_of(' '));
+  for (const std::string& name : Names(mKnobs[kOthers].Text())) {
     const auto code = ParseKey(name, mKeypad);
     if (!PauseBeforeAct() || !StillSees(sight)) return;
     if (code) Press(*code);
@@ -155,8 +164,7 @@ void Operator::TouchTargets(const Sight& sight) {
     const Area client = sight.window.Client();
     const int x = client.x + control.area.x + control.area.width / 2;
     const int y = client.y + control.area.y + control.area.height / 2;
-    mWindows.PressPointer(x, y);
-    mWindows.ReleasePointer(x, y);
+    mWindows.Tap(x, y);
   }
 }
 
@@ -164,7 +172,14 @@ void Operator::PressLaser(const Sight& sight) {
   const double after = mKnobs[kLaser].Number();
   if (after < 0 || !Pause(after) || !StillSees(sight)) return;
   mHands.pressLaser(true);
-  Pause(kLaserHeld);
+  // Until the dialog has seen it.
+  const TimePoint deadline = mClock.Now() + std::chrono::seconds(kLaserHeld);
+  while (StillSees(sight) && mClock.Now() < deadline) {
+    const std::uint64_t seen = mWindows.Changes();
+    mClock.Wait([this, seen] { return mStopped || !mActs || mWindows.Changes() != seen; },
+                deadline);
+    if (mStopped || !mActs) break;
+  }
   mHands.pressLaser(false);
 }
 
@@ -214,7 +229,10 @@ void Operator::Run() {
           const std::uint64_t changes = mWindows.Changes();
           stopped = mStopped;
           movesDisplay = mDisplayTestRuns;
-          const bool called = stopped || movesDisplay || changes != mSeenChanges;
+          const bool called = stopped || movesDisplay || mIsCalled || changes != mSeenChanges;
+          // Sent for, he looks at what is there with fresh eyes.
+          if (mIsCalled) mHandledWindow = 0;
+          mIsCalled = false;
           mDisplayTestRuns = false;
           mSeenChanges = changes;
           return called;
@@ -222,7 +240,7 @@ void Operator::Run() {
         kNever);
     if (stopped) return;
     if (movesDisplay) MoveDisplayInAndOut();
-    if (Acts()) React();
+    if (mActs) React();
   }
 }
 

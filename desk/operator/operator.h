@@ -2,6 +2,7 @@
 // what is on the screen and knows the camera's keypad; of tests that show nothing he is told.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
 #include <thread>
@@ -40,7 +41,6 @@ class Operator {
   };
   Sight Look() const;
   bool StillSees(const Sight& sight) const;
-  bool Acts() const;
 
   void Run();
   void React();
@@ -79,9 +79,11 @@ class Operator {
   unsigned mHandledWindow = 0;
   unsigned mHandledPictures = 0;
   int mImage = 0;  // since the screen was last the camera's own
-  // Under the clock's lock.
+  // Changed under the clock's lock.
+  std::atomic<bool> mActs{false};
+  std::atomic<bool> mStopped{false};
+  bool mIsCalled = false;
   bool mDisplayTestRuns = false;
-  bool mStopped = false;
   std::thread mThread;
 };
 

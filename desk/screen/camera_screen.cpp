@@ -175,21 +175,16 @@ std::shared_ptr<const Picture> CameraScreen::LiveImage() const {
   return image;
 }
 
-void CameraScreen::DrawCamera(Picture& screen) const {
+void CameraScreen::DrawCamera(Picture& screen, const ImageService::Shown& shown) const {
+  if (DrawPattern(screen, shown.recalled)) return;
   const Area whole = {0, 0, screen.Width(), screen.Height()};
   std::shared_ptr<const Picture> image;
-  bool graphics = true;
-  if (mService != nullptr) {
-    const ImageService::Shown shown = mService->Now();
-    graphics = shown.graphics;
-    if (DrawPattern(screen, shown.recalled)) return;
-    const auto file = shown.recalled.empty() ? std::nullopt : mStorage.Resolve(shown.recalled);
-    if (file) image = Picture::Load(*file);
-    if (image == nullptr) image = shown.frozen;
-  }
+  const auto file = shown.recalled.empty() ? std::nullopt : mStorage.Resolve(shown.recalled);
+  if (file) image = Picture::Load(*file);
+  if (image == nullptr) image = shown.frozen;
   if (image == nullptr) image = LiveImage();
   screen.Stretch(*image, {0, 0, image->Width(), image->Height()}, whole);
-  if (!graphics) return;
+  if (!shown.graphics) return;
   screen.Write(mName, {TextStyle::Face::Bold, 18}, kWhite, {10, 8, 200, 24}, false);
   const int x = screen.Width() / 2;
   const int y = screen.Height() / 2;
@@ -199,11 +194,13 @@ void CameraScreen::DrawCamera(Picture& screen) const {
 
 std::shared_ptr<Picture> CameraScreen::Render(Display display) const {
   auto screen = std::make_shared<Picture>(mWindows.Width(), mWindows.Height(), kBlack);
-  const bool viewFinder = mService != nullptr && mService->Now().viewFinder;
-  const bool lcd = mService == nullptr || mService->Now().lcd;
-  if (display == Display::ViewFinder ? !viewFinder : !lcd) return screen;
+  ImageService::Shown shown;
+  if (mService != nullptr) shown = mService->Now();
+  // A camera whose LCD is off is looked at through its viewfinder.
+  const bool viewFinder = shown.viewFinder || !shown.lcd;
+  if (display == Display::ViewFinder ? !viewFinder : !shown.lcd) return screen;
   const std::vector<SceneWindow> scene = mWindows.Scene();
-  if (scene.empty()) DrawCamera(*screen);
+  if (scene.empty()) DrawCamera(*screen, shown);
   for (const SceneWindow& window : scene) DrawWindow(*screen, window);
   return screen;
 }

@@ -7,11 +7,11 @@
 
 #include "coredll/storage.h"
 #include "screen/picture.h"
+#include "tasks/image_service.h"
 
 namespace desk {
 
 class ImagePipeline;
-class ImageService;
 class WindowSystem;
 struct SceneWindow;
 
@@ -31,7 +31,7 @@ class CameraScreen {
   std::shared_ptr<const Picture> LiveImage() const;
 
  private:
-  void DrawCamera(Picture& screen) const;
+  void DrawCamera(Picture& screen, const ImageService::Shown& shown) const;
 
   const WindowSystem& mWindows;
   const Storage& mStorage;

@@ -42,7 +42,7 @@ KeyCode CodeOf(SDL_Keycode key) {
 void Show(SDL_Window& window, const Picture& screen) {
   SDL_Surface* const surface = SDL_GetWindowSurface(&window);
   if (surface == nullptr) return;
-  const std::vector<std::uint32_t> pixels = screen.Pixels();
+  const std::vector<std::uint32_t>& pixels = screen.Pixels();
   SDL_Surface* const drawn = SDL_CreateRGBSurfaceWithFormatFrom(
       const_cast<std::uint32_t*>(pixels.data()), screen.Width(), screen.Height(), 32,
       4 * screen.Width(), SDL_PIXELFORMAT_XRGB8888);
@@ -54,6 +54,17 @@ void Show(SDL_Window& window, const Picture& screen) {
 
 struct WindowCloser {
   void operator()(SDL_Window* window) const { SDL_DestroyWindow(window); }
+};
+
+// The toolkit, for as long as it is needed.
+struct Toolkit {
+  Toolkit() { SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1"); }
+  ~Toolkit() {
+    SDL_Quit();
+    SDL_TLSCleanup();
+  }
+  Toolkit(const Toolkit&) = delete;
+  Toolkit& operator=(const Toolkit&) = delete;
 };
 
 }  // namespace
@@ -77,7 +88,7 @@ DesktopWindow::~DesktopWindow() {
 // The toolkit wants its windows and events on one thread. The desktop's own waiting has nothing to
 // do with the camera's time.
 void DesktopWindow::Run(const std::function<void(const std::string&)>& opened) {
-  SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+  const Toolkit toolkit;
   if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
     opened(SDL_GetError());
     return;

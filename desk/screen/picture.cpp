@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <mutex>
 
 namespace desk {
@@ -18,28 +19,39 @@ constexpr int kMostPixels = 4096;  // either way
 constexpr std::size_t kMostBytes = 64U << 20;
 constexpr int kJpegQuality = 85;
 
-// Surfaces keep notes about each other, and fonts about what they drew last.
-std::recursive_mutex& DrawingLock() {
-  static std::recursive_mutex lock;
+// The toolkit keeps notes about each thread that asks it for anything; threads come and go here, so
+// they are given back.
+struct Visit {
+  Visit() = default;
+  ~Visit() { SDL_TLSCleanup(); }
+  Visit(const Visit&) = delete;
+  Visit& operator=(const Visit&) = delete;
+};
+
+// A font remembers what it drew last: one text at a time.
+std::mutex& FontLock() {
+  static std::mutex lock;
   return lock;
 }
-using Guard = std::lock_guard<std::recursive_mutex>;
 
 SDL_Rect ToSdl(const Area& area) {
   return {area.x, area.y, area.width, area.height};
 }
 
-SDL_Surface* NewSurface(int width, int height) {
-  return SDL_CreateRGBSurfaceWithFormat(0, width, height, 32, SDL_PIXELFORMAT_XRGB8888);
+struct SurfaceFreer {
+  void operator()(SDL_Surface* surface) const { SDL_FreeSurface(surface); }
+};
+using Surface = std::unique_ptr<SDL_Surface, SurfaceFreer>;
+
+// The toolkit's view of a picture's pixels, for one operation.
+Surface Borrow(const std::vector<std::uint32_t>& pixels, int width, int height) {
+  return Surface(SDL_CreateRGBSurfaceWithFormatFrom(const_cast<std::uint32_t*>(pixels.data()),
+                                                    width, height, 32, 4 * width,
+                                                    SDL_PIXELFORMAT_XRGB8888));
 }
 
 std::uint32_t ToPixel(Colour colour) {
   return static_cast<std::uint32_t>(colour.red << 16 | colour.green << 8 | colour.blue);
-}
-
-std::uint32_t* PixelAt(SDL_Surface& surface, int x, int y) {
-  auto* const row = static_cast<std::uint8_t*>(surface.pixels) + y * surface.pitch;
-  return reinterpret_cast<std::uint32_t*>(row) + x;
 }
 
 const char* FontFile(TextStyle::Face face) {
@@ -57,7 +69,8 @@ const char* FontFile(TextStyle::Face face) {
 // Null where the machine does not have it: the texts are then left out.
 TTF_Font* FontOf(const TextStyle& style) {
   static const bool ready = TTF_Init() == 0;
-  static std::map<std::pair<TextStyle::Face, int>, TTF_Font*> fonts;
+  // For the process' life.
+  static auto& fonts = *new std::map<std::pair<TextStyle::Face, int>, TTF_Font*>;
   if (!ready) return nullptr;
   const auto [place, isNew] = fonts.try_emplace({style.face, style.height}, nullptr);
   if (isNew) {
@@ -109,6 +122,27 @@ bool StartsWith(std::span<const std::uint8_t> file, std::initializer_list<std::u
   return file.size() >= bytes.size() && std::equal(bytes.begin(), bytes.end(), file.begin());
 }
 
+// A JPEG file says how large it is in a frame header, behind any number of other segments.
+bool IsSoundJpeg(std::span<const std::uint8_t> file) {
+  std::size_t at = 2;
+  while (at + 9 <= file.size() && file[at] == 0xFF) {
+    const std::uint8_t marker = file[at + 1];
+    if (marker == 0xFF) {  // padding
+      ++at;
+      continue;
+    }
+    const bool isFrame =
+        marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+    if (isFrame) {
+      const int height = file[at + 5] << 8 | file[at + 6];
+      const int width = file[at + 7] << 8 | file[at + 8];
+      return width > 0 && height > 0 && width <= kMostPixels && height <= kMostPixels;
+    }
+    at += 2 + static_cast<std::size_t>(file[at + 2] << 8 | file[at + 3]);
+  }
+  return false;
+}
+
 }  // namespace
 
 Area Intersection(const Area& first, const Area& second) {
@@ -119,47 +153,29 @@ Area Intersection(const Area& first, const Area& second) {
   return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
 }
 
-struct Picture::Surface {
-  explicit Surface(SDL_Surface* made) : sdl(made) {}
-  ~Surface() { SDL_FreeSurface(sdl); }
-  Surface(const Surface&) = delete;
-  Surface& operator=(const Surface&) = delete;
-  SDL_Surface* sdl;
-};
-
-Picture::Picture(std::unique_ptr<Surface> surface) : mSurface(std::move(surface)) {}
-
-Picture::Picture(int width, int height, Colour colour) {
-  const Guard guard(DrawingLock());
-  mSurface = std::make_unique<Surface>(NewSurface(width, height));
-  if (mSurface->sdl == nullptr) throw std::bad_alloc();
-  SDL_FillRect(mSurface->sdl, nullptr, ToPixel(colour));
-}
-
-Picture::Picture(const Picture& other) {
-  const Guard guard(DrawingLock());
-  mSurface = std::make_unique<Surface>(SDL_DuplicateSurface(other.mSurface->sdl));
-  if (mSurface->sdl == nullptr) throw std::bad_alloc();
-}
-
-Picture::~Picture() {
-  const Guard guard(DrawingLock());
-  mSurface.reset();
-}
+Picture::Picture(int width, int height, Colour colour)
+    : mWidth(std::max(width, 1)),
+      mHeight(std::max(height, 1)),
+      mPixels(static_cast<std::size_t>(mWidth) * static_cast<std::size_t>(mHeight),
+              ToPixel(colour)) {}
 
 std::shared_ptr<Picture> Picture::Read(std::span<const std::uint8_t> file) {
   const bool isBitmap = StartsWith(file, {'B', 'M'}) && IsSoundBitmap(file);
-  const bool isJpeg = StartsWith(file, {0xFF, 0xD8, 0xFF});
+  const bool isJpeg = StartsWith(file, {0xFF, 0xD8, 0xFF}) && IsSoundJpeg(file);
   if (file.size() > kMostBytes || (!isBitmap && !isJpeg)) return nullptr;
-  const Guard guard(DrawingLock());
+  static const int loaders = IMG_Init(IMG_INIT_JPG);  // at the first use, before any other
+  if (isJpeg && (loaders & IMG_INIT_JPG) == 0) return nullptr;
+  const Visit visit;
   SDL_RWops* const stream = SDL_RWFromConstMem(file.data(), static_cast<int>(file.size()));
   if (stream == nullptr) return nullptr;
-  SDL_Surface* const loaded = IMG_LoadTyped_RW(stream, 1, isBitmap ? "BMP" : "JPG");
+  const Surface loaded(IMG_LoadTyped_RW(stream, 1, isBitmap ? "BMP" : "JPG"));
   if (loaded == nullptr) return nullptr;
-  SDL_Surface* const converted = SDL_ConvertSurfaceFormat(loaded, SDL_PIXELFORMAT_XRGB8888, 0);
-  SDL_FreeSurface(loaded);
-  if (converted == nullptr) return nullptr;
-  return std::shared_ptr<Picture>(new Picture(std::make_unique<Surface>(converted)));
+  auto picture = std::make_shared<Picture>(loaded->w, loaded->h, Colour{0, 0, 0});
+  const Surface converted(SDL_ConvertSurfaceFormat(loaded.get(), SDL_PIXELFORMAT_XRGB8888, 0));
+  const Surface target = Borrow(picture->mPixels, picture->mWidth, picture->mHeight);
+  if (converted == nullptr || target == nullptr) return nullptr;
+  SDL_SetSurfaceBlendMode(converted.get(), SDL_BLENDMODE_NONE);
+  return SDL_BlitSurface(converted.get(), nullptr, target.get(), nullptr) == 0 ? picture : nullptr;
 }
 
 namespace {
@@ -185,32 +201,25 @@ std::shared_ptr<Picture> Picture::LoadBitmap(const std::filesystem::path& path) 
   return StartsWith(file, {'B', 'M'}) ? Read(file) : nullptr;
 }
 
-int Picture::Width() const {
-  return mSurface->sdl->w;
-}
-int Picture::Height() const {
-  return mSurface->sdl->h;
-}
-
 Colour Picture::At(int x, int y) const {
-  if (!Area{0, 0, Width(), Height()}.Contains(x, y)) return {0, 0, 0};
-  const Guard guard(DrawingLock());
-  const std::uint32_t pixel = *PixelAt(*mSurface->sdl, x, y);
+  if (!Area{0, 0, mWidth, mHeight}.Contains(x, y)) return {0, 0, 0};
+  const std::uint32_t pixel =
+      mPixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(mWidth) +
+              static_cast<std::size_t>(x)];
   return {static_cast<std::uint8_t>(pixel >> 16), static_cast<std::uint8_t>(pixel >> 8),
           static_cast<std::uint8_t>(pixel)};
 }
 
 void Picture::Set(int x, int y, Colour colour) {
-  if (!Area{0, 0, Width(), Height()}.Contains(x, y)) return;
-  const Guard guard(DrawingLock());
-  *PixelAt(*mSurface->sdl, x, y) = ToPixel(colour);
+  Fill({x, y, 1, 1}, colour);
 }
 
 void Picture::Fill(const Area& area, Colour colour) {
-  if (area.width <= 0 || area.height <= 0) return;
-  const Guard guard(DrawingLock());
-  const SDL_Rect rectangle = ToSdl(area);
-  SDL_FillRect(mSurface->sdl, &rectangle, ToPixel(colour));
+  const Area cut = Intersection(area, {0, 0, mWidth, mHeight});
+  for (int y = cut.y; y < cut.y + cut.height; ++y) {
+    const auto row = mPixels.begin() + static_cast<std::ptrdiff_t>(y) * mWidth + cut.x;
+    std::fill(row, row + cut.width, ToPixel(colour));
+  }
 }
 
 void Picture::Frame(const Area& area, Colour upper, Colour lower) {
@@ -221,48 +230,44 @@ void Picture::Frame(const Area& area, Colour upper, Colour lower) {
 }
 
 void Picture::Stretch(const Picture& from, const Area& fromArea, const Area& toArea) {
-  const Guard guard(DrawingLock());
-  const SDL_Rect source = ToSdl(fromArea);
-  SDL_Rect target = ToSdl(toArea);
-  SDL_BlitScaled(from.mSurface->sdl, &source, mSurface->sdl, &target);
+  const Visit visit;
+  const Surface source = Borrow(from.mPixels, from.mWidth, from.mHeight);
+  const Surface target = Borrow(mPixels, mWidth, mHeight);
+  if (source == nullptr || target == nullptr) return;
+  const SDL_Rect sourceArea = ToSdl(fromArea);
+  SDL_Rect targetArea = ToSdl(toArea);
+  SDL_BlitScaled(source.get(), &sourceArea, target.get(), &targetArea);
 }
 
 void Picture::Write(const std::string& text, const TextStyle& style, Colour colour,
                     const Area& area, bool centred) {
-  const Guard guard(DrawingLock());
-  TTF_Font* const font = FontOf(style);
-  if (font == nullptr || text.empty()) return;
-  SDL_Surface* const drawn =
-      TTF_RenderUTF8_Blended(font, text.c_str(), {colour.red, colour.green, colour.blue, 255});
-  if (drawn == nullptr) return;
-  SDL_Rect target = ToSdl(area);
-  if (centred) target.x += (area.width - drawn->w) / 2;
-  if (centred) target.y += (area.height - drawn->h) / 2;
-  const SDL_Rect cut = ToSdl(area);
-  SDL_SetClipRect(mSurface->sdl, &cut);
-  SDL_BlitSurface(drawn, nullptr, mSurface->sdl, &target);
-  SDL_SetClipRect(mSurface->sdl, nullptr);
-  SDL_FreeSurface(drawn);
-}
-
-std::vector<std::uint32_t> Picture::Pixels() const {
-  const Guard guard(DrawingLock());
-  std::vector<std::uint32_t> pixels;
-  pixels.reserve(static_cast<std::size_t>(Width()) * static_cast<std::size_t>(Height()));
-  for (int y = 0; y < Height(); ++y) {
-    const std::uint32_t* const row = PixelAt(*mSurface->sdl, 0, y);
-    pixels.insert(pixels.end(), row, row + Width());
+  const Visit visit;
+  Surface drawn;
+  {
+    const std::lock_guard lock(FontLock());
+    TTF_Font* const font = FontOf(style);
+    if (font == nullptr || text.empty()) return;
+    drawn.reset(
+        TTF_RenderUTF8_Blended(font, text.c_str(), {colour.red, colour.green, colour.blue, 255}));
   }
-  return pixels;
+  const Surface target = Borrow(mPixels, mWidth, mHeight);
+  if (drawn == nullptr || target == nullptr) return;
+  SDL_Rect place = ToSdl(area);
+  if (centred) place.x += (area.width - drawn->w) / 2;
+  if (centred) place.y += (area.height - drawn->h) / 2;
+  const SDL_Rect cut = ToSdl(area);
+  SDL_SetClipRect(target.get(), &cut);
+  SDL_BlitSurface(drawn.get(), nullptr, target.get(), &place);
 }
 
 std::vector<std::uint8_t> Picture::Png() const {
-  const Guard guard(DrawingLock());
-  std::vector<std::uint8_t> bytes(
-      static_cast<std::size_t>(Width()) * static_cast<std::size_t>(Height()) * 4 + 65536);
+  constexpr std::size_t kOverhead = 65536;  // bytes, beyond the pixels themselves
+  const Visit visit;
+  std::vector<std::uint8_t> bytes(mPixels.size() * sizeof(std::uint32_t) + kOverhead);
   SDL_RWops* const stream = SDL_RWFromMem(bytes.data(), static_cast<int>(bytes.size()));
+  const Surface source = Borrow(mPixels, mWidth, mHeight);
   if (stream == nullptr) return {};
-  const bool saved = IMG_SavePNG_RW(mSurface->sdl, stream, 0) == 0;
+  const bool saved = source != nullptr && IMG_SavePNG_RW(source.get(), stream, 0) == 0;
   const Sint64 size = SDL_RWtell(stream);
   SDL_RWclose(stream);
   bytes.resize(saved && size > 0 ? static_cast<std::size_t>(size) : 0);
@@ -270,17 +275,20 @@ std::vector<std::uint8_t> Picture::Png() const {
 }
 
 bool Picture::SaveBmp(const std::filesystem::path& file) const {
-  const Guard guard(DrawingLock());
-  return SDL_SaveBMP(mSurface->sdl, file.c_str()) == 0;
+  const Visit visit;
+  const Surface source = Borrow(mPixels, mWidth, mHeight);
+  return source != nullptr && SDL_SaveBMP(source.get(), file.c_str()) == 0;
 }
 
 bool Picture::SaveJpeg(const std::filesystem::path& file) const {
-  const Guard guard(DrawingLock());
-  return IMG_SaveJPG(mSurface->sdl, file.c_str(), kJpegQuality) == 0;
+  const Visit visit;
+  const Surface source = Borrow(mPixels, mWidth, mHeight);
+  return source != nullptr && IMG_SaveJPG(source.get(), file.c_str(), kJpegQuality) == 0;
 }
 
 int TextWidth(const std::string& text, const TextStyle& style) {
-  const Guard guard(DrawingLock());
+  const Visit visit;
+  const std::lock_guard lock(FontLock());
   TTF_Font* const font = FontOf(style);
   int width = 0;
   if (font == nullptr || TTF_SizeUTF8(font, text.c_str(), &width, nullptr) != 0) return 0;

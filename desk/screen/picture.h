@@ -1,11 +1,10 @@
-// Pixels: images that are read, drawn on, scaled and written. One picture may be used by several
-// threads; what they do to it happens one after the other.
+// Pixels: images that are read, drawn on, scaled and written. A picture is a value; several threads
+// may read one at the same time.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -41,17 +40,16 @@ struct TextStyle {
 class Picture {
  public:
   Picture(int width, int height, Colour colour);
-  ~Picture();
-  Picture(const Picture& other);
-  Picture& operator=(const Picture&) = delete;
 
   // An image file (BMP, JPEG). Null: there is none, it is broken, or larger than any display.
   static std::shared_ptr<Picture> Load(const std::filesystem::path& file);
   static std::shared_ptr<Picture> LoadBitmap(const std::filesystem::path& file);  // BMP alone
   static std::shared_ptr<Picture> Read(std::span<const std::uint8_t> file);
 
-  int Width() const;
-  int Height() const;
+  int Width() const { return mWidth; }
+  int Height() const { return mHeight; }
+  // 0x00RRGGBB, row by row.
+  const std::vector<std::uint32_t>& Pixels() const { return mPixels; }
   Colour At(int x, int y) const;
   void Set(int x, int y, Colour colour);
 
@@ -63,17 +61,15 @@ class Picture {
   void Write(const std::string& text, const TextStyle& style, Colour colour, const Area& area,
              bool centred);
 
-  // 0x00RRGGBB, row by row.
-  std::vector<std::uint32_t> Pixels() const;
+  // Empty where it cannot be written.
   std::vector<std::uint8_t> Png() const;
   bool SaveBmp(const std::filesystem::path& file) const;
   bool SaveJpeg(const std::filesystem::path& file) const;
 
  private:
-  struct Surface;
-  explicit Picture(std::unique_ptr<Surface> surface);
-
-  std::unique_ptr<Surface> mSurface;
+  int mWidth;
+  int mHeight;
+  std::vector<std::uint32_t> mPixels;
 };
 
 // Width in pixels of a text.

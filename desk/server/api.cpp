@@ -146,17 +146,30 @@ void Api::Handle(const ApiRequest& request, const Send& send) {
   } else if (path->starts_with(kFilesPrefix)) {
     send(ReadFile(std::string_view(*path).substr(kFilesPrefix.size() - 1)));
   } else if (*path == "/api/v1/screen.png") {
-    const bool viewFinder = QueryValue(query, "display") == "viewfinder";
-    const auto screen = mCamera.Screen().Render(viewFinder ? CameraScreen::Display::ViewFinder
-                                                           : CameraScreen::Display::Lcd);
-    const std::vector<std::uint8_t> png = screen->Png();
-    send({200, "image/png", std::string(png.begin(), png.end())});
+    SendScreen(QueryValue(query, "display") == "viewfinder", send);
   } else if (*path == "/healthz") {
     send({200, "application/json", R"({"status":"ok"})"});
   } else {
     send(Problem(404, "No such resource",
                  "try /api/v1/task, /api/v1/camera, /api/v1/files/{path}, /api/v1/screen.png or "
                  "/healthz"));
+  }
+}
+
+// A picture takes a while to draw: other reads do not wait for it.
+void Api::SendScreen(bool viewFinder, const Send& send) {
+  const bool starts = mRunLong([this, viewFinder, send] {
+    const auto screen = mCamera.Screen().Render(viewFinder ? CameraScreen::Display::ViewFinder
+                                                           : CameraScreen::Display::Lcd);
+    const std::vector<std::uint8_t> png = screen->Png();
+    if (png.empty()) {
+      send(Problem(500, "No picture", "the screen could not be drawn; try again"));
+    } else {
+      send({200, "image/png", std::string(png.begin(), png.end())});
+    }
+  });
+  if (!starts) {
+    send(Problem(503, "No room", "too many writes and pictures are under way; try again later"));
   }
 }
 

@@ -41,6 +41,7 @@ class Api {
                   std::string_view query, const Send& send);
   void WriteTask(const ApiRequest& request, std::string_view path, bool traced, const Send& send);
   void WriteCamera(const ApiRequest& request, std::string_view path, const Send& send);
+  void SendScreen(bool viewFinder, const Send& send);
   ApiReply ReadFile(std::string_view path) const;
 
   Camera& mCamera;

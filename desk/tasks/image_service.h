@@ -24,9 +24,9 @@ class ImageService : public CameraTask {
   struct Shown {
     std::string recalled;                   // a file's path or a pattern's name; empty: none
     std::shared_ptr<const Picture> frozen;  // null: live
-    bool lcd;                               // the LCD is on
-    bool viewFinder;                        // the viewfinder is in use
-    bool graphics;                          // the camera's own, over the image
+    bool lcd = true;                        // the LCD is on
+    bool viewFinder = false;                // the viewfinder is in use
+    bool graphics = true;                   // the camera's own, over the image
   };
   Shown Now() const;
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <iterator>
@@ -248,6 +249,9 @@ TEST_F(WindowTest, DialogsLieWhereTheyArePutAndSayWhatTheyAreTold) {
     wchar_t title[12] = L"";
     EXPECT_EQ(GetWindowTextW(dialog, title, 12), 11);
     EXPECT_STREQ(title, L"Button Test");
+    // There it is, but nobody can see it.
+    EXPECT_EQ(mCamera.Get(".desk.screen.text"), "");
+    SetWindowPos(dialog, nullptr, 1023, 0, 0, 0, SWP_NOSIZE);
     text = mCamera.Get(".desk.screen.text");
     EndDialog(dialog, 5);
     return TRUE;
@@ -467,6 +471,17 @@ TEST(BitmapTest, BrokenFilesCannotBeLoaded) {
   for (const std::size_t size : {0U, 1U, 13U, 53U, 60U, 1085U}) {
     EXPECT_FALSE(loads({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
   }
+  // A JPEG file says its size further in: none beyond any display's is begun.
+  std::ifstream jpeg(camera.File("/FlashFS/system/bit/images/ramp_down.jpg"), std::ios::binary);
+  std::vector<char> bytes{std::istreambuf_iterator<char>(jpeg), std::istreambuf_iterator<char>()};
+  std::vector<std::uint8_t> image(bytes.begin(), bytes.end());
+  EXPECT_NE(desk::Picture::Read(image), nullptr);
+  const std::uint8_t frame[] = {0xFF, 0xC0, 0x00, 0x11, 0x08};
+  const auto header = std::search(image.begin(), image.end(), std::begin(frame), std::end(frame));
+  ASSERT_NE(header, image.end());
+  header[5] = 0x3E;  // 15,9xx rows
+  EXPECT_EQ(desk::Picture::Read(image), nullptr);
+  EXPECT_EQ(desk::Picture::Read({image.data(), 100}), nullptr);
   EXPECT_EQ(SHLoadDIBitmap(L"/FlashFS/missing.bmp"), nullptr);
   EXPECT_EQ(SHLoadDIBitmap(L"/FlashFS"), nullptr);
   EXPECT_EQ(SHLoadDIBitmap(L"/FlashFS/system/bit/images/ramp_down.jpg"), nullptr);

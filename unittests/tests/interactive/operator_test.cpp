@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "support/test_camera.h"
+#include "tarq/node_access.h"
 #include "tests/interactive/test_window.h"
 
 namespace test {
@@ -333,16 +334,47 @@ TEST(LcdImagesTest, AreSortedWithoutCaseAndCutAtAHundred) {
 // Two people at two stations: the second test waits for the first, and reads go on.
 TEST(TurnTest, SecondTestWaitsForTheFirst) {
   InteractiveCamera camera("KY");
-  auto first = std::async([&] { return camera.Write("test.items.buttons.buttons", "run"); });
-  while (camera.Camera().Windows().Windows() == 0) {
-    camera.Get("test.errcnt");
+  desk::Camera& desk = camera.Camera();
+  std::promise<double> elapsed[2];
+  {
+    // While this thread has its turn both are asked for, at the same moment.
+    const desk::Clock::Participation mine(desk.Clock(), desk::Clock::Role::Follows);
+    const char* const items[] = {"test.items.buttons.buttons",
+                                 "test.items.touchscreen.touchscreen"};
+    for (int i = 0; i < 2; ++i) {
+      auto& node = *TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(desk.TaskTree()), items[i]);
+      desk.Deliveries().Deliver(
+          node, TARQ::CResourceValue("run"), false, [&, i](const desk::Delivered& delivered) {
+            elapsed[i].set_value(std::chrono::duration<double>(delivered.elapsed).count());
+          });
+    }
+    EXPECT_EQ(camera.Get("test.errcnt"), "0");
   }
-  const Json second = camera.Write("test.items.touchscreen.touchscreen", "run");
-  const Json reply = first.get();
-  EXPECT_EQ(reply["value"], "E 0051  ");
-  EXPECT_EQ(second["value"], "E 0051  ");
-  // 61 s of the first one, and 63 s of its own, less what had passed before it was asked for.
-  EXPECT_GT(second["elapsed_ms"].get<double>(), 63000.0);
+  EXPECT_EQ(elapsed[0].get_future().get(), 61);
+  EXPECT_EQ(elapsed[1].get_future().get(), 61 + 63);
+}
+
+// He comes when he is sent for, and goes in the middle of his work.
+TEST(OperatorTest, ComesAndGoes) {
+  TestCamera camera("V");
+  camera.Set(".desk.operator.mode", "none");
+  camera.Set(".desk.clock.at",
+             "5 .desk.operator.mode=auto; 7.5 .desk.operator.mode=none; "
+             "30 .desk.operator.mode=auto");
+  const Json reply = camera.Write("test.items.buttons.buttons", "run");
+  EXPECT_EQ(reply["value"], "OK      ");
+  // Three keys from 5 s on, the other six from 30 s on, 0.7 s each.
+  EXPECT_NEAR(reply["elapsed_ms"].get<double>(), 34700, 1);
+  EXPECT_NE(camera.Camera().Write(".desk.operator.others", TARQ::CResourceValue("F5 ,Nonsense")),
+            0U);
+  EXPECT_EQ(camera.Camera().Write(".desk.operator.others", TARQ::CResourceValue("F5 , 0x41")), 0U);
+  EXPECT_NE(camera.Camera().Write(".desk.operator.targets", TARQ::CResourceValue("1,x")), 0U);
+}
+
+TEST(OperatorTest, LetsTheLaserButtonGo) {
+  TestCamera camera("K");
+  EXPECT_EQ(camera.Run("test.items.laser.laser").value, "OK      ");
+  EXPECT_EQ(camera.Get(".desk.laser.pressed"), "false");
 }
 
 TEST(TurnTest, MarkersTestIsWaitedForToo) {
