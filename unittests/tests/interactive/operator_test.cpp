@@ -331,6 +331,37 @@ TEST(LcdImagesTest, AreSortedWithoutCaseAndCutAtAHundred) {
   EXPECT_EQ(many.back(), "Blue.bmp true");
 }
 
+// However a run ends, the camera shows its own image on the display that it had.
+TEST(LcdQuestionTest, CameraIsAsBeforeOnEveryPath) {
+  for (const char* const variant : {"H", "KY"}) {
+    for (const char* const item :
+         {"viewFinder_i.bitmaps", "lcd_i.bitmaps", "viewFinder.images", "viewFinder.bitmaps"}) {
+      for (const char* const knob :
+           {".desk.operator.faulty=1", ".desk.operator.mode=none", ".desk.lost=*.bmp",
+            ".desk.screen.windows=false", ".desk.screen.dialogs=false",
+            ".desk.hidden=image.state.recall.setW"}) {
+        TestCamera camera(variant);
+        const std::string text = knob;
+        camera.Set(text.substr(0, text.find('=')), text.substr(text.find('=') + 1));
+        camera.Run(std::string("test.items.") + item);
+        const std::string what = variant + std::string(item) + knob;
+        EXPECT_EQ(camera.Get(".power.settings.lcdEnable"), "true") << what;
+        EXPECT_EQ(camera.Get(".ui.userSettings.viewFinder"), "$OFF") << what;
+        EXPECT_EQ(camera.Get(".ui.userSettings.hideGraphics"), "false") << what;
+        EXPECT_EQ(camera.Get(".desk.image.shows"), "live") << what;
+        if (std::string_view(variant) == "KY") {
+          EXPECT_EQ(camera.Get(".tcomp.services.autoNuc.active"), "true") << what;
+        }
+        EXPECT_EQ(camera.Camera().Windows().Windows(), 0U) << what;
+        // A class whose window could not be created stays, with the red brush of its own.
+        const bool keepsClass = text == ".desk.screen.windows=false" &&
+                                std::string_view(item).find("_i.") != std::string_view::npos;
+        EXPECT_EQ(camera.Camera().Windows().Objects(), keepsClass ? 1U : 0U) << what;
+      }
+    }
+  }
+}
+
 // Two people at two stations: the second test waits for the first, and reads go on.
 TEST(TurnTest, SecondTestWaitsForTheFirst) {
   InteractiveCamera camera("KY");
