@@ -24,7 +24,7 @@ class Driver {
   // The state after the step.
   std::string Step() {
     Judge(mCamera.Set(mAttempt.path, "run"), mAttempt);
-    const std::string state = State();
+    std::string state = State();
     if (state != mState) {
       mState = state;
       Attempt stage = mAttempt;

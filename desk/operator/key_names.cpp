@@ -59,7 +59,8 @@ std::optional<KeyCode> ParseKey(const std::string& text, const CameraKeypad& key
   const char character = text[0];
   if (character >= '0' && character <= '9') return static_cast<KeyCode>(character);
   if (character >= 'A' && character <= 'Z') return static_cast<KeyCode>(character);
-  if (character >= 'a' && character <= 'z') return static_cast<KeyCode>(character - 'a' + 'A');
+  if (character >= 'a' && character <= 'z')
+    return KeyCode{'A'} + static_cast<KeyCode>(character - 'a');
   return std::nullopt;
 }
 

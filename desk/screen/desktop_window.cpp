@@ -34,7 +34,7 @@ KeyCode CodeOf(SDL_Keycode key) {
   }
   constexpr KeyCode kF1 = 0x70;
   if (key >= SDLK_F1 && key <= SDLK_F12) return kF1 + static_cast<KeyCode>(key - SDLK_F1);
-  if (key >= SDLK_a && key <= SDLK_z) return static_cast<KeyCode>(key - SDLK_a + 'A');
+  if (key >= SDLK_a && key <= SDLK_z) return KeyCode{'A'} + static_cast<KeyCode>(key - SDLK_a);
   if (key >= SDLK_0 && key <= SDLK_9) return static_cast<KeyCode>(key);
   return 0;
 }

@@ -55,7 +55,7 @@ INT_PTR WINAPI DialogProcedure(HWND dialog, UINT message, WPARAM wParam, LPARAM 
 }
 
 class WindowTest : public ::testing::Test {
- protected:
+ public:
   WindowTest() {
     gSeen.clear();
     gHandle = nullptr;
@@ -65,6 +65,10 @@ class WindowTest : public ::testing::Test {
     EXPECT_FALSE(Windows().HasQuit());
     LetActorEnd();
   }
+  WindowTest(const WindowTest&) = delete;
+  WindowTest& operator=(const WindowTest&) = delete;
+
+ protected:
   desk::WindowSystem& Windows() { return mCamera.Camera().Windows(); }
 
   static HWND Create(COLORREF colour, const wchar_t* name = L"Class") {

@@ -110,7 +110,7 @@ TEST_P(EepromGroupTest, HasTheBoardsOfThePlatformEachAtItsOwnAddress) {
     const std::string step = TraceLines(reply).at(0);
     const std::string before = std::string("0 i2c ") + row.bus + " " + row.address + " 00 ";
     EXPECT_TRUE(step.starts_with(before) && step.ends_with(" true")) << step;
-    EXPECT_EQ(step.size(), before.size() + 2 * 8 + 5) << step;  // eight bytes
+    EXPECT_EQ(step.size(), before.size() + 21) << step;  // eight bytes, and " true"
 
     std::string chip = std::string(".desk.bus.") + (row.bus[3] == '1' ? "i2c1." : "i2c2.");
     chip += row.address;
