@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <functional>
 #include <thread>
 
 #include "client/camera_client.h"
@@ -133,39 +134,57 @@ class DesktopTest : public ::testing::Test {
     EXPECT_EQ(tool.Wait(), 0) << tool.Errors();
     return tool.Output();
   }
-  // The camera's window, with the keyboard's focus.
-  std::string Focus(const std::string& title) {
-    std::string window = Desktop({"search", "--sync", "--name", title});
-    window = window.substr(0, window.find('\n'));
-    Desktop({"windowfocus", "--sync", window});
-    return window;
+  std::string Find(const std::string& title) {
+    const std::string windows = Desktop({"search", "--sync", "--onlyvisible", "--name", title});
+    return windows.substr(0, windows.find('\n'));
+  }
+  // Does something until the camera shows one more "OK": a window that has just come up may miss
+  // the first tries, and what was hit already stays so.
+  static void Repeat(ServedCamera& camera, const std::function<void()>& act) {
+    constexpr int kLooks = 100;
+    const auto count = [&camera] {
+      const std::string text = camera.Get(".desk.screen.text");
+      int found = 0;
+      for (std::size_t at = 0; (at = text.find("OK", at)) != std::string::npos; ++at) ++found;
+      return found;
+    };
+    const int before = count();
+    for (;;) {
+      act();
+      for (int look = 0; look < kLooks; ++look) {
+        // With the last one hit the dialog is gone soon.
+        if (count() != before) return;
+      }
+    }
   }
 
-  Process mServer{"/usr/bin/Xvfb",
-                  {"-displayfd", "2", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"}};
+  // Only the number of its display comes through; what else it says is nobody's business.
+  Process mServer{
+      "/bin/sh",
+      {"-c", "exec Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp 3>&2 2>/dev/null"}};
   std::string mDisplay;
 };
 
 TEST_F(DesktopTest, KeyboardIsTheKeypad) {
   ServedCamera camera("N", OnDesktop());
   camera.Start("test.items.buttons", "Button Test N-Camera");
-  Focus("Camera N");
-  for (const char* const key : {"Up", "Down", "Left", "Right", "F1", "F2", "r", "p"}) {
-    Desktop({"key", key});
+  const std::string window = Find("Camera N");
+  for (const char* const key : {"Up", "Down", "Left", "Right", "F1", "F2", "r", "p", "s"}) {
+    Repeat(camera, [&] { Desktop({"windowfocus", window, "key", key}); });
   }
-  camera.WaitForText(kKeysLeft);
-  Desktop({"key", "s"});
   EXPECT_EQ(camera.Result()["value"], "OK      ");
 }
 
 TEST_F(DesktopTest, MouseIsTheFinger) {
   ServedCamera camera("R", OnDesktop());
   camera.Start("test.items.touchscreen.touchscreen", "Touch Screen Test");
-  const std::string window = Focus("Camera R");
+  const std::string window = Find("Camera R");
   for (const int y : kRows) {
     for (const int x : kColumns) {
-      Desktop(
-          {"mousemove", "--window", window, std::to_string(x), std::to_string(y), "click", "1"});
+      Repeat(camera, [&] {
+        Desktop(
+            {"mousemove", "--window", window, std::to_string(x), std::to_string(y), "click", "1"});
+      });
     }
   }
   EXPECT_EQ(camera.Result()["value"], "OK      ");

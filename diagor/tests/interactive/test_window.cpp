@@ -17,22 +17,15 @@ constexpr COLORREF kDarkRed = RGB(128, 0, 0);
 constexpr int kConversionSize = 512;  // bytes
 char gConversion[kConversionSize] = "";
 
-// The system's lock has to be made before its first use, by whichever thread comes first.
-class TurnLock {
- public:
-  TurnLock() { InitializeCriticalSection(&mSection); }
-  ~TurnLock() { DeleteCriticalSection(&mSection); }
-  TurnLock(const TurnLock&) = delete;
-  TurnLock& operator=(const TurnLock&) = delete;
-  CRITICAL_SECTION* Section() { return &mSection; }
-
- private:
-  CRITICAL_SECTION mSection = {};
-};
-
+// Made by whichever thread comes first; for the process' life, since a test may still wait in it
+// when the process ends.
 CRITICAL_SECTION* Turn() {
-  static TurnLock lock;
-  return lock.Section();
+  static CRITICAL_SECTION section = {};
+  static const bool isMade = [] {
+    InitializeCriticalSection(&section);
+    return true;
+  }();
+  return isMade ? &section : nullptr;
 }
 
 LRESULT WINAPI TestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {

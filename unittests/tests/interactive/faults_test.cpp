@@ -127,7 +127,7 @@ const FaultCase kCases[] = {
      {0, "OK      ", "Buttons OK"}},
     {"KeysUnlisted",
      "K",
-     ".desk.operator.others=0x41,F12,Z",
+     ".desk.operator.others=0x99,F12,Z",
      "test.items.buttons.buttons",
      {0, "OK      ", "Buttons OK"}},
     {"KeysNoWindow",

@@ -5,8 +5,10 @@
 #include <unistd.h>
 
 #include <future>
+#include <optional>
 #include <thread>
 
+#include "coredll/text.h"
 #include "support/test_camera.h"
 #include "tarq/node_access.h"
 #include "tests/interactive/test_window.h"
@@ -321,14 +323,22 @@ TEST(LcdImagesTest, AreSortedWithoutCaseAndCutAtAHundred) {
   camera.MakeFile(std::string(kFolder) + "/broken.bmp", "BM");
   EXPECT_EQ(shown(),
             (Lines{"Blue.bmp true", "broken.bmp false", "green.BMP true", "red.bmp true"}));
-  // Of more than a hundred the first that the search finds, in byte order: capitals come first.
-  for (int i = 100; i < 202; ++i) {
+  // Of more than a hundred the first that the search finds, in byte order: capitals come first. One
+  // whose name does not fit is none that could be loaded.
+  std::filesystem::remove_all(camera.File(kFolder));
+  Lines expected;
+  for (int i = 100; i < 198; ++i) {
     camera.MakeFile(std::string(kFolder) + "/a" + std::to_string(i) + ".bmp", bitmap);
+    expected.push_back("a" + std::to_string(i) + ".bmp true");
   }
-  const Lines many = shown();
-  ASSERT_EQ(many.size(), 100U);
-  EXPECT_EQ(many.front(), "a100.bmp true");
-  EXPECT_EQ(many.back(), "Blue.bmp true");
+  camera.MakeFile(std::string(kFolder) + "/B.bmp", bitmap);
+  expected.emplace_back("B.bmp true");
+  camera.MakeFile(std::string(kFolder) + "/" + std::string(200, '\xFF') + ".bmp", bitmap);
+  expected.emplace_back("WideToCharError false");
+  EXPECT_EQ(shown(), expected);
+  camera.MakeFile(std::string(kFolder) + "/z.bmp", bitmap);
+  expected.back() = "z.bmp true";
+  EXPECT_EQ(shown(), expected);
 }
 
 // However a run ends, the camera shows its own image on the display that it had.
@@ -359,6 +369,89 @@ TEST(LcdQuestionTest, CameraIsAsBeforeOnEveryPath) {
         EXPECT_EQ(camera.Camera().Windows().Objects(), keepsClass ? 1U : 0U) << what;
       }
     }
+  }
+}
+
+// Somebody who watches the screen while a test runs, at the camera's time.
+class Watcher {
+ public:
+  Watcher(desk::Camera& camera, const std::string& item) : mCamera(camera) {
+    mMine.emplace(camera.Clock(), desk::Clock::Role::Follows);
+    auto& node = *TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(camera.TaskTree()), item);
+    camera.Deliveries().Deliver(node, TARQ::CResourceValue("run"), false,
+                                [this](const desk::Delivered& delivered) {
+                                  mDone.set_value(delivered.value.GetAscii().AsChar());
+                                });
+    Wait(3500);  // a window and a dialog are there by then
+  }
+  void Wait(int ms) {
+    mCamera.Clock().SleepUntil(mCamera.Clock().Now() + std::chrono::milliseconds(ms));
+  }
+  desk::SceneWindow Dialog() const { return mCamera.Windows().Scene().back(); }
+  // The result, after everything that is still to come.
+  std::string Leave() {
+    mMine.reset();
+    return mDone.get_future().get();
+  }
+
+ private:
+  desk::Camera& mCamera;
+  std::optional<desk::Clock::Participation> mMine;
+  std::promise<std::string> mDone;
+};
+
+// Each key turns its own button to "OK", and no other.
+TEST(CaptionTest, TurnToOkOneByOne) {
+  for (const char* const variant :
+       {"V", "N7", "K", "H", "R", "R-sysimg", "R7", "R8", "LQ", "KY", "V8", "R7-bfs"}) {
+    InteractiveCamera camera(variant);
+    desk::Camera& desk = camera.Camera();
+    Watcher watcher(desk, "test.items.buttons.buttons");
+    std::vector<desk::Control> expected = watcher.Dialog().controls;
+    const desk::Picture before = *desk.Screen().Render(desk::CameraScreen::Display::Lcd);
+    std::size_t keys = 0;
+    for (desk::Control& control : expected) {
+      const auto code = desk.Variant().keypad.CodeOf(desk::ToUtf8(control.text));
+      if (!code || ++keys == desk.Variant().keypad.keys.size()) continue;  // the last one ends it
+      desk.Windows().ReleaseKey(*code);
+      watcher.Wait(10);
+      control.text = L"OK";
+      const std::vector<desk::Control> seen = watcher.Dialog().controls;
+      ASSERT_EQ(seen.size(), expected.size()) << variant;
+      for (std::size_t i = 0; i < seen.size(); ++i) {
+        EXPECT_EQ(desk::ToUtf8(seen[i].text), desk::ToUtf8(expected[i].text)) << variant << keys;
+      }
+    }
+    EXPECT_EQ(keys, desk.Variant().keypad.keys.size()) << variant;
+    EXPECT_NE(desk.Screen().Render(desk::CameraScreen::Display::Lcd)->Pixels(), before.Pixels());
+    EXPECT_EQ(watcher.Leave(), "E 0051  ") << variant;
+  }
+}
+
+struct PlaceCase {
+  const char* variant;
+  const char* item;
+  int x;
+  int y;
+};
+
+// In the middle of the screen, but for KY's keypad and the question about an image.
+TEST(PlaceTest, DialogsLieWhereTheOperatorExpectsThem) {
+  const PlaceCase cases[] = {
+      {"V", "test.items.buttons.buttons", (640 - 278) / 2, (480 - 370) / 2},
+      {"K", "test.items.buttons.buttons", (800 - 416) / 2, (680 - 626) / 2},
+      {"KY", "test.items.buttons.buttons", 0, 0},
+      {"KY", "test.items.touchscreen.touchscreen", (1024 - 726) / 2, (600 - 486) / 2},
+      {"K", "test.items.laser.laser", (800 - 276) / 2, (680 - 366) / 2},
+      {"K", "test.items.lcd_i.bitmaps", 1000, 1000},
+  };
+  for (const PlaceCase& each : cases) {
+    InteractiveCamera camera(each.variant);
+    Watcher watcher(camera.Camera(), each.item);
+    const desk::Area area = watcher.Dialog().area;
+    EXPECT_EQ(area.x, each.x) << each.variant << each.item;
+    EXPECT_EQ(area.y, each.y) << each.variant << each.item;
+    watcher.Leave();
   }
 }
 
