@@ -76,8 +76,8 @@ Finding RunSensedFlag(const SensedFlag& flag, LONG mode, const char* name) {
   OpenedResource truePosition(CameraTree(), flag.truePosition);
   if (!position || !truePosition) return flag.failedInit.Found();
   const TcompPause pause;
-  Finding finding =
-      mode == kFlagFull ? Finding{CheckThreeRounds(position, truePosition, flag), ""}
+  Finding finding = mode == kFlagFull
+                        ? Finding{CheckThreeRounds(position, truePosition, flag), ""}
                         : CheckItem(position, truePosition, kMoveTime, flag.items, mode, name);
   position.Close();
   truePosition.Close();
