@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <fstream>
 #include <iterator>
@@ -395,25 +396,27 @@ struct BitmapFile {
         above = {0, 0, 255, 0, 0, 255, 0, 0};
         below = {255, 0, 0, 0, 255, 255, 255, 0};
     }
-    std::vector<std::uint8_t> file(54);
-    const auto put = [&file](std::size_t at, std::uint32_t value, int size) {
+    std::array<std::uint8_t, 54> headers = {};
+    const auto put = [&headers](std::size_t at, std::uint32_t value, int size) {
       for (int i = 0; i < size; ++i) {
-        file[at + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(value >> (8 * i));
+        headers[at + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(value >> (8 * i));
       }
     };
-    file[0] = 'B';
-    file[1] = 'M';
+    headers[0] = 'B';
+    headers[1] = 'M';
     put(10, static_cast<std::uint32_t>(54 + palette.size()), 4);
     put(14, 40, 4);
     put(18, 2, 4);
     put(22, topDown ? 0xFFFFFFFE : 2, 4);
     put(26, 1, 2);
     put(28, static_cast<std::uint32_t>(bits), 2);
-    file.insert(file.end(), palette.begin(), palette.end());
     const auto& first = topDown ? above : below;
     const auto& second = topDown ? below : above;
-    file.insert(file.end(), first.begin(), first.end());
-    file.insert(file.end(), second.begin(), second.end());
+    std::vector<std::uint8_t> file(headers.begin(), headers.end());
+    const std::vector<std::uint8_t>* const parts[] = {&palette, &first, &second};
+    for (const auto* const part : parts) {
+      for (const std::uint8_t byte : *part) file.push_back(byte);
+    }
     return file;
   }
 };

@@ -328,8 +328,9 @@ TEST(LcdImagesTest, AreSortedWithoutCaseAndCutAtAHundred) {
   std::filesystem::remove_all(camera.File(kFolder));
   Lines expected;
   for (int i = 100; i < 198; ++i) {
-    camera.MakeFile(std::string(kFolder) + "/a" + std::to_string(i) + ".bmp", bitmap);
-    expected.push_back("a" + std::to_string(i) + ".bmp true");
+    const std::string name = std::string("a").append(std::to_string(i)).append(".bmp");
+    camera.MakeFile(std::string(kFolder).append("/").append(name), bitmap);
+    expected.push_back(std::string(name).append(" true"));
   }
   camera.MakeFile(std::string(kFolder) + "/B.bmp", bitmap);
   expected.emplace_back("B.bmp true");
