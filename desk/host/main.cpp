@@ -133,6 +133,9 @@ int main(int argc, char** argv) {
     return RunProgram(argc, argv);
   } catch (const std::exception& error) {
     fprintf(stderr, "diagor: %s\n", error.what());
-    return kBadStart;
+    // Also here without waiting: what a desktop's libraries keep for themselves ends with the
+    // process.
+    fflush(nullptr);
+    _exit(kBadStart);
   }
 }
