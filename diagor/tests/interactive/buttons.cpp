@@ -9,8 +9,7 @@
 
 namespace {
 
-constexpr DWORD kFreezeTime = 1000;  // ms, until the image stands
-constexpr DWORD kLookTime = 2000;    // ms; the operator sees the window before the dialog comes
+constexpr DWORD kLookTime = 2000;  // ms; the operator sees the window before the dialog comes
 
 struct ButtonTest {
   WORD dialog;
@@ -43,10 +42,7 @@ constexpr ButtonTest kTestV8 = {126, KeyTestDialogProc<kKeypadV8>, kKeypadV8, fa
 bool ShowKeypad(const ButtonTest& test) {
   gPendingMask = test.mask;
   gLcdAnswer = kLcdGood;  // no question about an image is open
-  if (test.freezes) {
-    SetImageFreeze(true);
-    Sleep(kFreezeTime);
-  }
+  if (test.freezes) FreezeImage();
   const bool hasWindow = CreateTestWindow(false) != 0;
   if (hasWindow) {
     if (test.waitBeforeDialog != 0) Sleep(test.waitBeforeDialog);

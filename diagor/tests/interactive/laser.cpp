@@ -9,7 +9,6 @@ namespace {
 
 constexpr WORD kDialog = 102;
 constexpr int kButton = 1003;
-constexpr DWORD kFreezeTime = 1000;  // ms
 
 constexpr std::uintptr_t kLaserTimeoutTimer = 1;
 constexpr UINT kLaserTimeout = 20000;  // ms
@@ -58,8 +57,7 @@ INT_PTR WINAPI LaserDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM 
 Finding WatchLaser() {
   const InteractiveTurn turn;
   OpenedResource(CameraTree(), "power.settings.laserEnable").Write(TARQ::CResourceValue(true, 0));
-  SetImageFreeze(true);
-  Sleep(kFreezeTime);
+  FreezeImage();
   if (CreateTestWindow(false) == 0) {
     SetImageFreeze(false);
     return {0x40, "Failed to init test"};

@@ -140,6 +140,12 @@ DWORD SetImageFreeze(bool freeze) {
   return 0;
 }
 
+void FreezeImage() {
+  constexpr DWORD kFreezeTime = 1000;  // ms
+  SetImageFreeze(true);
+  Sleep(kFreezeTime);
+}
+
 const char* WideToChar(const wchar_t* text) {
   if (*text == L'\0') return "";
   const int converted = wcslen(text) >= kConversionSize

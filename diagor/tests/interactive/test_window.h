@@ -37,6 +37,8 @@ INT_PTR RunTestDialog(WORD templateNumber, DLGPROC procedure);
 
 // Freezes the camera's image, or shows it live again. Nodes that cannot be opened are skipped.
 DWORD SetImageFreeze(bool freeze);
+// Freezes it and waits until it stands.
+void FreezeImage();
 
 // "WideToCharError" for a text that does not fit. Valid until the next call.
 const char* WideToChar(const wchar_t* text);

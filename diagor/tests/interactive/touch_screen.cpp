@@ -16,7 +16,6 @@ constexpr WORD kDialog = 106;
 constexpr WORD kTallDialog = 109;
 constexpr WORD kLargeDialog = 120;  // with a larger font
 
-constexpr DWORD kFreezeTime = 1000;    // ms
 constexpr DWORD kLookTime = 2000;      // ms
 constexpr UINT kTouchTimeout = 60000;  // ms
 
@@ -48,8 +47,7 @@ WORD DialogOf(LONG platform) {
 Finding TouchTargets(WORD dialog) {
   const InteractiveTurn turn;
   gPendingMask = kAllTargets;
-  SetImageFreeze(true);
-  Sleep(kFreezeTime);
+  FreezeImage();
   if (CreateTestWindow(false) == 0) {
     SetImageFreeze(false);
     return {0xC0, "Failed to init test"};
