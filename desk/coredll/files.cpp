@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
+#include <set>
+#include <sstream>
 
 #include "coredll/machine.h"
 #include "coredll/text.h"
@@ -12,30 +15,58 @@
 
 namespace {
 
-constexpr char kRecordFile[] = "bitlog.txt";  // what it grows by is a client's records
+constexpr char kRecordFile[] = "bitlog.txt";  // each line that is appended to it is a record
+
+// Which open files are record files being appended to. A stream's address is used again: every
+// opening says anew what it is.
+class RecordFiles {
+ public:
+  void Opened(FILE* file, bool isRecordFile) {
+    const std::lock_guard lock(mLock);
+    if (isRecordFile) {
+      mFiles.insert(file);
+    } else {
+      mFiles.erase(file);
+    }
+  }
+  bool Has(FILE* file) {
+    const std::lock_guard lock(mLock);
+    return mFiles.contains(file);
+  }
+
+ private:
+  std::mutex mLock;
+  std::set<FILE*> mFiles;
+};
+
+RecordFiles& TheRecordFiles() {
+  static RecordFiles files;
+  return files;
+}
 
 }  // namespace
 
-// The linker sends every fopen of this process here (--wrap): the program opens the camera's files
-// by the camera's paths.
+// The linker sends every fopen and fwrite of this process here (--wrap): the program opens the
+// camera's files by the camera's paths, and its records are heard of as they are written.
 extern "C" {
 FILE* __real_fopen(const char* path, const char* mode);
 FILE* __wrap_fopen(const char* path, const char* mode);
 FILE* __wrap_fopen64(const char* path, const char* mode);
+std::size_t __real_fwrite(const void* data, std::size_t size, std::size_t count, FILE* file);
+std::size_t __wrap_fwrite(const void* data, std::size_t size, std::size_t count, FILE* file);
 
 FILE* __wrap_fopen(const char* path, const char* mode) {
   // A library may open files before there is a camera.
   if (!desk::HasMachine()) return __real_fopen(path, mode);
 
   const auto mapped = desk::TheMachine().storage.Resolve(path);
-  if (mapped && mode[0] == 'a' && mapped->filename() == kRecordFile &&
-      desk::Observation::Current() != nullptr) {
-    desk::Observation::Current()->WillAppend(*mapped);
-  }
   // The camera opens no directory as a file.
   std::error_code error;
   const bool opens = mapped && !std::filesystem::is_directory(*mapped, error);
   FILE* const file = opens ? __real_fopen(mapped->c_str(), mode) : nullptr;
+  if (file != nullptr) {
+    TheRecordFiles().Opened(file, mode[0] == 'a' && mapped->filename() == kRecordFile);
+  }
   // A file that one thread restarts while another appends: neither writes over the other.
   if (file != nullptr && mode[0] == 'w') fcntl(fileno(file), F_SETFL, O_APPEND);
   if (desk::Observation::IsTraced()) {
@@ -48,6 +79,16 @@ FILE* __wrap_fopen(const char* path, const char* mode) {
 
 FILE* __wrap_fopen64(const char* path, const char* mode) {
   return __wrap_fopen(path, mode);
+}
+
+// Of a record that did not find room whole, nobody is told.
+std::size_t __wrap_fwrite(const void* data, std::size_t size, std::size_t count, FILE* file) {
+  const bool isRecordFile = desk::HasMachine() && TheRecordFiles().Has(file);
+  const std::size_t written = __real_fwrite(data, size, count, file);
+  if (!isRecordFile || written != count) return written;
+  std::istringstream lines(std::string(static_cast<const char*>(data), size * count));
+  for (std::string line; std::getline(lines, line);) desk::RecordWritten(line);
+  return written;
 }
 }
 

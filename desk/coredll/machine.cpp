@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "trace/event_log.h"
 #include "trace/observation.h"
 
 namespace desk {
@@ -25,6 +26,11 @@ void InstallMachine(Machine* machine) {
 
 bool HasMachine() {
   return gMachine != nullptr;
+}
+
+void RecordWritten(const std::string& record) {
+  if (Observation::Current() != nullptr) Observation::Current()->AddRecord(record);
+  TheMachine().events->Add("record", {{"text", record}});
 }
 
 void Device::Trace(const IoRequest& request, bool ok) const {

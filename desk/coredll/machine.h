@@ -35,11 +35,13 @@ class Device {
   virtual void Trace(const IoRequest& request, bool ok) const;
 };
 
+class EventLog;
 class WindowSystem;
 
 struct Machine {
   Clock* clock;
   WindowSystem* windows;
+  EventLog* events;
   Storage storage;
   Registry registry;
   std::vector<std::unique_ptr<Device>> devices;
@@ -49,5 +51,8 @@ struct Machine {
 Machine& TheMachine();
 void InstallMachine(Machine* machine);
 bool HasMachine();
+
+// A record of a test stands in the log file or in the system's log, whole.
+void RecordWritten(const std::string& record);
 
 }  // namespace desk

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <fstream>
 #include <stdexcept>
+#include <typeinfo>
 
 #include "chips/chip.h"
 #include "coredll/handles.h"
@@ -16,6 +17,7 @@
 #include "operator/operator.h"
 #include "tarq/framework.h"
 #include "tarq/node_access.h"
+#include "tarq/trace_value.h"
 #include "tasks/camera_task.h"
 #include "tasks/device_node.h"
 #include "tasks/image_pipeline.h"
@@ -118,6 +120,14 @@ KnobValue ToKnobValue(const NodeStart& start) {
   return std::get<std::string>(start);
 }
 
+// Whether that write makes a test run: a test item is a value with a class of its own, and resets
+// at "Untested".
+bool RunsTest(const TARQ::CServerResource& node, const TARQ::CResourceValue& value) {
+  return node.Type() == TARQ::kValueNode && typeid(node) != typeid(TARQ::CServerResource) &&
+         TARQ::NodeAccess::Path(node).starts_with("test.items.") &&
+         std::string_view(value.GetAscii().AsChar()) != "Untested";
+}
+
 // What clients wrote to nodes that a device drives.
 void ForgetWrites(TARQ::CServerResource& node) {
   if (auto* const device = dynamic_cast<DeviceNode*>(&node)) device->DeviceChanged();
@@ -154,8 +164,9 @@ std::span<const KnobRow> Camera::RegistryKnobRows() {
 Camera::Camera(const CameraSettings& settings)
     : mVariant(LoadVariant(settings.variant)),
       mClock(std::make_unique<desk::Clock>(settings.clock)),
+      mEvents(*mClock),
       mWindows(*mClock, mVariant.displayWidth, mVariant.displayHeight),
-      mMachine{mClock.get(), &mWindows, Storage(settings.root), {}, {}},
+      mMachine{mClock.get(), &mWindows, &mEvents, Storage(settings.root), {}, {}},
       mInstallation(*this),
       mClockKnobs(".desk.clock", kClockRows),
       mTaskKnobs(".desk.task", kTaskRows),
@@ -179,10 +190,8 @@ Camera::Camera(const CameraSettings& settings)
   mOperator = std::make_unique<Operator>(*mClock, mWindows, mVariant.keypad, Hands());
   Publish(mOperator->Knobs());
   StartKnobsOfVariant();
-  mDeliveries = std::make_unique<desk::Deliveries>(*mClock, [this](const std::string& path) {
-    mOperator->DeliveryStarts(path);
-    mSchedule->DeliveryStarts();
-  });
+  mDeliveries = MakeDeliveries();
+  TellOfValues();
   SetStartKnobs(settings.knobs);
 }
 
@@ -190,6 +199,40 @@ Camera::~Camera() {
   mDeliveries.reset();
   mOperator.reset();
   mSchedule.reset();
+}
+
+// From now on: how the camera was assembled is nobody's news.
+void Camera::TellOfValues() {
+  const auto tell = [this](const char* tree) {
+    return [this, tree](const TARQ::CServerResource& node, const TARQ::CResourceValue& value) {
+      mEvents.Add(
+          "value",
+          {{"tree", tree}, {"path", TARQ::NodeAccess::Path(node)}, {"value", ToTraceValue(value)}});
+    };
+  };
+  TARQ::NodeAccess::SetListener(mCameraTree, tell("camera"));
+  TARQ::NodeAccess::SetListener(mTaskTree, tell("task"));
+}
+
+std::unique_ptr<desk::Deliveries> Camera::MakeDeliveries() {
+  const auto starts = [this](const TARQ::CServerResource& node, const TARQ::CResourceValue& value) {
+    const std::string path = TARQ::NodeAccess::Path(node);
+    if (RunsTest(node, value)) mEvents.Add("test-started", {{"path", path}});
+    mOperator->DeliveryStarts(path);
+    mSchedule->DeliveryStarts();
+  };
+  const auto ended = [this](const TARQ::CServerResource& node, const TARQ::CResourceValue& value,
+                            const Delivered& delivered) {
+    if (!RunsTest(node, value)) return;
+    mEvents.Add(
+        "test-ended",
+        {{"path", TARQ::NodeAccess::Path(node)},
+         {"status", static_cast<std::int64_t>(delivered.status)},
+         {"value", ToTraceValue(delivered.value)},
+         {"elapsed_ms", std::chrono::duration<double, std::milli>(delivered.elapsed).count()}});
+  };
+  return std::make_unique<desk::Deliveries>(
+      *mClock, desk::Deliveries::Watcher{.starts = starts, .ended = ended});
 }
 
 Camera::Installation::Installation(Camera& camera) {

@@ -16,6 +16,7 @@
 #include "knobs/knob.h"
 #include "screen/camera_screen.h"
 #include "tarq/deliveries.h"
+#include "trace/event_log.h"
 
 namespace desk {
 
@@ -52,6 +53,7 @@ class Camera {
   TARQ::CResourceTree& CameraTree() { return mCameraTree; }
   TARQ::CResourceTree& TaskTree() { return mTaskTree; }
   desk::Deliveries& Deliveries() { return *mDeliveries; }
+  EventLog& Events() { return mEvents; }
   const desk::Variant& Variant() const { return mVariant; }
 
   // A client's write to a camera-wide node; the status of the node.
@@ -77,6 +79,8 @@ class Camera {
   void AddScreen();
   bool Touch(const std::string& point);
   OperatorHands Hands() const;
+  void TellOfValues();
+  std::unique_ptr<desk::Deliveries> MakeDeliveries();
   void SetStartKnobs(const std::string& knobs);
   void SetRegistry(const std::string& bsp);
   void Restore();
@@ -92,6 +96,7 @@ class Camera {
 
   desk::Variant mVariant;
   std::unique_ptr<desk::Clock> mClock;
+  EventLog mEvents;
   WindowSystem mWindows;
   Machine mMachine;
   Installation mInstallation;  // outlives the trees

@@ -53,7 +53,9 @@ class KnobNode : public TARQ::CServerResource {
     CResourceValue converted(NodeType(mKnob.Row().kind));
     if (converted.Set(value, true) != 0) return TARQ::kStatusRefused;
     changed = true;
-    return mKnob.Write(ToKnobValue(converted)) ? 0 : TARQ::kStatusRefused;
+    if (!mKnob.Write(ToKnobValue(converted))) return TARQ::kStatusRefused;
+    TARQ::NodeAccess::ValueChanged(*this, converted);
+    return 0;
   }
 
   DWORD GetImpl(CResourceValue& value) override { return value.Set(ToResourceValue(mKnob), false); }

@@ -105,7 +105,32 @@ ApiReply Refused(std::string_view path) {
   return Problem(422, "Refused", "the node " + std::string(path) + " does not take that value");
 }
 
+ApiReply NoRoom() {
+  return Problem(503, "No room", "too many writes and pictures are under way; try again later");
+}
+
 }  // namespace
+
+// The place of one long write; given back when it is left, at the latest with its last holder.
+class Api::Room {
+ public:
+  explicit Room(std::atomic<int>& taken) : mTaken(taken) {}
+  ~Room() { Leave(); }
+  Room(const Room&) = delete;
+  Room& operator=(const Room&) = delete;
+  void Leave() {
+    if (!mIsLeft.exchange(true)) --mTaken;
+  }
+
+ private:
+  std::atomic<int>& mTaken;
+  std::atomic<bool> mIsLeft{false};
+};
+
+std::shared_ptr<Api::Room> Api::TakeRoom() {
+  auto room = std::make_shared<Room>(mLongWrites);
+  return ++mLongWrites > kMostLongWrites ? nullptr : room;
+}
 
 ApiReply Problem(unsigned status, const std::string& title, const std::string& detail) {
   Json json;
@@ -113,7 +138,7 @@ ApiReply Problem(unsigned status, const std::string& title, const std::string& d
   json["title"] = title;
   json["status"] = status;
   json["detail"] = detail;
-  return {status, "application/problem+json", Dump(json)};
+  return {status, "application/problem+json", Dump(json), {}};
 }
 
 Api::Api(Camera& camera, RunLong runLong) : mCamera(camera), mRunLong(std::move(runLong)) {}
@@ -147,30 +172,55 @@ void Api::Handle(const ApiRequest& request, const Send& send) {
     send(ReadFile(std::string_view(*path).substr(kFilesPrefix.size() - 1)));
   } else if (*path == "/api/v1/screen.png") {
     SendScreen(QueryValue(query, "display") == "viewfinder", send);
+  } else if (*path == "/api/v1/events") {
+    send(Events(request, query));
   } else if (*path == "/healthz") {
-    send({200, "application/json", R"({"status":"ok"})"});
+    send({200, "application/json", R"({"status":"ok"})", {}});
   } else {
     send(Problem(404, "No such resource",
-                 "try /api/v1/task, /api/v1/camera, /api/v1/files/{path}, /api/v1/screen.png or "
-                 "/healthz"));
+                 "try /api/v1/task, /api/v1/camera, /api/v1/events, /api/v1/files/{path}, "
+                 "/api/v1/screen.png or /healthz"));
   }
 }
 
 // A picture takes a while to draw: other reads do not wait for it.
 void Api::SendScreen(bool viewFinder, const Send& send) {
-  const bool starts = mRunLong([this, viewFinder, send] {
-    const auto screen = mCamera.Screen().Render(viewFinder ? CameraScreen::Display::ViewFinder
-                                                           : CameraScreen::Display::Lcd);
-    const std::vector<std::uint8_t> png = screen->Png();
-    if (png.empty()) {
-      send(Problem(500, "No picture", "the screen could not be drawn; try again"));
-    } else {
-      send({200, "image/png", std::string(png.begin(), png.end())});
-    }
-  });
-  if (!starts) {
-    send(Problem(503, "No room", "too many writes and pictures are under way; try again later"));
+  const auto room = TakeRoom();
+  const bool starts =
+      room != nullptr && mRunLong([this, viewFinder, send, room] {
+        const auto screen = mCamera.Screen().Render(viewFinder ? CameraScreen::Display::ViewFinder
+                                                               : CameraScreen::Display::Lcd);
+        const std::vector<std::uint8_t> png = screen->Png();
+        room->Leave();
+        if (png.empty()) {
+          send(Problem(500, "No picture", "the screen could not be drawn; try again"));
+        } else {
+          send({200, "image/png", std::string(png.begin(), png.end()), {}});
+        }
+      });
+  if (!starts) send(NoRoom());
+}
+
+// An id is the camera's name and a number: one of another camera says nothing of what was missed
+// here.
+ApiReply Api::Events(const ApiRequest& request, std::string_view query) const {
+  const EventLog& log = mCamera.Events();
+  const std::string last = request.lastEvent.empty()
+                               ? std::string(QueryValue(query, "after").value_or(""))
+                               : request.lastEvent;
+  EventsFrom from;
+  if (last.empty()) {
+    from.after = log.Newest();
+  } else if (last != "0") {
+    const std::string ours = log.Name() + "-";
+    const char* const end = last.data() + last.size();
+    const bool isOurs = last.starts_with(ours);
+    const auto parsed = isOurs ? std::from_chars(last.data() + ours.size(), end, from.after)
+                               : std::from_chars_result{};
+    from.missedUnknown = !isOurs || parsed.ec != std::errc() || parsed.ptr != end;
+    if (from.missedUnknown) from.after = 0;
   }
+  return {200, "text/event-stream", "", from};
 }
 
 void Api::HandleTree(const ApiRequest& request, bool isTask, std::string_view path,
@@ -202,7 +252,7 @@ void Api::HandleTree(const ApiRequest& request, bool isTask, std::string_view pa
     send(NoSuchNode(path));
     return;
   }
-  send({200, "application/json", Dump(NodeJson(*node, depth))});
+  send({200, "application/json", Dump(NodeJson(*node, depth)), {}});
 }
 
 void Api::WriteTask(const ApiRequest& request, std::string_view path, bool traced,
@@ -217,19 +267,25 @@ void Api::WriteTask(const ApiRequest& request, std::string_view path, bool trace
     send(body.problem);
     return;
   }
+  const auto room = TakeRoom();
+  if (room == nullptr) {
+    send(NoRoom());
+    return;
+  }
   const auto started = mCamera.Deliveries().Deliver(
       *node, *body.value, traced,
-      [node, traced, send, name = std::string(path)](const Delivered& delivered) {
+      [node, traced, send, room, name = std::string(path)](const Delivered& delivered) {
+        room->Leave();
         if (delivered.status == TARQ::kStatusRefused) {
           send(Refused(name));
         } else {
-          send({200, "application/json", Dump(DeliveredJson(*node, delivered, traced))});
+          send({200, "application/json", Dump(DeliveredJson(*node, delivered, traced)), {}});
         }
       });
   if (started == Deliveries::Start::Busy) {
     send(Problem(409, "Busy", "an earlier write to this node is still running; try again later"));
-  } else if (started == Deliveries::Start::NoRoom) {
-    send(Problem(503, "No room", "too many writes are running; try again later"));
+  } else if (started == Deliveries::Start::NoThread) {
+    send(NoRoom());
   }
 }
 
@@ -246,19 +302,24 @@ void Api::WriteCamera(const ApiRequest& request, std::string_view path, const Se
     send(body.problem);
     return;
   }
-  const bool runs = mRunLong([node, send, value = *body.value, name = std::string(path)] {
-    if (NodeAccess::Write(*node, value) != 0) {
-      send(Refused(name));
-      return;
-    }
-    CResourceValue stored("");
-    Json json;
-    json["status"] = 0;
-    json["value"] = NodeAccess::Read(*node, stored) == 0 ? ValueJson(stored) : Json(nullptr);
-    json["records"] = Json::array();
-    send({200, "application/json", Dump(json)});
-  });
-  if (!runs) send(Problem(503, "No room", "too many writes are running; try again later"));
+  const auto room = TakeRoom();
+  const bool runs = room != nullptr &&
+                    mRunLong([node, send, room, value = *body.value, name = std::string(path)] {
+                      const DWORD status = NodeAccess::Write(*node, value);
+                      room->Leave();
+                      if (status != 0) {
+                        send(Refused(name));
+                        return;
+                      }
+                      CResourceValue stored("");
+                      Json json;
+                      json["status"] = 0;
+                      json["value"] =
+                          NodeAccess::Read(*node, stored) == 0 ? ValueJson(stored) : Json(nullptr);
+                      json["records"] = Json::array();
+                      send({200, "application/json", Dump(json), {}});
+                    });
+  if (!runs) send(NoRoom());
 }
 
 ApiReply Api::ReadFile(std::string_view path) const {
@@ -270,7 +331,7 @@ ApiReply Api::ReadFile(std::string_view path) const {
   std::ifstream stream(*file, std::ios::binary);
   if (!stream) return Problem(403, "Not readable", "the file cannot be read");
   std::string contents{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-  return {200, "text/plain; charset=utf-8", std::move(contents)};
+  return {200, "text/plain; charset=utf-8", std::move(contents), {}};
 }
 
 }  // namespace desk

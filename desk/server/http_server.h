@@ -1,6 +1,7 @@
 // The network face: HTTP/1.1 on the loopback address.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -9,13 +10,24 @@ namespace desk {
 
 class Camera;
 
-class HttpServer {
- public:
+// Beyond these a client is told so, or let go. A slow or silent one costs the others nothing.
+struct ServerLimits {
+  // A new connection beyond them takes the place of the one that has been silent longest; while
+  // none is silent it is told that there is no room.
   static constexpr std::size_t kMostConnections = 64;
+  static constexpr std::size_t kMostEventStreams = 16;
   static constexpr std::size_t kMostHeader = 16UL * 1024;  // bytes
   static constexpr std::size_t kMostBody = 64UL * 1024;    // bytes
 
-  explicit HttpServer(Camera& camera);
+  // Each for the whole of it, however many bytes come meanwhile.
+  std::chrono::milliseconds request{30'000};  // from a connection or the last reply on; idling too
+  std::chrono::milliseconds reply{30'000};    // until the client has taken it
+  std::chrono::milliseconds farewell{2'000};  // what a client still sends after the last reply
+};
+
+class HttpServer {
+ public:
+  explicit HttpServer(Camera& camera, const ServerLimits& limits = {});
   // Ends the connections; writes that still run are not answered any more.
   ~HttpServer();
   HttpServer(const HttpServer&) = delete;

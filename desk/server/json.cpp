@@ -54,13 +54,17 @@ const char* KindName(const TARQ::CServerResource& node) {
   return dynamic_cast<const TARQ::CTrigResource*>(&node) != nullptr ? "trigger" : "value";
 }
 
+void AddFields(const TraceFields& fields, Json& json) {
+  for (const auto& [key, value] : fields) {
+    std::visit([&json, &name = key](const auto& field) { json[name] = field; }, value);
+  }
+}
+
 Json StepJson(const TraceStep& step) {
   Json json;
   json["ms"] = std::chrono::duration<double, std::milli>(step.at).count();
   json["op"] = step.op;
-  for (const auto& [key, value] : step.fields) {
-    std::visit([&json, &name = key](const auto& field) { json[name] = field; }, value);
-  }
+  AddFields(step.fields, json);
   return json;
 }
 
@@ -112,6 +116,13 @@ Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, bool
     json["trace_left_out"] = delivered.observation.StepsLeftOut();
   }
   return json;
+}
+
+std::string EventText(const CameraEvent& event) {
+  Json json;
+  json["at"] = std::chrono::duration<double>(event.at).count();
+  AddFields(event.fields, json);
+  return Dump(json);
 }
 
 std::optional<CResourceValue> ValueFromJson(const Json& json) {

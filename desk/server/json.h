@@ -7,6 +7,7 @@
 
 #include "common_dll.h"
 #include "tarq/deliveries.h"
+#include "trace/event_log.h"
 
 namespace desk {
 
@@ -15,6 +16,8 @@ nlohmann::ordered_json NodeJson(TARQ::CServerResource& node, int depth);
 nlohmann::ordered_json ValueJson(const TARQ::CResourceValue& value);
 nlohmann::ordered_json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered,
                                      bool traced);
+// The event's fields, with its time in seconds of the camera's clock.
+std::string EventText(const CameraEvent& event);
 // None for what no node holds: null, a list, an object, a number out of range.
 std::optional<TARQ::CResourceValue> ValueFromJson(const nlohmann::ordered_json& json);
 

@@ -8,7 +8,8 @@
 
 namespace desk {
 
-Deliveries::Deliveries(Clock& clock, Starts starts) : mClock(clock), mStarts(std::move(starts)) {}
+Deliveries::Deliveries(Clock& clock, Watcher watcher)
+    : mClock(clock), mWatcher(std::move(watcher)) {}
 
 Deliveries::~Deliveries() {
   JoinAll();
@@ -29,7 +30,6 @@ Deliveries::Start Deliveries::Deliver(TARQ::CServerResource& node,
   for (const Running& running : mRunning) {
     if (running.node == &node) return Start::Busy;
   }
-  if (mRunning.size() >= kMost) return Start::NoRoom;
 
   // Its turn is its place in the order of arrival.
   auto ticket = mClock.Prepare(Clock::Role::MovesTime);
@@ -54,7 +54,7 @@ Deliveries::Start Deliveries::Deliver(TARQ::CServerResource& node,
     // The machine has no thread left: its turn is given back.
     mRunning.pop_back();
     const Clock::Participation withdrawn(mClock, ticket);
-    return Start::NoRoom;
+    return Start::NoThread;
   }
   return Start::Started;
 }
@@ -62,7 +62,7 @@ Deliveries::Start Deliveries::Deliver(TARQ::CServerResource& node,
 void Deliveries::Run(TARQ::CServerResource& node, const TARQ::CResourceValue& value, bool traced,
                      const Done& done, const std::shared_ptr<Clock::Ticket>& ticket) {
   auto participation = std::make_unique<Clock::Participation>(mClock, ticket);
-  if (mStarts) mStarts(TARQ::NodeAccess::Path(node));
+  if (mWatcher.starts) mWatcher.starts(node, value);
   Delivered delivered = {0, TARQ::CResourceValue(""), {}, {}, Observation(mClock, traced)};
   {
     const Observation::Scope scope(delivered.observation);
@@ -76,6 +76,7 @@ void Deliveries::Run(TARQ::CServerResource& node, const TARQ::CResourceValue& va
   delivered.elapsed = delivered.observation.Elapsed();
   delivered.value = TARQ::NodeAccess::Stored(node);
   delivered.records = delivered.observation.Records();
+  if (mWatcher.ended) mWatcher.ended(node, value, delivered);
   // What else is due runs before the client hears of it.
   mClock.Settle();
   participation.reset();

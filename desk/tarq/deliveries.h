@@ -26,14 +26,18 @@ struct Delivered {
 
 class Deliveries {
  public:
-  static constexpr std::size_t kMost = 32;  // at once
-
-  enum class Start { Started, Busy, NoRoom };
+  enum class Start { Started, Busy, NoThread };
   using Done = std::function<void(const Delivered&)>;
-  using Starts = std::function<void(const std::string& path)>;
+  // Told of each delivery on its thread: before the node is, and when the node's test has ended.
+  struct Watcher {
+    std::function<void(const TARQ::CServerResource& node, const TARQ::CResourceValue& value)>
+        starts;
+    std::function<void(const TARQ::CServerResource& node, const TARQ::CResourceValue& value,
+                       const Delivered& delivered)>
+        ended;
+  };
 
-  // starts: told of each delivery on its thread, before the node is.
-  Deliveries(Clock& clock, Starts starts);
+  Deliveries(Clock& clock, Watcher watcher);
   ~Deliveries();
   Deliveries(const Deliveries&) = delete;
   Deliveries& operator=(const Deliveries&) = delete;
@@ -56,7 +60,7 @@ class Deliveries {
   void JoinFinished();
 
   Clock& mClock;
-  Starts mStarts;
+  const Watcher mWatcher;
   std::mutex mLock;
   std::list<Running> mRunning;
 };

@@ -2,6 +2,7 @@
 // program. None of it is recorded or refused as the program's own calls are.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -25,6 +26,13 @@ class NodeAccess {
  public:
   static CServerResource& Root(CResourceTree& tree) { return *tree.mRoot; }
   static void SetRules(CResourceTree& tree, AccessRules* rules) { tree.mRules = rules; }
+  // Told of every value of the tree that has become another one, on the thread that stored it. Set
+  // before the tree is used.
+  using Listener = std::function<void(const CServerResource& node, const CResourceValue& value)>;
+  static void SetListener(CResourceTree& tree, Listener listener) {
+    tree.mListener = std::move(listener);
+  }
+  static void ValueChanged(const CServerResource& node, const CResourceValue& value);
 
   static const std::string& Name(const CServerResource& node) { return node.mName; }
   static std::string Path(const CServerResource& node);

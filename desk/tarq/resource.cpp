@@ -30,14 +30,18 @@ CServerResource::CServerResource(const CResourcePath& path, DWORD resourceType, 
     : mValue(ValueType::Bool),
       mName(WithoutLeadingDot(path.AsString())),
       mResourceType(resourceType),
-      mAttributes(attributes) {}
+      mAttributes(attributes) {
+  mValue.mOwner = this;
+}
 
 CServerResource::CServerResource(const CResourcePath& path, const CResourceValue& value,
                                  DWORD attributes)
     : mValue(value),
       mName(WithoutLeadingDot(path.AsString())),
       mResourceType(kValueNode),
-      mAttributes(attributes) {}
+      mAttributes(attributes) {
+  mValue.mOwner = this;
+}
 
 CServerResource::~CServerResource() = default;
 
@@ -242,6 +246,11 @@ CServerResource& NodeAccess::Add(CServerResource& parent, std::unique_ptr<CServe
   CServerResource& node = *child;
   parent.AddChild(child.release(), nullptr);
   return node;
+}
+
+void NodeAccess::ValueChanged(const CServerResource& node, const CResourceValue& value) {
+  const CResourceTree* const tree = TreeOf(node);
+  if (tree != nullptr && tree->mListener) tree->mListener(node, value);
 }
 
 CResourceTree* NodeAccess::TreeOf(const CServerResource& node) {

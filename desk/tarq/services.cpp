@@ -9,7 +9,6 @@
 #include "coredll/machine.h"
 #include "tarq/node_access.h"
 #include "tarq/system_log.h"
-#include "trace/observation.h"
 
 namespace TARQ {
 
@@ -65,8 +64,9 @@ DWORD CSyslogIntf::XMLLog(const char* name, DWORD priority, const char* type, co
   for (char& c : line) {
     if (c == '\n' || c == '\r') c = ' ';
   }
-  if (desk::Observation::Current() != nullptr) desk::Observation::Current()->AddRecord(line);
-  return AppendLine(line) ? 0 : kStatusFailed;
+  if (!AppendLine(line)) return kStatusFailed;
+  desk::RecordWritten(line);
+  return 0;
 }
 
 DWORD CVersionSupport::Init() {

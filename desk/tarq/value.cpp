@@ -9,6 +9,7 @@
 
 #include "common_dll.h"
 #include "coredll/text.h"
+#include "tarq/node_access.h"
 
 void CText::Format(const char* format, ...) {
   std::va_list arguments;
@@ -115,9 +116,20 @@ CResourceValue::Content CResourceValue::Copy() const {
   return mContent;
 }
 
+// Whether it is another one. Under the lock.
+bool CResourceValue::Replace(Content content) {
+  const bool changed = mContent != content;
+  mContent = std::move(content);
+  return changed;
+}
+
 void CResourceValue::Store(Content content) {
-  const std::lock_guard lock(mLock);
-  std::swap(mContent, content);
+  bool changed = false;
+  {
+    const std::lock_guard lock(mLock);
+    changed = Replace(std::move(content));
+  }
+  if (changed && mOwner != nullptr) NodeAccess::ValueChanged(*mOwner, *this);
 }
 
 ValueType CResourceValue::TypeOf(const Content& content) {
@@ -240,15 +252,19 @@ bool CResourceValue::Convert(const Content& from, const Content& like, Content& 
 }
 
 DWORD CResourceValue::Set(const CResourceValue& value, bool keepType) {
-  Content content = value.Copy();
-  const std::lock_guard lock(mLock);
   if (!keepType) {
-    mContent = std::move(content);
+    Store(value.Copy());
     return 0;
   }
-  Content converted;
-  if (!Convert(content, mContent, converted)) return kStatusRefused;
-  mContent = std::move(converted);
+  const Content content = value.Copy();
+  bool changed = false;
+  {
+    const std::lock_guard lock(mLock);
+    Content converted;
+    if (!Convert(content, mContent, converted)) return kStatusRefused;
+    changed = Replace(std::move(converted));
+  }
+  if (changed && mOwner != nullptr) NodeAccess::ValueChanged(*mOwner, *this);
   return 0;
 }
 

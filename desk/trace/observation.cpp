@@ -1,7 +1,6 @@
 #include "trace/observation.h"
 
 #include <algorithm>
-#include <fstream>
 #include <limits>
 
 namespace desk {
@@ -25,8 +24,7 @@ bool Observation::IsTraced() {
   return tCurrent != nullptr && tCurrent->mTraced;
 }
 
-void Observation::Step(std::string_view op,
-                       std::vector<std::pair<std::string, TraceValue>> fields) {
+void Observation::Step(std::string_view op, TraceFields fields) {
   if (!IsTraced()) return;
   if (tCurrent->mSteps.size() >= kMostSteps) {
     ++tCurrent->mStepsLeftOut;
@@ -35,42 +33,19 @@ void Observation::Step(std::string_view op,
   tCurrent->mSteps.push_back({tCurrent->Elapsed(), std::string(op), std::move(fields)});
 }
 
-Observation::OpenStep::OpenStep(std::string_view op,
-                                std::vector<std::pair<std::string, TraceValue>> fields)
+Observation::OpenStep::OpenStep(std::string_view op, TraceFields fields)
     : mIndex(std::numeric_limits<std::size_t>::max()) {
   if (!IsTraced()) return;
   if (tCurrent->mSteps.size() < kMostSteps) mIndex = tCurrent->mSteps.size();
   Step(op, std::move(fields));
 }
 
-void Observation::OpenStep::End(std::vector<std::pair<std::string, TraceValue>> fields) {
+void Observation::OpenStep::End(TraceFields fields) {
   if (!IsTraced() || mIndex >= tCurrent->mSteps.size()) return;
   auto& kept = tCurrent->mSteps[mIndex].fields;
   kept.insert(kept.end(), fields.begin(), fields.end());
   kept.emplace_back("ended",
                     std::chrono::duration<double, std::milli>(tCurrent->Elapsed()).count());
-}
-
-void Observation::WillAppend(const std::filesystem::path& file) {
-  const bool known = std::any_of(mFiles.begin(), mFiles.end(),
-                                 [&](const GrowingFile& each) { return each.path == file; });
-  if (known) return;
-  std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(file, error);
-  mFiles.push_back({file, error ? 0 : size});
-}
-
-std::vector<std::string> Observation::Records() const {
-  std::vector<std::string> records = mRecords;
-  for (const GrowingFile& file : mFiles) {
-    std::error_code error;
-    // Shorter than it was: restarted meanwhile, so that all of it came since.
-    const bool restarted = std::filesystem::file_size(file.path, error) < file.size;
-    std::ifstream stream(file.path, std::ios::binary);
-    stream.seekg(restarted ? 0 : static_cast<std::streamoff>(file.size));
-    for (std::string line; std::getline(stream, line);) records.push_back(std::move(line));
-  }
-  return records;
 }
 
 Observation::Scope::Scope(Observation& observation) {

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,11 +14,12 @@
 namespace desk {
 
 using TraceValue = std::variant<bool, std::int64_t, double, std::string>;
+using TraceFields = std::vector<std::pair<std::string, TraceValue>>;
 
 struct TraceStep {
   TimePoint at;  // since the delivery's start
   std::string op;
-  std::vector<std::pair<std::string, TraceValue>> fields;
+  TraceFields fields;
 };
 
 class Observation {
@@ -33,27 +33,26 @@ class Observation {
   // Whether a step would be kept or counted: asked before a costly one is put together.
   static bool IsTraced();
   // Adds a step to the current delivery's trace, where there is one.
-  static void Step(std::string_view op, std::vector<std::pair<std::string, TraceValue>> fields);
+  static void Step(std::string_view op, TraceFields fields);
 
   // A step that lasts: it stands where it begins, and End adds how and when it ended ("ended", ms
   // since the delivery's start).
   class OpenStep {
    public:
-    OpenStep(std::string_view op, std::vector<std::pair<std::string, TraceValue>> fields);
-    void End(std::vector<std::pair<std::string, TraceValue>> fields);
+    OpenStep(std::string_view op, TraceFields fields);
+    void End(TraceFields fields);
 
    private:
     std::size_t mIndex;  // beyond the trace's end: the step was not kept
   };
 
-  // The delivering thread appends to a file: what the file grows by is records.
-  void WillAppend(const std::filesystem::path& file);
+  // The delivering thread has written a record.
   void AddRecord(std::string record) { mRecords.push_back(std::move(record)); }
 
   Duration Elapsed() const { return mClock.Now() - mStart; }
   const std::vector<TraceStep>& Steps() const { return mSteps; }
   std::size_t StepsLeftOut() const { return mStepsLeftOut; }
-  std::vector<std::string> Records() const;
+  const std::vector<std::string>& Records() const { return mRecords; }
 
   // Makes the observation this thread's own while it lives.
   class Scope {
@@ -65,17 +64,11 @@ class Observation {
   };
 
  private:
-  struct GrowingFile {
-    std::filesystem::path path;
-    std::uintmax_t size;  // before the delivery's first append
-  };
-
   const Clock& mClock;
   const TimePoint mStart;
   const bool mTraced;
   std::vector<TraceStep> mSteps;
   std::size_t mStepsLeftOut = 0;
-  std::vector<GrowingFile> mFiles;
   std::vector<std::string> mRecords;
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -116,6 +117,7 @@ class CResourceTree {
  private:
   friend class NodeAccess;
   class AccessRules* mRules = nullptr;  // null: everything is allowed and nothing recorded
+  std::function<void(const CServerResource&, const CResourceValue&)> mListener;
   std::unique_ptr<CServerResource> mRoot;
 };
 

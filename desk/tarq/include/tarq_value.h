@@ -40,6 +40,8 @@ class CText {
 
 namespace TARQ {
 
+class CServerResource;
+
 enum class ValueType : DWORD {
   Bool = 0,
   Int = 1,  // LONG and int have one width
@@ -91,6 +93,7 @@ class CResourceValue {
   std::vector<std::string> GetList() const;
 
  private:
+  friend class CServerResource;
   struct EnumeratedText {
     std::string text;
     std::vector<std::string> list;
@@ -100,6 +103,7 @@ class CResourceValue {
 
   Content Copy() const;
   void Store(Content content);
+  bool Replace(Content content);
   static ValueType TypeOf(const Content& content);
   static bool TextOf(const Content& content, std::string& text);
   static std::string Written(const Content& content);
@@ -109,6 +113,7 @@ class CResourceValue {
 
   mutable std::mutex mLock;
   Content mContent;
+  const CServerResource* mOwner = nullptr;  // the resource that is told of changes
 };
 
 // The name of a resource: components separated by dots; a leading dot changes nothing.

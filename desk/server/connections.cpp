@@ -1,0 +1,59 @@
+#include "server/connections.h"
+
+#include <algorithm>
+
+namespace desk {
+
+using Stage = Connection::Stage;
+
+std::size_t Connections::CountIn(Stage stage) const {
+  return static_cast<std::size_t>(
+      std::count_if(mConnections.begin(), mConnections.end(),
+                    [stage](const Connection* each) { return each->mStage == stage; }));
+}
+
+bool Connections::Enter(Connection& connection) {
+  std::shared_ptr<Connection> makesRoom;
+  {
+    const std::lock_guard lock(mLock);
+    if (mConnections.size() - CountIn(Stage::Gone) >= mMost) {
+      Connection* longest = nullptr;
+      for (Connection* const each : mConnections) {
+        if (each->mStage != Stage::Silent) continue;
+        if (longest == nullptr || each->mSilentSince < longest->mSilentSince) longest = each;
+      }
+      if (longest == nullptr) return false;
+      longest->mStage = Stage::Gone;
+      makesRoom = longest->weak_from_this().lock();
+    }
+    connection.mStage = Stage::Silent;
+    connection.mSilentSince = ++mTurns;
+    mConnections.push_back(&connection);
+  }
+  if (makesRoom != nullptr) makesRoom->LetGo();
+  return true;
+}
+
+bool Connections::ComeTo(Connection& connection, Stage stage) {
+  const std::lock_guard lock(mLock);
+  if (connection.mStage == Stage::Gone) return false;
+  if (stage == Stage::Streaming && CountIn(stage) >= mMostStreams) return false;
+  if (stage == Stage::Silent) connection.mSilentSince = ++mTurns;
+  connection.mStage = stage;
+  return true;
+}
+
+void Connections::Forget(Connection& connection) {
+  const std::lock_guard lock(mLock);
+  std::erase(mConnections, &connection);
+}
+
+void Connections::TellOfEvents() {
+  const std::lock_guard lock(mLock);
+  for (Connection* const each : mConnections) {
+    if (each->mStage != Stage::Streaming) continue;
+    if (const auto streaming = each->weak_from_this().lock()) streaming->EventsCame();
+  }
+}
+
+}  // namespace desk

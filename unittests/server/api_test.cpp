@@ -1,0 +1,149 @@
+// What the network face answers, without a socket between: nodes, values and problems.
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "server/api.h"
+#include "support/test_camera.h"
+
+namespace test {
+namespace {
+
+class ApiTest : public ::testing::Test {
+ protected:
+  struct Answer {
+    unsigned status;
+    Json json;
+  };
+  Answer Ask(const std::string& method, const std::string& target, const std::string& body = "",
+             const std::string& host = "localhost:1", const std::string& origin = "") {
+    std::promise<desk::ApiReply> reply;
+    mApi.Handle({method, target, host, origin, "", body},
+                [&](desk::ApiReply sent) { reply.set_value(std::move(sent)); });
+    const desk::ApiReply sent = reply.get_future().get();
+    return {sent.status, Json::parse(sent.body, nullptr, false)};
+  }
+
+  TestCamera mCamera{"KY"};
+  desk::Api mApi{mCamera.Camera(), [](const std::function<void()>& work) {
+                   work();
+                   return true;
+                 }};
+};
+
+TEST_F(ApiTest, NodesWithNamesOrNestedChildren) {
+  const Json root = Ask("GET", "/api/v1/task").json;
+  EXPECT_EQ(root["path"], "");
+  EXPECT_EQ(root["children"], Json::array({"test"}));
+  const Json battery = Ask("GET", "/api/v1/task/test.items.battery?depth=1").json;
+  EXPECT_EQ(battery["kind"], "branch");
+  EXPECT_EQ(battery["value"], nullptr);
+  EXPECT_EQ(battery["children"][0],
+            Json::parse(R"({"path":"test.items.battery.battery","kind":"value","type":"text",
+                "class":"CResBitBatteryFG","value":"Untested","children":[]})"));
+  EXPECT_EQ(Ask("GET", "/api/v1/task/.test.errcnt").json["value"], 0);
+  EXPECT_EQ(Ask("GET", "/api/v1/task/test%2Eerrcnt").json["class"], "CResBitErrCnt");
+  EXPECT_EQ(Ask("GET", "/api/v1/task/test.clearLog").json["kind"], "trigger");
+  EXPECT_EQ(Ask("GET", "/api/v1/camera/version.product.name").json["value"], "KY");
+  EXPECT_EQ(Ask("GET", "/api/v1/camera/.desk.rtc.rate").json["type"], "double");
+  EXPECT_EQ(Ask("GET", "/healthz").status, 200U);
+}
+
+TEST_F(ApiTest, WritesAnswerWithStatusStoredValueAndRecords) {
+  const Answer passed = Ask("PUT", "/api/v1/task/test.items.eeprom.main", R"({"value":"run"})");
+  EXPECT_EQ(passed.status, 200U);
+  EXPECT_EQ(passed.json["status"], 0);
+  EXPECT_EQ(passed.json["value"], "OK      ");
+  EXPECT_EQ(passed.json["records"].size(), 1U);
+  EXPECT_FALSE(passed.json.contains("trace"));
+
+  Ask("PUT", "/api/v1/camera/.desk.bus.i2c1.ae.answers", R"({"value":false})");
+  const Answer failed =
+      Ask("PUT", "/api/v1/task/test.items.eeprom.main?trace=1", R"({"value":"run"})");
+  EXPECT_EQ(failed.status, 200U);  // a failed test is no failed request
+  EXPECT_EQ(failed.json["status"], 1);
+  EXPECT_EQ(failed.json["value"], "E 0021  ");
+  EXPECT_EQ(failed.json["elapsed_ms"], 0.0);
+  EXPECT_EQ(failed.json["trace"][0],
+            Json::parse(R"({"ms":0.0,"op":"i2c","device":"I2C1:","address":"ae","written":"00",
+                "read":"","ok":false})"));
+  // A header is no record.
+  EXPECT_EQ(Ask("PUT", "/api/v1/task/test.clearLog", R"({"value":true})").json["records"],
+            Json::array());
+}
+
+TEST_F(ApiTest, TraceShowsWhatTheProgramAsksOfTheCamerasNodes) {
+  mCamera.Set(".desk.hidden", "version.product.serial");
+  EXPECT_EQ(TraceLines(mCamera.Write("test.clearLog", true)),
+            (std::vector<std::string>{"0 get version.product.name KY true",
+                                      "0 file /FlashFS/tmp/bitlog.txt w true"}));
+}
+
+TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
+  struct Case {
+    const char* method;
+    std::string target;
+    std::string body;
+    unsigned status;
+  };
+  const std::string main = "/api/v1/task/test.items.eeprom.main";
+  std::string deep = R"({"value":)";
+  for (int i = 0; i < 200000; ++i) deep += '[';
+  const Case cases[] = {
+      {"GET", "/", "", 404},
+      {"GET", "/api/v1/tasks", "", 404},
+      {"GET", "/api/v1/task/test.nobody", "", 404},
+      {"GET", "/api/v1/task/test..items", "", 404},
+      {"GET", "/api/v1/task/%zz", "", 400},
+      {"GET", "/api/v1/task/%0", "", 400},
+      {"GET", "/api/v1/task/test%00", "", 400},
+      {"GET", "/api/v1/task/test?depth=x", "", 400},
+      {"GET", "/api/v1/task/test?depth=33", "", 400},
+      {"DELETE", main, "", 405},
+      {"POST", "/healthz", "", 405},
+      {"PUT", main, "", 400},
+      {"PUT", main, "run", 400},
+      {"PUT", main, R"(["run"])", 400},
+      {"PUT", main, R"({"values":"run"})", 400},
+      {"PUT", main, "{\"value\":\"\xC3\"}", 400},
+      {"PUT", main, deep, 400},
+      {"PUT", main, R"({"value":null})", 422},
+      {"PUT", main, R"({"value":{}})", 422},
+      {"PUT", main, R"({"value":"a\u0000b"})", 422},
+      {"PUT", "/api/v1/task/test.items", R"({"value":"run"})", 422},
+      {"PUT", "/api/v1/task/test.description.format", R"({"value":"PDF"})", 422},
+      {"PUT", "/api/v1/task/test.nobody", R"({"value":"run"})", 404},
+      {"PUT", "/api/v1/camera/.desk.rtc.rate", R"({"value":"fast"})", 422},
+      {"PUT", "/api/v1/camera/.desk.rtc.rate", R"({"value":1e9})", 422},
+      {"PUT", "/api/v1/camera/.desk.clock.now", R"({"value":"1"})", 422},
+      {"PUT", "/api/v1/camera/.desk.clock.at", R"({"value":"soon x=1"})", 422},
+      {"PUT", "/api/v1/camera/.desk.bus.i2c1.ae.data", R"({"value":"0g"})", 422},
+      {"GET", "/api/v1/files/FlashFS/tmp/none.txt", "", 404},
+      {"GET", "/api/v1/files/FlashFS/tmp", "", 404},
+      {"GET", "/api/v1/files/../../../etc/passwd", "", 404},
+  };
+  for (const Case& each : cases) {
+    const Answer answer = Ask(each.method, each.target, each.body);
+    EXPECT_EQ(answer.status, each.status) << each.method << " " << each.target;
+    EXPECT_EQ(answer.json["status"], each.status) << each.target;
+    EXPECT_FALSE(answer.json["detail"].get<std::string>().empty()) << each.target;
+  }
+  EXPECT_EQ(mCamera.Get("test.items.eeprom.main"), "Untested");
+}
+
+TEST_F(ApiTest, OnlyAPageOfThisMachineMayAsk) {
+  const std::string target = "/api/v1/task/test.items.eeprom.main";
+  const std::string body = R"({"value":"run"})";
+  for (const char* const host : {"", "example.com", "localhost.example.com", "127.0.0.1x:80",
+                                 "localhost:80a", "127.0.0.2"}) {
+    EXPECT_EQ(Ask("PUT", target, body, host).status, 403U) << host;
+  }
+  for (const char* const origin : {"http://example.com", "null", "https://localhost"}) {
+    EXPECT_EQ(Ask("PUT", target, body, "localhost", origin).status, 403U) << origin;
+  }
+  EXPECT_EQ(mCamera.Get("test.items.eeprom.main"), "Untested");
+  EXPECT_EQ(Ask("PUT", target, body, "[::1]:80", "http://127.0.0.1:22143").status, 200U);
+}
+
+}  // namespace
+}  // namespace test
