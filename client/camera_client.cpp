@@ -53,68 +53,160 @@ Json Parsed(const std::string& text, std::initializer_list<const char*> keys) {
 
 }  // namespace
 
-struct CameraClient::Connection {
-  asio::io_context context;
-  beast::tcp_stream stream{context};
-  beast::flat_buffer buffer;
-  std::optional<beast::error_code> outcome;
+// Of an operation under way; none until it has ended.
+using Outcome = std::optional<beast::error_code>;
 
-  // Runs until the operation that was started has ended.
-  void Await(const std::function<bool()>& interrupted) {
-    outcome.reset();
-    context.restart();
-    while (!outcome) {
-      context.run_for(kInterruptCheck);
-      if (!outcome && interrupted && interrupted()) throw InterruptedError();
+struct CameraClient::Connection {
+  explicit Connection(asio::io_context& context) : stream(context) {}
+  beast::tcp_stream stream;
+  beast::flat_buffer buffer;
+  std::optional<http::response_parser<http::string_body>> parser;
+};
+
+// Events as they come, told one by one.
+struct CameraClient::EventStream {
+  EventStream(std::unique_ptr<Connection> opened, Told teller)
+      : connection(std::move(opened)), told(std::move(teller)) {
+    // What came with the head.
+    const auto data = connection->buffer.data();
+    text.assign(static_cast<const char*>(data.data()), data.size());
+  }
+
+  void ReadOn() {
+    connection->stream.async_read_some(asio::buffer(piece),
+                                       [this](beast::error_code error, std::size_t count) {
+                                         if (error) {
+                                           ended = error;
+                                           return;
+                                         }
+                                         text.append(piece, count);
+                                         TellWhole();
+                                         ReadOn();
+                                       });
+  }
+
+  void TellWhole() {
+    static constexpr std::string_view kEnd = "\n\n";
+    for (std::size_t end = text.find(kEnd); end != std::string::npos; end = text.find(kEnd)) {
+      const std::string block = text.substr(0, end + 1);
+      text.erase(0, end + kEnd.size());
+      told({FieldOf(block, "id: "), FieldOf(block, "event: "),
+            Json::parse(FieldOf(block, "data: "), nullptr, false)});
     }
+  }
+
+  static std::string FieldOf(const std::string& block, std::string_view name) {
+    std::size_t begin = 0;
+    while (begin < block.size()) {
+      const std::size_t end = block.find('\n', begin);
+      if (block.compare(begin, name.size(), name) == 0) {
+        return block.substr(begin + name.size(), end - begin - name.size());
+      }
+      begin = end + 1;
+    }
+    return {};
+  }
+
+  std::unique_ptr<Connection> connection;
+  Told told;
+  std::string text;
+  char piece[16384];
+  Outcome ended;
+};
+
+struct CameraClient::Network {
+  asio::io_context context;
+  std::unique_ptr<Connection> requests;
+  std::unique_ptr<EventStream> events;
+
+  static auto Completion(const std::shared_ptr<Outcome>& outcome) {
+    return [outcome](beast::error_code error, auto... /*rest*/) { *outcome = error; };
+  }
+
+  // Runs until done() holds; told events run here too.
+  bool RunUntil(const std::function<bool()>& done, const std::function<bool()>& interrupted,
+                std::chrono::steady_clock::time_point deadline) {
+    while (!done()) {
+      if (std::chrono::steady_clock::now() >= deadline) return false;
+      context.restart();
+      context.run_one_for(kInterruptCheck);
+      if (!done() && interrupted && interrupted()) throw InterruptedError();
+    }
+    return true;
+  }
+  void Await(const Outcome& outcome, const std::function<bool()>& interrupted) {
+    RunUntil([&outcome] { return outcome.has_value(); }, interrupted,
+             std::chrono::steady_clock::time_point::max());
     if (*outcome) throw ConnectionError(outcome->message());
   }
 
-  auto Completion() {
-    return [this](beast::error_code error, auto... /*rest*/) { outcome = error; };
+  // What was under way on it ends before it does.
+  void Drop(std::unique_ptr<Connection>& connection) {
+    if (connection == nullptr) return;
+    connection->stream.close();
+    context.restart();
+    context.poll();
+    connection.reset();
   }
 };
 
 CameraClient::CameraClient(std::uint16_t port, std::function<bool()> interrupted)
-    : mPort(port), mInterrupted(std::move(interrupted)) {}
+    : mPort(port), mInterrupted(std::move(interrupted)), mNetwork(std::make_unique<Network>()) {}
 
 CameraClient::~CameraClient() = default;
 
-std::string CameraClient::Exchange(const std::string& method, const std::string& target,
-                                   const std::string& body) {
-  // Answers that come at once leave no time to ask while one is awaited.
-  if (mInterrupted && mInterrupted()) throw InterruptedError();
-  if (mConnection == nullptr) {
-    auto connection = std::make_unique<Connection>();
-    connection->stream.expires_after(kConnectDeadline);
-    connection->stream.async_connect(tcp::endpoint(asio::ip::address_v4::loopback(), mPort),
-                                     connection->Completion());
-    connection->Await(mInterrupted);
-    beast::error_code ignored;
-    connection->stream.socket().set_option(tcp::no_delay(true), ignored);
-    mConnection = std::move(connection);
+std::unique_ptr<CameraClient::Connection> CameraClient::Connect() {
+  auto connection = std::make_unique<Connection>(mNetwork->context);
+  const auto outcome = std::make_shared<Outcome>();
+  connection->stream.expires_after(kConnectDeadline);
+  connection->stream.async_connect(tcp::endpoint(asio::ip::address_v4::loopback(), mPort),
+                                   Network::Completion(outcome));
+  try {
+    mNetwork->Await(*outcome, mInterrupted);
+  } catch (...) {
+    mNetwork->Drop(connection);
+    throw;
   }
+  beast::error_code ignored;
+  connection->stream.socket().set_option(tcp::no_delay(true), ignored);
+  return connection;
+}
+
+// Sends a request and reads the head of its answer.
+void CameraClient::Ask(Connection& connection, const std::string& method, const std::string& target,
+                       const std::string& body, const std::string& lastEvent) {
   http::request<http::string_body> request;
   request.version(11);
   request.method_string(method);
   request.target(target);
   request.set(http::field::host, "127.0.0.1:" + std::to_string(mPort));
   if (!body.empty()) request.set(http::field::content_type, "application/json");
+  if (!lastEvent.empty()) request.set("Last-Event-ID", lastEvent);
   request.body() = body;
   request.prepare_payload();
 
-  Connection& connection = *mConnection;
+  const auto sent = std::make_shared<Outcome>();
   connection.stream.expires_after(kReadDeadline);
-  http::async_write(connection.stream, request, connection.Completion());
-  connection.Await(mInterrupted);
+  http::async_write(connection.stream, request, Network::Completion(sent));
+  mNetwork->Await(*sent, mInterrupted);
 
   // A test takes as long as it takes.
   if (method == "PUT") connection.stream.expires_never();
-  http::response_parser<http::string_body> parser;
-  parser.body_limit(kMostAnswer);
-  http::async_read(connection.stream, connection.buffer, parser, connection.Completion());
-  connection.Await(mInterrupted);
-  const auto& response = parser.get();
+  const auto answered = std::make_shared<Outcome>();
+  connection.parser.emplace();
+  connection.parser->body_limit(kMostAnswer);
+  http::async_read_header(connection.stream, connection.buffer, *connection.parser,
+                          Network::Completion(answered));
+  mNetwork->Await(*answered, mInterrupted);
+}
+
+// The rest of an answer; a refusal is thrown.
+std::string CameraClient::Body(Connection& connection) {
+  const auto outcome = std::make_shared<Outcome>();
+  http::async_read(connection.stream, connection.buffer, *connection.parser,
+                   Network::Completion(outcome));
+  mNetwork->Await(*outcome, mInterrupted);
+  const auto& response = connection.parser->get();
   if (response.result_int() >= 400) {
     const Json problem = Json::parse(response.body(), nullptr, false);
     throw RefusedError(response.result_int(), problem.is_object() && problem.contains("detail")
@@ -124,18 +216,27 @@ std::string CameraClient::Exchange(const std::string& method, const std::string&
   return response.body();
 }
 
+std::string CameraClient::Exchange(const std::string& method, const std::string& target,
+                                   const std::string& body) {
+  // Answers that come at once leave no time to ask while one is awaited.
+  if (mInterrupted && mInterrupted()) throw InterruptedError();
+  if (mNetwork->requests == nullptr) mNetwork->requests = Connect();
+  Ask(*mNetwork->requests, method, target, body, "");
+  return Body(*mNetwork->requests);
+}
+
 std::string CameraClient::Request(const std::string& method, const std::string& target,
                                   const std::string& body) {
   // A connection that idled too long is gone: a read may be asked again on a new one. A write may
   // have arrived, so it is only sent on a connection that was just used or is new.
-  const bool repeats = mConnection != nullptr && method == "GET";
+  const bool repeats = mNetwork->requests != nullptr && method == "GET";
   try {
     return Exchange(method, target, body);
   } catch (const ConnectionError&) {
-    mConnection.reset();
+    mNetwork->Drop(mNetwork->requests);
     if (!repeats) throw;
   } catch (const InterruptedError&) {
-    mConnection.reset();
+    mNetwork->Drop(mNetwork->requests);
     throw;
   }
   return Exchange(method, target, body);
@@ -155,6 +256,32 @@ Json CameraClient::Set(const std::string& path, const Json& value, bool traced) 
 
 std::string CameraClient::File(const std::string& path) {
   return Request("GET", "/api/v1/files/" + Encoded(path), "");
+}
+
+void CameraClient::Subscribe(Told told, const std::string& after) {
+  if (mNetwork->events != nullptr) mNetwork->Drop(mNetwork->events->connection);
+  mNetwork->events.reset();
+  auto connection = Connect();
+  try {
+    Ask(*connection, "GET", "/api/v1/events", "", after);
+    if (connection->parser->get().result_int() >= 400) Body(*connection);
+  } catch (...) {
+    mNetwork->Drop(connection);
+    throw;
+  }
+  connection->stream.expires_never();
+  mNetwork->events = std::make_unique<EventStream>(std::move(connection), std::move(told));
+  mNetwork->events->TellWhole();
+  mNetwork->events->ReadOn();
+}
+
+bool CameraClient::AwaitEvents(const std::function<bool()>& done,
+                               std::chrono::milliseconds patience) {
+  const auto ended = [this] { return mNetwork->events == nullptr || mNetwork->events->ended; };
+  const bool came = mNetwork->RunUntil([&] { return done() || ended(); }, mInterrupted,
+                                       std::chrono::steady_clock::now() + patience);
+  if (came && !done()) throw ConnectionError("the stream of events has ended");
+  return came;
 }
 
 }  // namespace client

@@ -1,6 +1,7 @@
 // One camera over the protocol of docs/protocol.md.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -32,6 +33,13 @@ class InterruptedError : public std::runtime_error {
   InterruptedError() : std::runtime_error("interrupted") {}
 };
 
+// Something that happened on the camera: docs/protocol.md lists the kinds and their fields.
+struct Event {
+  std::string id;
+  std::string kind;
+  Json fields;
+};
+
 class CameraClient {
  public:
   // interrupted: asked while a request is under way; true gives up with InterruptedError.
@@ -47,9 +55,24 @@ class CameraClient {
   // A file of the camera's storage.
   std::string File(const std::string& path);
 
+  // Takes the camera's events, on a connection of their own: from now on, or those after the event
+  // of that id. Each is told while this client awaits an answer or events. In place of an earlier
+  // subscription.
+  using Told = std::function<void(const Event&)>;
+  void Subscribe(Told told, const std::string& after = "");
+  // Returns when done() holds, true, or when the patience is over, false. ConnectionError when the
+  // stream of events has ended.
+  bool AwaitEvents(const std::function<bool()>& done, std::chrono::milliseconds patience);
+
  private:
   struct Connection;
+  struct EventStream;
+  struct Network;
 
+  std::unique_ptr<Connection> Connect();
+  void Ask(Connection& connection, const std::string& method, const std::string& target,
+           const std::string& body, const std::string& lastEvent);
+  std::string Body(Connection& connection);
   std::string Request(const std::string& method, const std::string& target,
                       const std::string& body);
   std::string Exchange(const std::string& method, const std::string& target,
@@ -57,7 +80,7 @@ class CameraClient {
 
   const std::uint16_t mPort;
   std::function<bool()> mInterrupted;
-  std::unique_ptr<Connection> mConnection;
+  std::unique_ptr<Network> mNetwork;
 };
 
 }  // namespace client

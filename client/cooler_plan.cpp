@@ -13,10 +13,9 @@ constexpr char kLogging[] = "tempLogging";
 // The item, with the nodes beside it that command it and tell its state.
 class Driver {
  public:
-  Driver(CameraClient& camera, Attempt& attempt, const Progress& progress)
+  Driver(CameraClient& camera, Attempt& attempt)
       : mCamera(camera),
         mAttempt(attempt),
-        mProgress(progress),
         mGroup(attempt.path.substr(0, attempt.path.rfind('.'))) {}
 
   void Command(const char* command) { mCamera.Set(mGroup + ".command", command); }
@@ -24,15 +23,10 @@ class Driver {
   // The state after the step.
   std::string Step() {
     Judge(mCamera.Set(mAttempt.path, "run"), mAttempt);
-    std::string state = State();
-    if (state != mState) {
-      mState = state;
-      Attempt stage = mAttempt;
-      stage.message = state;
-      mProgress(stage, Phase::GoesOn);
-    }
-    return state;
+    ++mSteps;
+    return State();
   }
+  unsigned Steps() const { return mSteps; }
 
   // From any state to one in which a cool-down begins.
   void Begin() { mCamera.Set(mGroup + ".state", "idle"); }
@@ -49,9 +43,8 @@ class Driver {
  private:
   CameraClient& mCamera;
   Attempt& mAttempt;
-  const Progress& mProgress;
   const std::string mGroup;
-  std::string mState;
+  unsigned mSteps = 0;
 };
 
 // Steps while the state lasts, at most so often; the state afterwards.
@@ -93,9 +86,9 @@ bool IsCooler(const std::string& className) {
   return className == "CResBitCooler";
 }
 
-void RunCooler(CameraClient& camera, Attempt& attempt, const Progress& progress) {
+unsigned RunCooler(CameraClient& camera, Attempt& attempt) {
   camera.Set(attempt.path, "Untested");
-  Driver driver(camera, attempt, progress);
+  Driver driver(camera, attempt);
   std::string state = CoolDown(driver);
   if (state == kLogging) state = Log(driver);
   if (state != kLogging) {
@@ -104,11 +97,12 @@ void RunCooler(CameraClient& camera, Attempt& attempt, const Progress& progress)
     driver.Step();
     attempt.passed = false;
     attempt.message = "The cooler test ended in the state \"" + state + "\"";
-    return;
+    return driver.Steps();
   }
   driver.Command("save");
   driver.Step();
   attempt.passed = attempt.passed && attempt.message != "Unknown error";
+  return driver.Steps();
 }
 
 }  // namespace client

@@ -14,6 +14,7 @@ bool IsCooler(const std::string& className);
 // detector does not become warm within a day or cold within an hour, when the cooler stops, or when
 // the results could not be saved. An interruption leaves the test where it is, perhaps with the
 // cooler off: the next run begins anew.
-void RunCooler(CameraClient& camera, Attempt& attempt, const Progress& progress);
+// Returns how many steps it made.
+unsigned RunCooler(CameraClient& camera, Attempt& attempt);
 
 }  // namespace client

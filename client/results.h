@@ -1,18 +1,33 @@
-// Attempts as a person or a program reads them.
+// What a run found, as a person or a program reads it. Times are the camera's, codes and messages
+// as the camera stored them, and every attempt is there: a later pass hides no earlier failure.
 #pragma once
 
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "client/run_plan.h"
 
 namespace client {
 
-// One row an attempt: every one is shown, a later pass hides no earlier failure. colour: for a
-// terminal.
-void WriteTable(std::ostream& out, const std::vector<Attempt>& attempts, bool colour);
-void WriteJson(std::ostream& out, const std::vector<Attempt>& attempts);
+struct Report {
+  std::string camera;  // its name
+  std::string serial;
+  std::vector<Attempt> attempts;
+  bool isWhole = false;  // false: the run ended before its end
+};
 
+// colour: for a terminal.
+void WriteTable(std::ostream& out, const Report& report, bool colour);
+void WriteJson(std::ostream& out, const Report& report);
+// The XML that build and test servers collect, a testcase an attempt: its status is the stored
+// result; a failure has it as its type; an error is an attempt that the camera refused.
+void WriteJunit(std::ostream& out, const Report& report);
+// Test Anything Protocol, version 13, with a YAML block an attempt.
+void WriteTap(std::ostream& out, const Report& report);
+
+// Attempts whose test failed, and those that the camera refused.
 std::size_t CountFailed(const std::vector<Attempt>& attempts);
+std::size_t CountRefused(const std::vector<Attempt>& attempts);
 
 }  // namespace client

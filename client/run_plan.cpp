@@ -3,6 +3,7 @@
 #include <fnmatch.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "client/cooler_plan.h"
 
@@ -27,10 +28,63 @@ bool Matches(const TestItem& item, const std::string& glob) {
   return fnmatch(path.c_str(), item.path.c_str(), 0) == 0 || item.path.starts_with(path + ".");
 }
 
-double CameraSeconds(CameraClient& camera) {
-  const Json now = camera.Get(".desk.clock.now")["value"];
-  return now.is_string() ? std::stod(now.get<std::string>()) : 0;
+std::string Text(CameraClient& camera, const char* path) {
+  const Json value = camera.Get(path)["value"];
+  return value.is_string() ? value.get<std::string>() : std::string();
 }
+
+double CameraSeconds(CameraClient& camera) {
+  return std::strtod(Text(camera, ".desk.clock.now").c_str(), nullptr);
+}
+
+// Hears of an attempt's stages: an item that goes through several shows them in the node "state"
+// beside it.
+class StageWatch {
+ public:
+  StageWatch(CameraClient& camera, const Progress& progress)
+      : mCamera(camera), mProgress(progress) {
+    try {
+      mCamera.Subscribe([this](const Event& event) { Hear(event); });
+    } catch (const RefusedError&) {
+      // Others take all the streams there are: the run goes on, without stages.
+      mHears = false;
+    }
+  }
+
+  void Begin(const Attempt& attempt) {
+    mAttempt = &attempt;
+    mStateNode = attempt.path.substr(0, attempt.path.rfind('.')) + ".state";
+    mEnded = 0;
+  }
+  // After the replies to that many writes of the attempt: their events come on another connection.
+  void End(unsigned writes) {
+    constexpr std::chrono::seconds kPatience{5};
+    try {
+      if (mHears) mCamera.AwaitEvents([&] { return mEnded >= writes; }, kPatience);
+    } catch (const ConnectionError&) {
+      mHears = false;
+    }
+    mAttempt = nullptr;
+  }
+
+ private:
+  void Hear(const Event& event) {
+    if (mAttempt == nullptr || !event.fields.is_object()) return;
+    const Json& path = event.fields.value("path", Json(""));
+    if (event.kind == "test-ended" && path == mAttempt->path) ++mEnded;
+    if (event.kind != "value" || path != mStateNode || !event.fields["value"].is_string()) return;
+    Attempt stage = *mAttempt;
+    stage.message = event.fields["value"].get<std::string>();
+    mProgress(stage, Phase::GoesOn);
+  }
+
+  CameraClient& mCamera;
+  const Progress& mProgress;
+  const Attempt* mAttempt = nullptr;
+  std::string mStateNode;
+  unsigned mEnded = 0;
+  bool mHears = true;
+};
 
 }  // namespace
 
@@ -109,6 +163,7 @@ void Judge(const Json& reply, Attempt& attempt) {
 
 void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOptions& options,
          std::vector<Attempt>& attempts, const Progress& progress) {
+  StageWatch watch(camera, progress);
   for (unsigned round = 1; round <= options.rounds; ++round) {
     bool failed = false;
     for (const TestItem& item : items) {
@@ -116,11 +171,21 @@ void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOpti
       attempt.path = item.path;
       attempt.round = round;
       progress(attempt, Phase::Begins);
+      watch.Begin(attempt);
       const double start = CameraSeconds(camera);
-      if (IsCooler(item.className)) {
-        RunCooler(camera, attempt, progress);
-      } else {
-        Judge(camera.Set(item.path, "run"), attempt);
+      attempt.started = Text(camera, ".desk.clock.local");
+      unsigned writes = 1;
+      try {
+        if (IsCooler(item.className)) {
+          writes = RunCooler(camera, attempt);
+        } else {
+          Judge(camera.Set(item.path, "run"), attempt);
+        }
+        watch.End(writes);
+      } catch (const RefusedError& error) {
+        attempt.refused = error.what();
+        attempt.message = attempt.refused;
+        attempt.passed = false;
       }
       attempt.seconds = CameraSeconds(camera) - start;
       failed = failed || !attempt.passed;

@@ -42,8 +42,10 @@ struct Attempt {
   std::uint32_t status = 0;
   std::string value;
   std::string message;  // of the item's last record
+  std::string started;  // the camera's local time, as 2013-08-29T12:00:00
   double seconds = 0;   // of the camera's clock
   std::vector<std::string> records;
+  std::string refused;  // why the camera did not run it; empty: it did
 };
 
 // Of an attempt: it begins; it has come to another stage, whose name is its message; it has ended.
@@ -55,8 +57,10 @@ struct RunOptions {
   bool untilFail = false;  // no further round after one that had a failure
 };
 
-// Runs the items, round by round; the cooler by its plan. progress is told of each attempt. What
-// was made before an error or an interruption stays in attempts.
+// Runs the items, round by round; the cooler by its plan. progress is told of each attempt, and of
+// its stages by the camera's events. An attempt that the camera refuses (its node is busy) is one
+// more attempt, and the run goes on. What was made before an error or an interruption stays in
+// attempts.
 void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOptions& options,
          std::vector<Attempt>& attempts, const Progress& progress);
 

@@ -31,9 +31,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-enum ClockRow : std::size_t { kNow, kAdvance, kAt };
+enum ClockRow : std::size_t { kNow, kLocal, kAdvance, kAt };
 constexpr KnobRow kClockRows[] = {
     {"now", KnobKind::ReadOnly, "s", "", 0, 0, "Camera time since the start."},
+    {"local", KnobKind::ReadOnly, "", "", 0, 0, "The camera's local time, as 2013-08-29T12:00:00."},
     {"advance", KnobKind::Command, "s", "", 0, 0,
      "Lets that much time pass; returns after everything due up to and including that instant."},
     {"at", KnobKind::Text, "schedule", "", 0, 0,
@@ -400,6 +401,13 @@ void Camera::AddKnobs() {
     TARQ::CResourceValue now(TARQ::ValueType::Double);
     now.Set(std::chrono::duration<double>(mClock->Now()).count());
     return KnobValue(std::string(now.GetAsAscii(false).AsChar()));
+  });
+  mClockKnobs[kLocal].OnRead([this] {
+    const CalendarTime local = mClock->Local(mClock->UnixTime());
+    CText text;
+    text.Format("%04d-%02d-%02dT%02d:%02d:%02d", local.year, local.month, local.day, local.hour,
+                local.minute, local.second);
+    return KnobValue(std::string(text.AsChar()));
   });
   mClockKnobs[kAdvance].OnWrite([this](const KnobValue& value) {
     const std::optional<double> seconds = ParseNumber(value, 1e9);

@@ -5,9 +5,12 @@
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 
 #include "client/camera_client.h"
+#include "client/log_lines.h"
 #include "client/results.h"
 #include "client/run_plan.h"
 
@@ -23,6 +26,12 @@ enum ExitCode : int {
 };
 
 constexpr std::uint16_t kDefaultPort = 0x567F;
+
+// What the user named cannot be used; what() says why.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 std::atomic<bool> gInterrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
@@ -40,6 +49,10 @@ struct Options {
   bool resetLog = false;
   bool resetCamera = false;
   bool systemLog = false;
+  std::string junit;  // a file; empty: none
+  bool tap = false;
+  std::string after;
+  unsigned count = 0;  // of events; 0: until the end
 };
 
 bool UseColour() {
@@ -120,6 +133,45 @@ int Set(client::CameraClient& camera, const Options& options) {
   return reply["status"] == 0 ? kNothingFailed : kTestFailed;
 }
 
+// A file that is there whole or not at all. What cannot be written is said before a run, not after.
+class ResultFile {
+ public:
+  explicit ResultFile(const std::string& path) : mPath(path) {
+    if (path.empty()) return;
+    mDraft = path + ".part";
+    mStream.open(mDraft, std::ios::binary);
+    if (!mStream) throw UsageError("cannot write " + mDraft);
+  }
+  ~ResultFile() {
+    std::error_code ignored;
+    if (mStream.is_open()) std::filesystem::remove(mDraft, ignored);
+  }
+  ResultFile(const ResultFile&) = delete;
+  ResultFile& operator=(const ResultFile&) = delete;
+
+  void Write(const client::Report& report) {
+    if (mPath.empty()) return;
+    client::WriteJunit(mStream, report);
+    mStream.close();
+    std::error_code error;
+    if (mStream) std::filesystem::rename(mDraft, mPath, error);
+    if (!mStream || error) throw UsageError("cannot write " + mPath);
+  }
+
+ private:
+  const std::string mPath;
+  std::string mDraft;
+  std::ofstream mStream;
+};
+
+std::string NameOf(client::CameraClient& camera, const char* path) {
+  try {
+    return ValueText(camera.Get(path)["value"]);
+  } catch (const client::RefusedError&) {
+    return "unknown";
+  }
+}
+
 int Run(client::CameraClient& camera, const Options& options) {
   const auto items = client::SelectForRun(client::TestItems(camera), options.globs);
   if (items.empty()) {
@@ -135,24 +187,33 @@ int Run(client::CameraClient& camera, const Options& options) {
       std::cerr << (begins ? attempt.path : attempt.message) << " ... " << std::flush;
     }
   };
-  std::vector<client::Attempt> attempts;
+  ResultFile junit(options.junit);
+  client::Report report;
+  report.camera = NameOf(camera, ".version.product.name");
+  report.serial = NameOf(camera, ".version.product.serial");
   const auto write = [&] {
     if (options.json) {
-      client::WriteJson(std::cout, attempts);
+      client::WriteJson(std::cout, report);
+    } else if (options.tap) {
+      client::WriteTap(std::cout, report);
     } else {
-      client::WriteTable(std::cout, attempts, UseColour());
+      client::WriteTable(std::cout, report, UseColour());
     }
+    std::cout.flush();
+    junit.Write(report);
   };
   try {
-    client::Run(camera, items, options.run, attempts, progress);
+    client::Run(camera, items, options.run, report.attempts, progress);
   } catch (...) {
     // What was found so far is not lost.
     std::cerr << "\n";
     write();
     throw;
   }
+  report.isWhole = true;
   write();
-  return client::CountFailed(attempts) == 0 ? kNothingFailed : kTestFailed;
+  if (client::CountFailed(report.attempts) > 0) return kTestFailed;
+  return client::CountRefused(report.attempts) > 0 ? kRefused : kNothingFailed;
 }
 
 int Reset(client::CameraClient& camera, const Options& options) {
@@ -163,8 +224,70 @@ int Reset(client::CameraClient& camera, const Options& options) {
 }
 
 int Log(client::CameraClient& camera, const Options& options) {
-  std::cout << camera.File(options.systemLog ? "FlashFS/log/syslog.txt" : "FlashFS/tmp/bitlog.txt");
+  const auto lines = client::LogLines(
+      camera.File(options.systemLog ? "FlashFS/log/syslog.txt" : "FlashFS/tmp/bitlog.txt"));
+  static constexpr const char* kKinds[] = {"header", "record", "fragment"};
+  client::Json list = client::Json::array();
+  for (const client::LogLine& line : lines) {
+    const char* const kind = kKinds[static_cast<std::size_t>(line.kind)];
+    if (options.json) {
+      list.push_back({{"kind", kind}, {"text", line.text}});
+    } else {
+      std::cout << (line.kind == client::LogLine::Kind::Fragment ? "[fragment] " : "") << line.text
+                << "\n";
+    }
+  }
+  if (options.json) PrintJson(list);
   return kNothingFailed;
+}
+
+// "  5.000  test-ended    test.items.clock.clock  OK  "
+void PrintEvent(const client::Event& event, const Options& options) {
+  if (options.json) {
+    client::Json line;
+    line["id"] = event.id;
+    line["event"] = event.kind;
+    for (const auto& [key, value] : event.fields.items()) line[key] = value;
+    std::cout << line.dump(-1, ' ', false, client::Json::error_handler_t::replace) << std::endl;
+    return;
+  }
+  const auto field = [&event](const char* key) {
+    return event.fields.contains(key) ? ValueText(event.fields[key]) : std::string();
+  };
+  const double at = event.fields.contains("at") ? event.fields["at"].get<double>() : 0;
+  std::cout << std::right << std::setw(12) << std::fixed << std::setprecision(3) << at << "  "
+            << std::left << std::setw(14) << event.kind;
+  if (event.kind == "record") {
+    std::cout << field("text");
+  } else if (event.kind == "gap") {
+    std::cout << "events missed: " << field("missed");
+  } else {
+    std::cout << (field("tree") == "camera" ? "." : "") << field("path") << "  " << field("value");
+  }
+  std::cout << std::endl;  // seen at once, also through a pipe
+}
+
+// A stream that ends is taken up again where it ended, once; a camera that has gone stays gone.
+int Watch(client::CameraClient& camera, const Options& options) {
+  std::string last = options.after;
+  unsigned left = options.count;
+  const auto tell = [&](const client::Event& event) {
+    if (options.count > 0 && left == 0) return;
+    if (!event.id.empty()) last = event.id;
+    PrintEvent(event, options);
+    if (left > 0) --left;
+  };
+  const auto done = [&] { return (options.count > 0 && left == 0) || !std::cout; };
+  for (;;) {
+    camera.Subscribe(tell, last);
+    try {
+      while (!camera.AwaitEvents(done, std::chrono::hours(1))) {
+      }
+      return kNothingFailed;
+    } catch (const client::ConnectionError&) {
+      if (!options.quiet) std::cerr << "diagorctl: the stream of events ended; asking again\n";
+    }
+  }
 }
 
 using Command = int (*)(client::CameraClient&, const Options&);
@@ -180,6 +303,9 @@ int Execute(Command command, const Options& options) {
   } catch (const client::RefusedError& error) {
     std::cerr << "diagorctl: " << error.what() << "\n";
     return kRefused;
+  } catch (const UsageError& error) {
+    std::cerr << "diagorctl: " << error.what() << "\n";
+    return kUsage;
   } catch (const client::InterruptedError&) {
     std::cerr << "diagorctl: interrupted\n";
     return kInterrupted;
@@ -225,11 +351,17 @@ int main(int argc, char** argv) {
   sub->add_option("glob", options.globs, "Which items; all without one");
   sub->add_option("--repeat", options.run.rounds, "Rounds")->check(CLI::Range(1U, 1000000U));
   sub->add_flag("--until-fail", options.run.untilFail, "No further round after a failure");
+  sub->add_option("--junit", options.junit, "Write the results as JUnit XML to that file too");
+  sub->add_flag("--tap", options.tap, "Print the results as TAP in place of a table");
   sub = add("reset", "Set every item back to Untested", Reset);
   sub->add_flag("--log", options.resetLog, "Restart the log file too");
   sub->add_flag("--camera", options.resetCamera, "Restore the simulated camera too");
   sub = add("log", "Print the log file", Log);
   sub->add_flag("--system", options.systemLog, "Print the system log instead");
+  sub = add("watch", "Print what happens on the camera, until Ctrl-C", Watch);
+  sub->add_option("--after", options.after,
+                  "Begin after the event of that id; 0: all that is kept");
+  sub->add_option("--count", options.count, "End after so many events");
 
   try {
     app.parse(argc, argv);

@@ -1,13 +1,17 @@
 // Run plans and results, and diagorctl as its users type it.
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <fstream>
 #include <sstream>
 
+#include "client/log_lines.h"
 #include "client/results.h"
 #include "client/run_plan.h"
 #include "server/http_server.h"
 #include "support/process.h"
 #include "support/test_camera.h"
+#include "tarq/node_access.h"
 
 namespace test {
 namespace {
@@ -55,21 +59,164 @@ TEST(ResultsTest, MessageOfARecord) {
   EXPECT_EQ(client::MessageOf("fragment", "OK      "), "");
 }
 
+// A failure, a pass of the same item later, and an attempt that was refused; texts that no format
+// takes as they are.
+client::Report SomeReport() {
+  client::Report report;
+  report.camera = "KY";
+  report.serial = "1 & \"2\"";
+  report.isWhole = true;
+  report.attempts.resize(3);
+  report.attempts[0] = {.path = "test.items.g.a",
+                        .passed = false,
+                        .status = 1,
+                        .value = "E 0002  ",
+                        .message = "gone <\x01> # \xEF\xBF\xBF \xC3\xA4, ",
+                        .started = "2013-08-29T12:00:00",
+                        .seconds = 0.25,
+                        .records = {"a;\x1B;E 0002  ;gone"},
+                        .refused = ""};
+  report.attempts[1] = {.path = "test.items.g.a",
+                        .round = 2,
+                        .passed = true,
+                        .status = 0,
+                        .value = "OK      ",
+                        .message = "there",
+                        .started = "2013-08-29T12:00:00",
+                        .seconds = 5,
+                        .records = {},
+                        .refused = ""};
+  report.attempts[2] = {.path = "test.items.b",
+                        .round = 2,
+                        .passed = false,
+                        .status = 0,
+                        .value = "",
+                        .message = "busy",
+                        .started = "2013-08-29T12:00:05",
+                        .seconds = 0,
+                        .records = {},
+                        .refused = "busy"};
+  return report;
+}
+
 TEST(ResultsTest, EveryAttemptIsShown) {
-  std::vector<client::Attempt> attempts(2);
-  attempts[0] = {"test.items.a", 1, false, 1, "E 0002  ", "gone", 0, {}};
-  attempts[1] = {"test.items.a", 2, true, 0, "OK      ", "there", 5, {}};
+  const client::Report report = SomeReport();
   std::ostringstream table;
-  client::WriteTable(table, attempts, false);
+  client::WriteTable(table, report, false);
   EXPECT_EQ(table.str(),
-            "ROUND  ITEM          RESULT    SECONDS  MESSAGE\n"
-            "1      test.items.a  E 0002    0.0      gone\n"
-            "2      test.items.a  OK        5.0      there\n"
-            "1 passed, 1 failed\n");
-  std::ostringstream json;
-  client::WriteJson(json, attempts);
-  EXPECT_EQ(Json::parse(json.str())["attempts"][0]["message"], "gone");
-  EXPECT_EQ(Json::parse(json.str())["failed"], 1);
+            "ROUND  ITEM            RESULT    SECONDS  MESSAGE\n"
+            "1      test.items.g.a  E 0002    0.2      gone <\x01> # \xEF\xBF\xBF \xC3\xA4,\n"
+            "2      test.items.g.a  OK        5.0      there\n"
+            "2      test.items.b    refused   0.0      busy\n"
+            "1 passed, 1 failed, 1 refused\n");
+  std::ostringstream text;
+  client::WriteJson(text, report);
+  const Json json = Json::parse(text.str());
+  EXPECT_EQ(json["attempts"][0]["value"], "E 0002  ");
+  EXPECT_EQ(json["attempts"][0]["started"], "2013-08-29T12:00:00");
+  EXPECT_EQ(json["attempts"][2]["refused"], "busy");
+  EXPECT_EQ(json["failed"], 1);
+}
+
+// By a reader that is not ours: its verdict on the form, and what it finds inside.
+TEST(ResultsTest, JunitIsReadByOthers) {
+  const TemporaryFolder folder;
+  const std::string file = (folder.Path() / "junit.xml").string();
+  {
+    std::ofstream stream(file);
+    client::WriteJunit(stream, SomeReport());
+  }
+  Process schema("/usr/bin/xmllint", {"--noout", "--schema", TEST_JUNIT_SCHEMA, file});
+  EXPECT_EQ(schema.Wait(), 0) << schema.Errors();
+  const std::pair<const char*, const char*> finds[] = {
+      {"count(//testcase)", "3"},
+      {"string(/testsuites/@failures)", "1"},
+      {"string(//testsuite/@errors)", "1"},
+      {"string(//testsuite/@name)", "KY"},
+      {"string(//testsuite/@timestamp)", "2013-08-29T12:00:00"},
+      {"string(//property[@name='camera.serial']/@value)", "1 & \"2\""},
+      {"string(//testcase[1]/@name)", "a [1]"},
+      {"string(//testcase[1]/@classname)", "test.items.g"},
+      {"string(//testcase[1]/@time)", "0.250"},
+      {"string(//testcase[1]/failure/@type)", "E 0002  "},
+      {"string(//testcase[1]/failure/@message)", "gone <\xEF\xBF\xBD> # \xEF\xBF\xBD \xC3\xA4, "},
+      {"string(//testcase[2]/@name)", "a [2]"},
+      {"count(//testcase[2]/failure)", "0"},
+      {"string(//testcase[2]/@status)", "OK      "},
+      {"string(//testcase[3]/error/@message)", "busy"},
+  };
+  for (const auto& [path, value] : finds) {
+    Process find("/usr/bin/xmllint", {"--xpath", path, file});
+    EXPECT_EQ(find.Wait(), 0) << path;
+    EXPECT_EQ(find.Output(), std::string(value) + "\n") << path;
+  }
+}
+
+TEST(ResultsTest, TapIsReadByAHarness) {
+  const TemporaryFolder folder;
+  const std::string file = (folder.Path() / "run.tap").string();
+  client::Report report = SomeReport();
+  const auto prove = [&] {
+    {
+      std::ofstream stream(file);
+      client::WriteTap(stream, report);
+    }
+    Process harness("/usr/bin/prove", {"--exec", "cat", file});
+    const int code = harness.Wait();
+    return std::to_string(code) + harness.Output() + harness.Errors();
+  };
+  std::string verdict = prove();
+  EXPECT_NE(verdict.find("Failed 2/3 subtests"), std::string::npos) << verdict;
+  EXPECT_NE(verdict.find("Failed tests:  1, 3"), std::string::npos) << verdict;
+  EXPECT_EQ(verdict.find("Parse errors"), std::string::npos) << verdict;
+  report.attempts = {report.attempts[1]};
+  verdict = prove();
+  EXPECT_TRUE(verdict.starts_with("0")) << verdict;
+  EXPECT_NE(verdict.find("All tests successful."), std::string::npos) << verdict;
+  report.isWhole = false;
+  EXPECT_NE(prove().find("Bailout called"), std::string::npos);
+}
+
+TEST(LogLinesTest, FragmentsStandApart) {
+  using Kind = client::LogLine::Kind;
+  const std::string record = "12:00:00;2013-08-29;T;E;A;S;C;Item         ;OK      ;a;b, ";
+  const std::string system = "2013-08-29 12:00:00 <bitLog id=\"I\" data=\"x\"/>";
+  const std::string header = "   Camera Name:   KY";
+  struct Case {
+    const char* name;
+    std::string log;
+    std::vector<client::LogLine> lines;
+  };
+  const Case cases[] = {
+      {"nothing", "", {}},
+      {"whole",
+       "\n" + header + "\n" + record + "\n",
+       {{Kind::Header, ""}, {Kind::Header, header}, {Kind::Record, record}}},
+      {"torn at the end",
+       record + "\n" + record,
+       {{Kind::Record, record}, {Kind::Fragment, record}}},
+      {"torn in its time",
+       "12:00:0" + record + "\n",
+       {{Kind::Fragment, "12:00:0"}, {Kind::Record, record}}},
+      {"torn in its fields",
+       "12:00:00;2013-08-29;T;E" + record + "\n",
+       {{Kind::Fragment, "12:00:00;2013-08-29;T;E"}, {Kind::Record, record}}},
+      {"torn in its message",
+       record + record + "\n",
+       {{Kind::Fragment, record}, {Kind::Record, record}}},
+      {"torn twice",
+       "12" + record.substr(0, 30) + record + "\n",
+       {{Kind::Fragment, "12"}, {Kind::Fragment, record.substr(0, 30)}, {Kind::Record, record}}},
+      {"fields missing", record.substr(0, 30) + "\n", {{Kind::Fragment, record.substr(0, 30)}}},
+      {"torn header", header + record + "\n", {{Kind::Fragment, header}, {Kind::Record, record}}},
+      {"line end in a field",
+       "12:00:00;2013-08-29;T\nT;E;A;S;C;I;OK;m\n",
+       {{Kind::Fragment, "12:00:00;2013-08-29;T"}, {Kind::Fragment, "T;E;A;S;C;I;OK;m"}}},
+      {"system log",
+       system.substr(0, 25) + system + "\n",
+       {{Kind::Fragment, system.substr(0, 25)}, {Kind::Record, system}}},
+  };
+  for (const Case& each : cases) EXPECT_EQ(client::LogLines(each.log), each.lines) << each.name;
 }
 
 struct PlanCase {
@@ -154,6 +301,18 @@ TEST_F(DiagorctlTest, RunsAndTellsWhatFailed) {
   EXPECT_TRUE(run.output.ends_with("8 passed, 0 failed\n")) << run.output;
   EXPECT_NE(run.errors.find("test.items.clock ... OK"), std::string::npos);
 
+  // An item that another client's write holds is refused, and the others are run.
+  {
+    const desk::Clock::Participation held(mCamera.Camera().Clock(), desk::Clock::Role::Follows);
+    TARQ::CServerResource* const battery = TARQ::NodeAccess::Find(
+        TARQ::NodeAccess::Root(mCamera.Camera().TaskTree()), "test.items.battery");
+    mCamera.Camera().Deliveries().Deliver(*battery, TARQ::CResourceValue("run"), false,
+                                          [](const desk::Delivered&) {});
+    run = Ctl({"--quiet", "run", "items.battery"});
+  }
+  EXPECT_EQ(run.code, 4);
+  EXPECT_TRUE(run.output.ends_with("0 passed, 0 failed, 1 refused\n")) << run.output;
+
   mCamera.Set(".desk.bus.i2c1.e6.fail", "0,1");
   run = Ctl({"--quiet", "--json", "run", "items.battery", "--repeat", "2"});
   EXPECT_EQ(run.code, 1);
@@ -165,6 +324,51 @@ TEST_F(DiagorctlTest, RunsAndTellsWhatFailed) {
   mCamera.Set(".desk.bus.i2c1.e6.fail", "1,9");
   run = Ctl({"--json", "run", "*battery", "--repeat", "5", "--until-fail"});
   EXPECT_EQ(Json::parse(run.output)["attempts"].size(), 2U);
+}
+
+TEST_F(DiagorctlTest, WritesResultsForTestServers) {
+  const TemporaryFolder folder;
+  const std::string file = (folder.Path() / "junit.xml").string();
+  mCamera.Set(".desk.bus.i2c1.e6.answers", "false");
+  const Outcome run =
+      Ctl({"--quiet", "run", "items.battery", "items.clock", "--tap", "--junit", file});
+  EXPECT_EQ(run.code, 1);
+  EXPECT_TRUE(run.output.starts_with("TAP version 13\nnot ok 1 - test.items.battery\n"))
+      << run.output;
+  EXPECT_NE(run.output.find("value: \"E 0002  \""), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("ok 2 - test.items.clock\n"), std::string::npos) << run.output;
+  Process schema("/usr/bin/xmllint", {"--noout", "--schema", TEST_JUNIT_SCHEMA, file});
+  EXPECT_EQ(schema.Wait(), 0) << schema.Errors();
+  Process time("/usr/bin/xmllint", {"--xpath", "string(//testcase[2]/@time)", file});
+  EXPECT_EQ(time.Wait(), 0);
+  EXPECT_EQ(time.Output(), "5.000\n");  // of the camera, not of this machine
+  // Said before anything is run.
+  mCamera.Set(".desk.restore", "true");
+  EXPECT_EQ(Ctl({"run", "items.battery", "--junit", "/nowhere/junit.xml"}).code, 2);
+  EXPECT_EQ(mCamera.Get("test.items.battery"), "E 0002  ");
+}
+
+TEST_F(DiagorctlTest, WatchesWhatHappens) {
+  Process watch("diagorctl", {"--port", std::to_string(mServer.Port()), "watch", "--after", "0",
+                              "--count", "6"});
+  watch.OutputUntil("\n");
+  mCamera.Set(".desk.bus.i2c1.e6.answers", "false");
+  const std::string record =
+      mCamera.Write("test.items.battery", "run")["records"][0].get<std::string>();
+  EXPECT_EQ(watch.Wait(), 0);
+  const std::string& output = watch.Output();
+  EXPECT_NE(output.find("0.000  value         .desk.bus.i2c1.e6.answers  false\n"),
+            std::string::npos)
+      << output;
+  EXPECT_NE(output.find("0.000  test-started  test.items.battery  \n"), std::string::npos);
+  EXPECT_NE(output.find("0.000  record        " + record + "\n"), std::string::npos);
+  EXPECT_TRUE(output.ends_with("0.000  test-ended    test.items.battery  E 0002  \n")) << output;
+  const Outcome json = Ctl({"--json", "watch", "--after", "0", "--count", "1"});
+  EXPECT_EQ(Json::parse(json.output)["event"], "value");
+  Process endless("diagorctl", {"--port", std::to_string(mServer.Port()), "watch", "--after", "0"});
+  endless.OutputUntil("test-ended");
+  endless.Signal(SIGINT);
+  EXPECT_EQ(endless.Wait(), 130);
 }
 
 TEST_F(DiagorctlTest, ReadsWritesAndResets) {

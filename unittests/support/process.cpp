@@ -83,6 +83,12 @@ std::string Process::ErrorsUntil(const std::string& text) {
   return mErrors;
 }
 
+std::string Process::OutputUntil(const std::string& text) {
+  while (mOutput.find(text) == std::string::npos && ReadSome(mOutputPipe, mOutput)) {
+  }
+  return mOutput;
+}
+
 void Process::Signal(int signal) const {
   kill(mPid, signal);
 }

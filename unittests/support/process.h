@@ -22,6 +22,8 @@ class Process {
   // Blocks until standard error holds the text, and returns what stands there so far; what it said
   // in all when it ends before.
   std::string ErrorsUntil(const std::string& text);
+  // The same of standard output.
+  std::string OutputUntil(const std::string& text);
   void Signal(int signal) const;
   // Waits for the end; the exit code, or minus the signal that ended it.
   int Wait();
