@@ -7,12 +7,16 @@ namespace desk {
 
 namespace {
 
-enum Row : std::size_t { kPresent, kFail, kError };
+enum Row : std::size_t { kPresent, kOpenFail, kFail, kError };
 
 constexpr KnobRow kRows[] = {
     {"present", KnobKind::Bool, "", "true", 0, 0, "False: opening the driver fails."},
+    {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
+     "After skip good openings the next count fail; counted from this write on. Read: what is "
+     "left."},
     {"fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
-     "After skip good requests the next count fail; counted from this write on."},
+     "After skip good requests the next count fail; counted from this write on. Read: what is "
+     "left."},
     {"error", KnobKind::Integer, "", "1117", 1, 2147483647,
      "Error code of the requests that fail."},
 };
@@ -31,10 +35,13 @@ std::span<const KnobRow> DriverPort::KnobRows() {
 }
 
 DriverPort::DriverPort(std::string name)
-    : mName(std::move(name)), mKnobs(KnobPrefix(mName), kRows), mFaults(mKnobs[kFail]) {}
+    : mName(std::move(name)),
+      mKnobs(KnobPrefix(mName), kRows),
+      mFaults(mKnobs[kFail]),
+      mOpenFaults(mKnobs[kOpenFail]) {}
 
 bool DriverPort::MayOpen() const {
-  return mKnobs[kPresent].Bool();
+  return mKnobs[kPresent].Bool() && !mOpenFaults.Strikes();
 }
 
 DWORD DriverPort::Control(const IoRequest& request) {

@@ -26,6 +26,7 @@ class DriverPort : public Device {
   std::string mName;
   KnobSet mKnobs;
   FaultCounter mFaults;
+  mutable FaultCounter mOpenFaults;
 };
 
 }  // namespace desk

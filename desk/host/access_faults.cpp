@@ -23,17 +23,34 @@ constexpr KnobRow kRows[] = {
      "opened."},
 };
 
+enum CounterRow : std::size_t { kOpenFail, kReadFail, kWriteFail };
+
+constexpr KnobRow kCounterRows[] = {
+    {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
+     "After skip good openings of any node by the program the next count fail; counted from this "
+     "write on. Read: what is left."},
+    {"read_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its reads."},
+    {"write_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its writes."},
+};
+
 }  // namespace
 
 std::span<const KnobRow> AccessFaults::KnobRows() {
   return kRows;
+}
+std::span<const KnobRow> AccessFaults::CounterKnobRows() {
+  return kCounterRows;
 }
 
 AccessFaults::AccessFaults()
     : mKnobs(".desk", kRows),
       mHidden(mKnobs[kHidden]),
       mUnreadable(mKnobs[kUnreadable]),
-      mRefused(mKnobs[kRefused]) {}
+      mRefused(mKnobs[kRefused]),
+      mCounterKnobs(".desk.nodes", kCounterRows),
+      mOpens(mCounterKnobs[kOpenFail]),
+      mReads(mCounterKnobs[kReadFail]),
+      mWrites(mCounterKnobs[kWriteFail]) {}
 
 AccessFaults::PathSet::PathSet(Knob& knob) {
   knob.OnWrite([this](const KnobValue& value) {
@@ -54,15 +71,15 @@ bool AccessFaults::PathSet::Has(const std::string& path) const {
 }
 
 bool AccessFaults::MayOpen(const std::string& path) const {
-  return !mHidden.Has(path);
+  return !mHidden.Has(path) && !mOpens.Strikes();
 }
 
 bool AccessFaults::MayRead(const std::string& path) const {
-  return !mUnreadable.Has(path);
+  return !mUnreadable.Has(path) && !mReads.Strikes();
 }
 
 bool AccessFaults::MayWrite(const std::string& path) const {
-  return !mRefused.Has(path);
+  return !mRefused.Has(path) && !mWrites.Strikes();
 }
 
 bool AccessFaults::LosesFile(const std::string& name) const {

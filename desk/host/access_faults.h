@@ -14,6 +14,7 @@ class AccessFaults : public TARQ::AccessRules {
  public:
   AccessFaults();
   KnobSet& Knobs() { return mKnobs; }
+  KnobSet& CounterKnobs() { return mCounterKnobs; }
 
   bool MayOpen(const std::string& path) const override;
   bool MayRead(const std::string& path) const override;
@@ -21,6 +22,7 @@ class AccessFaults : public TARQ::AccessRules {
   bool LosesFile(const std::string& name) const;
 
   static std::span<const KnobRow> KnobRows();
+  static std::span<const KnobRow> CounterKnobRows();
 
  private:
   // The paths that one knob names.
@@ -38,6 +40,10 @@ class AccessFaults : public TARQ::AccessRules {
   PathSet mHidden;
   PathSet mUnreadable;
   PathSet mRefused;
+  KnobSet mCounterKnobs;
+  mutable FaultCounter mOpens;
+  mutable FaultCounter mReads;
+  mutable FaultCounter mWrites;
 };
 
 }  // namespace desk

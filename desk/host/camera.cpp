@@ -427,6 +427,7 @@ void Camera::AddKnobs() {
   });
   AddTaskKnobs();
   Publish(mAccessFaults.Knobs());
+  Publish(mAccessFaults.CounterKnobs());
   Publish(mWindows.Knobs());
   Publish(mCameraKnobs);
   Publish(mInputKnobs);

@@ -93,6 +93,7 @@ std::vector<KnobFamily> AllKnobs() {
       {"Screen", ".desk.screen", WindowSystem::KnobRows()},
       {"Automatic operator", ".desk.operator", Operator::KnobRows()},
       {"Camera-wide nodes and files", ".desk", AccessFaults::KnobRows()},
+      {"Camera-wide nodes, counted", ".desk.nodes", AccessFaults::CounterKnobRows()},
       {"Registry", ".desk.registry", Camera::RegistryKnobRows()},
       {"Time", ".desk.clock", Camera::ClockKnobRows()},
       {"The task's queue and events", ".desk.task", Camera::TaskKnobRows()},

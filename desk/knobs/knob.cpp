@@ -91,6 +91,11 @@ void KnobSet::Restore() {
 
 FaultCounter::FaultCounter(Knob& knob) {
   knob.OnWrite([this](const KnobValue& value) { return Set(std::get<std::string>(value)); });
+  knob.OnRead([this] {
+    const std::lock_guard lock(mLock);
+    std::string left = std::to_string(mSkip);
+    return KnobValue(left.append(",").append(std::to_string(mCount)));
+  });
 }
 
 bool FaultCounter::Set(const std::string& text) {

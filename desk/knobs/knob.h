@@ -85,7 +85,8 @@ class KnobSet {
   std::deque<Knob> mKnobs;
 };
 
-// "skip,count": after skip good requests the next count fail. Counted anew from each write.
+// "skip,count": after skip good requests the next count fail. Counted anew from each write; read, it
+// says what is left.
 class FaultCounter {
  public:
   // Makes the knob, a text, the counter's setting.

@@ -3,16 +3,16 @@
 #include <cstdio>
 
 #include "app/framework.h"
+#include "items/files.h"
 
 namespace {
 
-FILE* OpenBitLog(const char* mode) {
-  const std::string path = std::string(getFlashTmpPath()) + "\\" + "bitlog.txt";
-  return fopen(path.c_str(), mode);
+std::string BitLogPath() {
+  return std::string(getFlashTmpPath()) + "\\" + "bitlog.txt";
 }
 
 void WriteBitLog(const char* mode, const std::string& text) {
-  FILE* file = OpenBitLog(mode);
+  FILE* const file = fopen(BitLogPath().c_str(), mode);
   if (file == nullptr) return;
   // Unbuffered: however long the text, it leaves in one write.
   setvbuf(file, nullptr, _IONBF, 0);
@@ -29,10 +29,7 @@ LocalTime ReadLocalTime() {
 }
 
 bool BitLogExists() {
-  FILE* file = OpenBitLog("r");
-  if (file == nullptr) return false;
-  fclose(file);
-  return true;
+  return CanBeRead(BitLogPath().c_str());
 }
 
 void AppendToBitLog(const std::string& text) {

@@ -4,9 +4,6 @@
 #include "app/framework.h"
 #include "items/resource_access.h"
 
-// The attribute word of every node of the test tree but errcnt.
-constexpr DWORD kNodeAttributes = 0x80000000;
-
 // Holds test.items and the group node open while the group is built.
 class GroupBuilder {
  public:
@@ -25,3 +22,11 @@ class GroupBuilder {
   TARQ::CServerResource* mGroup = nullptr;
   DWORD mStatus = 0;
 };
+
+// A group with one item.
+template <typename Item>
+DWORD CreateGroupOfOne(const char* group, const char* node, const char* description) {
+  GroupBuilder builder(group);
+  if (builder.Status() == 0) builder.Add(new Item(node, description));
+  return builder.Status();
+}

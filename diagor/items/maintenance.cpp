@@ -8,7 +8,7 @@
 
 #include "items/bit_log_file.h"
 #include "items/format.h"
-#include "items/group_builder.h"
+#include "items/res_bit_item.h"
 #include "items/resource_access.h"
 #include "items/status.h"
 
@@ -37,7 +37,8 @@ void WalkValueNodes(TARQ::CResource& branch, const Visit& visit) {
 }
 
 bool IsFailure(const TARQ::CResourceValue& value) {
-  static constexpr std::string_view kNoFailure[] = {"OK      ", "Not aval", "Tested  ", "Untested"};
+  static constexpr std::string_view kNoFailure[] = {kResultOK, "Not aval", kResultTested,
+                                                    kUntested};
   if (value.Type() != TARQ::ValueType::Ascii) return false;
   const CText text = value.GetAscii();
   return std::find(std::begin(kNoFailure), std::end(kNoFailure), text.AsChar()) ==
@@ -94,7 +95,7 @@ DWORD CResBitClearResult::SetImpl(TARQ::CResourceValue& value, bool& /*changed*/
   const OpenedResource items(tree, "test.items");
   if (items) {
     WalkValueNodes(*items.Get(), [](TARQ::CResource& node) {
-      node.Set(TARQ::CResourceValue("Untested", 0), 0, 0, nullptr);
+      node.Set(TARQ::CResourceValue(kUntested, 0), 0, 0, nullptr);
     });
   }
   return 0;

@@ -3,16 +3,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "items/resource_access.h"
 #include "items/text.h"
 
-namespace {
-
-constexpr char kUntested[] = "Untested";
-
-}  // namespace
-
 CResBitItem::CResBitItem(const TARQ::CResourcePath& path, const char* description)
-    : CServerResource(path, TARQ::CResourceValue(kUntested, 0), 0x80000000),
+    : CServerResource(path, TARQ::CResourceValue(kUntested, 0), kNodeAttributes),
       mDescription(),
       mMessage() {
   CopyText(mDescription, description);
@@ -30,13 +25,13 @@ void CResBitItem::EmptyMessage() {
 }
 
 DWORD CResBitItem::SetResultOK(const char* message) {
-  StoreResult("OK      ");
+  StoreResult(kResultOK);
   LogResult(message);
   return 0;
 }
 
 DWORD CResBitItem::SetResultTested(const char* message) {
-  StoreResult("Tested  ");
+  StoreResult(kResultTested);
   LogResult(message);
   return 0;
 }

@@ -18,6 +18,10 @@ struct Failure {
   Finding Found() const { return {code, message}; }
 };
 
+constexpr char kUntested[] = "Untested";
+constexpr char kResultOK[] = "OK      ";
+constexpr char kResultTested[] = "Tested  ";
+
 // Writing any text but "Untested" runs the test on the writing thread; the write returns when the
 // test has ended. The value is one of the result texts, always eight characters:
 //   "Untested"  no result
@@ -32,7 +36,7 @@ class CResBitItem : public TARQ::CServerResource {
 
   DWORD SetImpl(TARQ::CResourceValue& value, bool& changed) override;
 
-  // The test: empties mMessage first, ends each path in one setter and returns its result.
+  // The test: empties mMessage first, stores what it found and returns 0 for passed or tested.
   virtual DWORD RunTest(const TARQ::CResourceValue& written) = 0;
 
  protected:

@@ -3,6 +3,9 @@
 
 #include "app/framework.h"
 
+// The attribute word of every node of the test tree but errcnt.
+constexpr DWORD kNodeAttributes = 0x80000000;
+
 // An opened resource, closed at the end of its scope. One that cannot be opened is empty, and
 // every access to it is skipped.
 class OpenedResource {
@@ -34,8 +37,7 @@ class OpenedResource {
   TARQ::CResource* operator->() const { return mResource; }
   TARQ::CResource* Get() const { return mResource; }
 
-  // The value's replacement is skipped with the open. False for a read that failed: the value then
-  // stays as it was.
+  // False for a read that was skipped or failed: the value then stays as it was.
   bool ReadInto(TARQ::CResourceValue& value) const {
     return mResource != nullptr && mResource->Get(value, nullptr) == 0;
   }
@@ -58,6 +60,11 @@ class OpenedResource {
   TARQ::CResource* mResource = nullptr;
   DWORD mStatus = 0;
 };
+
+inline void WriteTo(TARQ::CResourceTree* tree, const char* path,
+                    const TARQ::CResourceValue& value) {
+  OpenedResource(tree, path).Write(value);
+}
 
 // The trees as the supervisor gives them; either may be missing.
 inline TARQ::CResourceTree* CameraTree() {

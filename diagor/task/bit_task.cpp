@@ -1,9 +1,9 @@
 #include "task/bit_task.h"
 
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 
+#include "items/files.h"
 #include "items/resource_access.h"
 #include "task/platform.h"
 
@@ -20,17 +20,6 @@ constexpr DWORD kIdleTicksToMarkers = 20;
 DWORD gIdleTicks = 0;   // wait time-outs so far, up to kIdleTicksToMarkers
 DWORD gTorchBlink = 0;  // 0: the torch does not blink; odd: it is on
 
-void WriteResource(TARQ::CResourceTree* tree, const char* path, const TARQ::CResourceValue& value) {
-  OpenedResource(tree, path).Write(value);
-}
-
-bool MarkerExists(const char* path) {
-  FILE* const file = fopen(path, "r");
-  if (file == nullptr) return false;
-  fclose(file);
-  return true;
-}
-
 void CreateTemporaryDirectory() {
   wchar_t* const path = ASCIIToUnicode(getFlashTmpPath());
   if (path == nullptr) return;
@@ -42,21 +31,21 @@ void CreateTemporaryDirectory() {
 void CheckMarkers() {
   TARQ::CResourceTree* const tests = TaskTree();
   TARQ::CResourceTree* const camera = CameraTree();
-  if (MarkerExists("/FlashFS/system/bit/BitRunLCDTest")) {
-    WriteResource(tests, "test.items.lcd_i.bitmaps", TARQ::CResourceValue("", 0));
-  } else if (MarkerExists("/FlashFS/system/bit/BitRunViewTest")) {
-    WriteResource(tests, "test.items.viewFinder_i.bitmaps", TARQ::CResourceValue("", 0));
+  if (CanBeRead("/FlashFS/system/bit/BitRunLCDTest")) {
+    WriteTo(tests, "test.items.lcd_i.bitmaps", TARQ::CResourceValue("", 0));
+  } else if (CanBeRead("/FlashFS/system/bit/BitRunViewTest")) {
+    WriteTo(tests, "test.items.viewFinder_i.bitmaps", TARQ::CResourceValue("", 0));
   }
-  if (MarkerExists("/FlashFS/system/bit/BitRunVCamTest")) {
+  if (CanBeRead("/FlashFS/system/bit/BitRunVCamTest")) {
     gTorchBlink = 1;
-    WriteResource(camera, ".image.services.channel.active", TARQ::CResourceValue("VISUAL", 0));
-    WriteResource(camera, ".image.services.channel.commit", TARQ::CResourceValue(true, 0));
+    WriteTo(camera, ".image.services.channel.active", TARQ::CResourceValue("VISUAL", 0));
+    WriteTo(camera, ".image.services.channel.commit", TARQ::CResourceValue(true, 0));
   }
 }
 
 void BlinkTorch() {
   ++gTorchBlink;
-  WriteResource(CameraTree(), ".system.vcam.torch", TARQ::CResourceValue(gTorchBlink % 2 == 1, 0));
+  WriteTo(CameraTree(), ".system.vcam.torch", TARQ::CResourceValue(gTorchBlink % 2 == 1, 0));
 }
 
 // While the cooler test logs, each read of its item takes a temperature sample.
@@ -79,7 +68,7 @@ DWORD CBitTask::Init(char* name, DWORD argument1, DWORD argument2, DWORD argumen
 }
 
 DWORD CBitTask::Run() {
-  WriteResource(CameraTree(), ".appl.journal.active", TARQ::CResourceValue(false, 0));
+  WriteTo(CameraTree(), ".appl.journal.active", TARQ::CResourceValue(false, 0));
   CreateTemporaryDirectory();
 
   const HANDLE handles[] = {mpQueue->GetHandle(), GetStartStopEvent()};

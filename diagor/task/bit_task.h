@@ -11,7 +11,6 @@ class CBitTask : public TARQ::CTaskContainer {
   DWORD Run() override;
   DWORD Unload() override;
 
-  DWORD Platform() const { return mPlatform; }
   void SetPlatform(DWORD platform) { mPlatform = platform; }
 
  private:

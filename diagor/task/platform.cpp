@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cwchar>
 
+#include "items/files.h"
 #include "items/resource_access.h"
 #include "items/status.h"
 #include "task/test_sets.h"
@@ -31,17 +32,10 @@ bool HasSystemImage() {
   return static_cast<bool>(systemImage);
 }
 
-bool RunsFromBfs() {
-  FILE* const file = fopen("/FlashBFS/system/diagor.exe", "r");
-  if (file == nullptr) return false;
-  fclose(file);
-  return true;
-}
-
 DWORD RunBuilder(CBitTask* task, PlatformNumber platform) {
   if (platform == kPlatformN) return BuildPlatformN(task);
   if (platform == kPlatformR && !HasSystemImage()) platform = kPlatformRRem;
-  if (platform == kPlatformR7) gBfsInUse = RunsFromBfs();
+  if (platform == kPlatformR7) gBfsInUse = CanBeRead("/FlashBFS/system/diagor.exe");
   if (platform == kPlatformV8) gBfsInUse = true;
   return BuildPlatform(task, platform);
 }

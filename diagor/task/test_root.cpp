@@ -1,7 +1,6 @@
 #include "task/test_root.h"
 
 #include "app/framework.h"
-#include "items/group_builder.h"
 #include "items/maintenance.h"
 #include "items/resource_access.h"
 #include "items/status.h"

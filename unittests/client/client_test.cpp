@@ -310,6 +310,7 @@ TEST_F(DiagorctlTest, RunsAndTellsWhatFailed) {
                                           [](const desk::Delivered&) {});
     run = Ctl({"--quiet", "run", "items.battery"});
   }
+  mCamera.Camera().Deliveries().JoinAll();
   EXPECT_EQ(run.code, 4);
   EXPECT_TRUE(run.output.ends_with("0 passed, 0 failed, 1 refused\n")) << run.output;
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <cstdlib>
 #include <fstream>
-#include <future>
 #include <sstream>
 
 #include "client/run_plan.h"
@@ -62,16 +61,34 @@ std::string BareCamera::Get(const std::string& path) {
   return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-Json BareCamera::Write(const std::string& path, const Json& value) {
+std::future<Json> BareCamera::Ask(const std::string& path, const Json& value) {
+  const auto reply = std::make_shared<std::promise<Json>>();
   TARQ::CServerResource* const node = NodeAccess::Find(NodeAccess::Root(mCamera->TaskTree()), path);
-  if (node == nullptr) return Json();
-  std::promise<std::string> reply;
-  const auto started = mCamera->Deliveries().Deliver(
-      *node, *desk::ValueFromJson(value), true, [&](const desk::Delivered& delivered) {
-        reply.set_value(desk::Dump(desk::DeliveredJson(*node, delivered, true)));
-      });
-  if (started != desk::Deliveries::Start::Started) return Json();
-  return Json::parse(reply.get_future().get());
+  if (node == nullptr ||
+      mCamera->Deliveries().Deliver(
+          *node, *desk::ValueFromJson(value), true,
+          [node, reply](const desk::Delivered& delivered) {
+            reply->set_value(Json::parse(desk::Dump(desk::DeliveredJson(*node, delivered, true))));
+          }) != desk::Deliveries::Start::Started) {
+    reply->set_value(Json());
+  }
+  return reply->get_future();
+}
+
+Json BareCamera::Write(const std::string& path, const Json& value) {
+  return Ask(path, value).get();
+}
+
+std::vector<Json> BareCamera::RunTogether(const std::vector<std::string>& paths) {
+  std::vector<std::future<Json>> asked;
+  {
+    // None begins while this thread has its turn.
+    const desk::Clock::Participation mine(mCamera->Clock(), desk::Clock::Role::Follows);
+    for (const std::string& path : paths) asked.push_back(Ask(path, "run"));
+  }
+  std::vector<Json> replies;
+  for (std::future<Json>& each : asked) replies.push_back(each.get());
+  return replies;
 }
 
 Result BareCamera::Run(const std::string& path, const Json& value) {

@@ -1,6 +1,7 @@
 // A camera with the program on it, in this process, on the virtual clock.
 #pragma once
 
+#include <future>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -51,6 +52,8 @@ class BareCamera {
   // A client's write to the program's tree, as JSON: status, value, records, elapsed_ms, trace.
   Json Write(const std::string& path, const Json& value);
   Result Run(const std::string& path, const Json& value = "run");
+  // Runs of several items that are asked for at the same moment, each as Write answers.
+  std::vector<Json> RunTogether(const std::vector<std::string>& paths);
   // A node with all below it, as a client sees it.
   Json Tree(const std::string& path);
 
@@ -58,6 +61,10 @@ class BareCamera {
   std::string Contents(const std::string& cameraPath) const;
   void MakeFile(const std::string& cameraPath, const std::string& contents = "");
   std::vector<std::string> LogLines() const;  // of bitlog.txt
+
+ private:
+  // The reply will come; null for a node that is not there, or busy.
+  std::future<Json> Ask(const std::string& path, const Json& value);
 
  protected:
   TemporaryFolder mFolder;

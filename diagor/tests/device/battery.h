@@ -2,6 +2,8 @@
 // Needs "I2C1:" or "I2C2:", by platform.
 #pragma once
 
+#include <cstdint>
+
 #include "items/res_bit_item_i2c.h"
 
 class CBitTask;

@@ -46,15 +46,9 @@ DWORD CResBitAccel::RunTest(const TARQ::CResourceValue& /*written*/) {
 }
 
 DWORD CreateCompassGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("compass");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitCompass("detect", "Compass"));
-  return 0;
+  return CreateGroupOfOne<CResBitCompass>("compass", "detect", "Compass");
 }
 
 DWORD CreateAccelGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("accel");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitAccel("detect", "Accel"));
-  return 0;
+  return CreateGroupOfOne<CResBitAccel>("accel", "detect", "Accel");
 }

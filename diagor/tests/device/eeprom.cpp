@@ -110,19 +110,10 @@ std::span<const EepromRow> EepromsOf(DWORD platform) {
   return {};
 }
 
-// The boards of CResBitEEPromN, all on the item's own bus.
-struct BoardRow {
-  const char* text;
-  WORD address;  // 8 bits
-};
-constexpr BoardRow kBoards[] = {
-    {"Main EEPROM", 0xAE}, {"FPA EEPROM", 0xA0},  {"TOKM EEPROM", 0xA2}, {"TOSU EEPROM", 0xA4},
-    {"NOK EEPROM", 0xA6},  {"TOGN EEPROM", 0xA8}, {"TOWR EEPROM", 0xAA}, {"TOLK EEPROM", 0xAC},
-};
-
-std::span<const BoardRow> BoardsOf(DWORD platform) {
-  if (platform == kPlatformN) return std::span(kBoards).first(2);
-  if (platform == kPlatformK) return kBoards;
+// The boards of CResBitEEPromN, all on the item's own bus: K's, of which N has two.
+std::span<const EepromRow> BoardsOf(DWORD platform) {
+  if (platform == kPlatformN) return std::span(kK).first(2);
+  if (platform == kPlatformK) return std::span(kK).first(8);
   return {};
 }
 
@@ -158,7 +149,7 @@ DWORD CResBitEEPromN::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   std::string message;
   bool allDetected = true;
-  for (const BoardRow& board : BoardsOf(mPlatform)) {
+  for (const EepromRow& board : BoardsOf(mPlatform)) {
     BYTE contents[kBytesRead] = {};
     const bool detected = Transfer(board.address, contents, sizeof contents, 0x00, 1) == 0;
     message += FindingText(board.text, detected);

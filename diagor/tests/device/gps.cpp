@@ -47,8 +47,5 @@ DWORD CResBitGps::RunTest(const TARQ::CResourceValue& /*written*/) {
 }
 
 DWORD CreateGpsGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("gps");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitGps("detect", "Gps"));
-  return 0;
+  return CreateGroupOfOne<CResBitGps>("gps", "detect", "Gps");
 }

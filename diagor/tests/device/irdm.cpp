@@ -24,8 +24,5 @@ DWORD CResBitIRDM::RunTest(const TARQ::CResourceValue& /*written*/) {
 }
 
 DWORD CreateIrdmGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("IRDM");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitIRDM("IRDM", "IRDM"));
-  return 0;
+  return CreateGroupOfOne<CResBitIRDM>("IRDM", "IRDM", "IRDM");
 }

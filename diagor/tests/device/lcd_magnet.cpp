@@ -42,8 +42,5 @@ DWORD CResBitLCDMagnet::RunTest(const TARQ::CResourceValue& /*written*/) {
 }
 
 DWORD CreateLcdMagnetGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("LCDMagnet");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitLCDMagnet("detect", "detect"));
-  return 0;
+  return CreateGroupOfOne<CResBitLCDMagnet>("LCDMagnet", "detect", "detect");
 }

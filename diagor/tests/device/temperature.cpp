@@ -1,5 +1,7 @@
 #include "tests/device/temperature.h"
 
+#include <cstdint>
+
 #include "app/framework.h"
 #include "items/format.h"
 

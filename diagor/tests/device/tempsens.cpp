@@ -182,7 +182,7 @@ DWORD CResBitDualTempsensItems::RunTest(const TARQ::CResourceValue& written) {
                               mSecondAddress);
   DWORD status = first.RunTest(written);
   if (status != 0) status = second.RunTest(written);
-  StoreResult(status == 0 ? "OK      " : kBothFailed);
+  StoreResult(status == 0 ? kResultOK : kBothFailed);
   return status;
 }
 

@@ -9,54 +9,34 @@
 
 namespace {
 
-constexpr DWORD kLookTime = 2000;  // ms; the operator sees the window before the dialog comes
-
 struct ButtonTest {
-  WORD dialog;
-  DLGPROC procedure;
+  WindowedDialog dialog;
   const Keypad& keypad;
-  bool freezes;
-  DWORD waitBeforeDialog;  // ms
-  DWORD mask;              // of the keys asked for
+  DWORD mask;  // of the keys asked for
 };
 
-constexpr ButtonTest kTestN = {101, KeyTestDialogProc<kKeypadN>, kKeypadN, false, 0, 0x3E0F};
-constexpr ButtonTest kTestV = {107, KeyTestDialogProc<kKeypadN>, kKeypadN, false, 0, 0x3E0F};
-constexpr ButtonTest kTestK = {103, LcdKeyDialogProc, kKeypadK, false, 0, 0x7E17FF};
-constexpr ButtonTest kTestH = {117, LcdKeyDialogProc, kKeypadK, false, 0, 0x7E57FF};
-constexpr ButtonTest kTestKRem = {108,       KeyTestDialogProc<kKeypadKRem>, kKeypadKRem, false, 0,
-                                  0xE190310F};
-constexpr ButtonTest kTestR = {105, KeyTestDialogProc<kKeypadR>, kKeypadR, false, 0, 0xFFB0310F};
-constexpr ButtonTest kTestR7 = {118, KeyTestDialogProc<kKeypadR7>, kKeypadR7, true, 0, 0x830300F};
-constexpr ButtonTest kTestR7Bfs = {127,      KeyTestDialogProc<kKeypadR7Bfs>, kKeypadR7Bfs, true, 0,
-                                   0x820340F};
-constexpr ButtonTest kTestR8 = {124,       KeyTestDialogProc<kKeypadR8>, kKeypadR8, true, kLookTime,
-                                0xEAB0710F};
-constexpr ButtonTest kTestLQ = {125,       KeyTestDialogProc<kKeypadLQ>, kKeypadLQ, true, kLookTime,
-                                0x10803000};
-constexpr ButtonTest kTestKy = {119, KyDialogProc, kKeypadKy, true, 0, 0x8A30F70F};
-constexpr ButtonTest kTestKy090 = {119, KyDialogProc, kKeypadKy, true, 0, 0x8A30B50F};
-constexpr ButtonTest kTestV8 = {126, KeyTestDialogProc<kKeypadV8>, kKeypadV8, false, 0, 0x3E0F};
-
-// Shows the keypad until every key was hit or the time is over. False when it has no window.
-bool ShowKeypad(const ButtonTest& test) {
-  gPendingMask = test.mask;
-  gLcdAnswer = kLcdGood;  // no question about an image is open
-  if (test.freezes) FreezeImage();
-  const bool hasWindow = CreateTestWindow(false) != 0;
-  if (hasWindow) {
-    if (test.waitBeforeDialog != 0) Sleep(test.waitBeforeDialog);
-    RunTestDialog(test.dialog, test.procedure);
-    DestroyTestWindow();
-    PumpUntilQuit();
-  }
-  if (test.freezes) SetImageFreeze(false);
-  return hasWindow;
-}
+constexpr ButtonTest kTestN = {{101, KeyTestDialogProc<kKeypadN>, false, 0}, kKeypadN, 0x3E0F};
+constexpr ButtonTest kTestV = {{107, KeyTestDialogProc<kKeypadN>, false, 0}, kKeypadN, 0x3E0F};
+constexpr ButtonTest kTestK = {{103, LcdKeyDialogProc, false, 0}, kKeypadK, 0x7E17FF};
+constexpr ButtonTest kTestH = {{117, LcdKeyDialogProc, false, 0}, kKeypadK, 0x7E57FF};
+constexpr ButtonTest kTestKRem = {
+    {108, KeyTestDialogProc<kKeypadKRem>, false, 0}, kKeypadKRem, 0xE190310F};
+constexpr ButtonTest kTestR = {{105, KeyTestDialogProc<kKeypadR>, false, 0}, kKeypadR, 0xFFB0310F};
+constexpr ButtonTest kTestR7 = {{118, KeyTestDialogProc<kKeypadR7>, true, 0}, kKeypadR7, 0x830300F};
+constexpr ButtonTest kTestR7Bfs = {
+    {127, KeyTestDialogProc<kKeypadR7Bfs>, true, 0}, kKeypadR7Bfs, 0x820340F};
+constexpr ButtonTest kTestR8 = {
+    {124, KeyTestDialogProc<kKeypadR8>, true, kLookTime}, kKeypadR8, 0xEAB0710F};
+constexpr ButtonTest kTestLQ = {
+    {125, KeyTestDialogProc<kKeypadLQ>, true, kLookTime}, kKeypadLQ, 0x10803000};
+constexpr ButtonTest kTestKy = {{119, KyDialogProc, true, 0}, kKeypadKy, 0x8A30F70F};
+constexpr ButtonTest kTestKy090 = {{119, KyDialogProc, true, 0}, kKeypadKy, 0x8A30B50F};
+constexpr ButtonTest kTestV8 = {{126, KeyTestDialogProc<kKeypadV8>, false, 0}, kKeypadV8, 0x3E0F};
 
 Finding RunButtonTest(const ButtonTest& test) {
-  const InteractiveTurn turn;
-  if (!ShowKeypad(test)) return {0x50, "Failed to init test"};
+  gPendingMask = test.mask;
+  gLcdAnswer = kLcdGood;  // no question about an image is open
+  if (!RunOverTestWindow(test.dialog)) return {0x50, "Failed to init test"};
   if (gPendingMask == 0) return {0, "Buttons OK"};
   std::string missing = "Keys missing: ";
   for (const KeyRow& key : test.keypad.keys) {
@@ -68,66 +48,79 @@ Finding RunButtonTest(const ButtonTest& test) {
 }  // namespace
 
 DWORD CResBitButtonsN::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestN));
 }
 
 DWORD CResBitButtonsV::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestV));
 }
 
 DWORD CResBitButtonsK::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestK));
 }
 
 DWORD CResBitButtonsH::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestH));
 }
 
 DWORD CResBitButtonsKRem::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestKRem));
 }
 
 DWORD CResBitButtonsR::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestR));
 }
 
 DWORD CResBitButtonsR7::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestR7));
 }
 
 DWORD CResBitButtonsR7_BfsInUse::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestR7Bfs));
 }
 
 DWORD CResBitButtonsR8::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestR8));
 }
 
 DWORD CResBitButtonsLQ::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestLQ));
 }
 
 DWORD CResBitButtonsKy::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestKy));
 }
 
 DWORD CResBitButtonsKy090::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestKy090));
 }
 
 DWORD CResBitButtonsV8::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(RunButtonTest(kTestV8));
 }

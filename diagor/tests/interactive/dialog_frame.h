@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <cstdint>
+
 constexpr std::uintptr_t kTimeoutTimer = 3;
 constexpr DWORD kLastOkShows = 500;  // ms; the operator sees the last "OK" before the dialog goes
 

@@ -1,6 +1,5 @@
 #include "tests/interactive/key_dialogs.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cwchar>
 
@@ -9,12 +8,28 @@
 
 namespace {
 
+// The time-out runs from the dialog's start, however many keys are hit.
+constexpr UINT kKeyTimeout = 60000;      // ms
+constexpr UINT kLcdKeyTimeout = 120000;  // ms; many keys, or an image to look at
+
 constexpr DWORD kFaultyBit = 0x200;  // the key F1
 constexpr DWORD kGoodBit = 0x400;    // the key F2
 
 constexpr wchar_t kQuestionTitle[] = L"LCD Test";
 constexpr int kTitleSize = 100;  // characters
 constexpr int kOffScreen = 1000;
+
+// Marks the key of that code. Null: no key of the keypad sends it.
+const KeyRow* MarkKey(HWND dialog, const Keypad& keypad, WPARAM wParam) {
+  const WPARAM code = LOWORD(wParam);
+  for (const KeyRow& key : keypad.keys) {
+    if (code == 0 || (key.codes[0] != code && key.codes[1] != code)) continue;
+    SetDlgItemTextW(dialog, key.control, L"OK");
+    gPendingMask &= ~key.bit;
+    return &key;
+  }
+  return nullptr;
+}
 
 void PlaceLcdKeyDialog(HWND dialog) {
   wchar_t title[kTitleSize] = L"";
@@ -28,6 +43,16 @@ void PlaceLcdKeyDialog(HWND dialog) {
 
 INT_PTR EndIfComplete(HWND dialog) {
   return gPendingMask == 0 ? EndCompleteDialog(dialog) : FALSE;
+}
+
+// What a key dialog does with all but its start.
+INT_PTR HandleKeyDialog(HWND dialog, UINT message, WPARAM wParam, const Keypad& keypad) {
+  if (message == WM_KEYUP) {
+    MarkKey(dialog, keypad, wParam);
+    return EndIfComplete(dialog);
+  }
+  if (message == WM_TIMER && IsTimeout(wParam)) return EndTimedOutDialog(dialog);
+  return FALSE;
 }
 
 INT_PTR Answer(HWND dialog, LONG answer) {
@@ -46,26 +71,6 @@ INT_PTR HandleLcdKey(HWND dialog, WPARAM wParam) {
 }
 
 }  // namespace
-
-const KeyRow* MarkKey(HWND dialog, const Keypad& keypad, WPARAM wParam) {
-  const WPARAM code = LOWORD(wParam);
-  for (const KeyRow& key : keypad.keys) {
-    if (code == 0 || (key.codes[0] != code && key.codes[1] != code)) continue;
-    SetDlgItemTextW(dialog, key.control, L"OK");
-    gPendingMask &= ~key.bit;
-    return &key;
-  }
-  return nullptr;
-}
-
-INT_PTR HandleKeyDialog(HWND dialog, UINT message, WPARAM wParam, const Keypad& keypad) {
-  if (message == WM_KEYUP) {
-    MarkKey(dialog, keypad, wParam);
-    return EndIfComplete(dialog);
-  }
-  if (message == WM_TIMER && IsTimeout(wParam)) return EndTimedOutDialog(dialog);
-  return FALSE;
-}
 
 template <const Keypad& kKeypad>
 INT_PTR WINAPI KeyTestDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM /*lParam*/) {

@@ -4,16 +4,6 @@
 
 #include "tests/interactive/keypads.h"
 
-// The time-out runs from the dialog's start, however many keys are hit.
-constexpr UINT kKeyTimeout = 60000;      // ms
-constexpr UINT kLcdKeyTimeout = 120000;  // ms; many keys, or an image to look at
-
-// Marks the key of that code. Null: no key of the keypad sends it.
-const KeyRow* MarkKey(HWND dialog, const Keypad& keypad, WPARAM wParam);
-
-// What a key dialog does with all but its start.
-INT_PTR HandleKeyDialog(HWND dialog, UINT message, WPARAM wParam, const Keypad& keypad);
-
 // The dialog of a keypad, in the middle of the test window.
 template <const Keypad& kKeypad>
 INT_PTR WINAPI KeyTestDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);

@@ -1,5 +1,7 @@
 #include "tests/interactive/laser.h"
 
+#include <cstdint>
+
 #include "items/group_builder.h"
 #include "items/resource_access.h"
 #include "tests/interactive/dialog_frame.h"
@@ -55,31 +57,21 @@ INT_PTR WINAPI LaserDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM 
 }
 
 Finding WatchLaser() {
-  const InteractiveTurn turn;
-  OpenedResource(CameraTree(), "power.settings.laserEnable").Write(TARQ::CResourceValue(true, 0));
-  FreezeImage();
-  if (CreateTestWindow(false) == 0) {
-    SetImageFreeze(false);
-    return {0x40, "Failed to init test"};
-  }
-  const INT_PTR result = RunTestDialog(kDialog, LaserDialogProc);
-  DestroyTestWindow();
-  PumpUntilQuit();
-  SetImageFreeze(false);
-  if (result != kSeen) return {0x41, "Laser not detected"};
+  WriteTo(CameraTree(), "power.settings.laserEnable", TARQ::CResourceValue(true, 0));
+  const auto result = RunOverTestWindow({kDialog, LaserDialogProc, true, 0});
+  if (!result) return {0x40, "Failed to init test"};
+  if (*result != kSeen) return {0x41, "Laser not detected"};
   return {0, "Laser OK"};
 }
 
 }  // namespace
 
 DWORD CResBitLaser::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(WatchLaser());
 }
 
 DWORD CreateLaserGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("laser");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitLaser("laser", "Laser"));
-  return 0;
+  return CreateGroupOfOne<CResBitLaser>("laser", "laser", "Laser");
 }

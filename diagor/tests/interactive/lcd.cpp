@@ -1,8 +1,7 @@
 #include "tests/interactive/lcd.h"
 
-#include <algorithm>
 #include <cwchar>
-#include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -32,17 +31,14 @@ constexpr WORD kQuestionDialog = 114;
 constexpr WORD kGoodDialog = 115;
 constexpr WORD kFaultyDialog = 116;
 
-constexpr DWORD kNoStart = 0x60;
+constexpr DWORD kNotShown = 0x60;
 constexpr DWORD kFaultyCode = 0xF2;
 
-void Write(const char* path, const TARQ::CResourceValue& value) {
-  OpenedResource(CameraTree(), path).Write(value);
-}
 void Write(const char* path, bool value) {
-  Write(path, TARQ::CResourceValue(value, 0));
+  WriteTo(CameraTree(), path, TARQ::CResourceValue(value, 0));
 }
 void Write(const char* path, const char* value) {
-  Write(path, TARQ::CResourceValue(value, 0));
+  WriteTo(CameraTree(), path, TARQ::CResourceValue(value, 0));
 }
 
 void SelectDisplay(bool viewFinder) {
@@ -154,8 +150,8 @@ void AskAboutImages(const std::vector<std::wstring>& images, const char* folder,
 
 Finding AskOperator(const char* folder, const Camera& camera) {
   const std::vector<std::wstring> images = ListImages(folder);
-  if (images.empty()) return {kNoStart, "No test images found"};
-  if (CreateTestWindow(true) == 0) return {kNoStart, "Failed to init test"};
+  if (images.empty()) return {kNotShown, "No test images found"};
+  if (CreateTestWindow(true) == 0) return {kNotShown, "Failed to init test"};
   RunWindows windows;
   windows.TakeNewest();
   AskAboutImages(images, folder, camera, windows);
@@ -164,14 +160,6 @@ Finding AskOperator(const char* folder, const Camera& camera) {
   if (gLcdAnswer != kLcdFaulty) return {};
   return {kFaultyCode, camera.viewFinder ? "ViewFinder Failed (interactive test)"
                                          : "LCD Failed (interactive test)"};
-}
-
-Finding RunInteractively(const char* folder, const Camera& camera) {
-  const InteractiveTurn turn;
-  camera.Prepare();
-  Finding finding = AskOperator(folder, camera);
-  camera.Restore();
-  return finding;
 }
 
 const char* TestedText(bool viewFinder) {
@@ -216,20 +204,29 @@ void CResBitLCD::ShowBitmaps() {
   SelectDisplay(false);
 }
 
+DWORD CResBitLCD::RunInteractively(bool viewFinder, bool isKy) {
+  const InteractiveTurn turn;
+  EmptyMessage();
+  ChooseImageFolder();
+  const Camera camera = {viewFinder, isKy};
+  camera.Prepare();
+  const Finding finding = AskOperator(mImageFolder, camera);
+  camera.Restore();
+  return finding.code == 0 ? SetResultTested(TestedText(viewFinder)) : SetResult(finding);
+}
+
 DWORD CResBitLCD::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   bool shown = true;
-  {
-    const InteractiveTurn turn;
-    SelectDisplay(mViewFinder);
-    ChooseImageFolder();
-    if (mMode == kLcdBitmaps) {
-      ShowBitmaps();
-    } else {
-      shown = ShowRecalled();
-    }
+  SelectDisplay(mViewFinder);
+  ChooseImageFolder();
+  if (mMode == kLcdBitmaps) {
+    ShowBitmaps();
+  } else {
+    shown = ShowRecalled();
   }
-  return shown ? SetResultTested("LCD tested") : SetResultError("Failed to init test", kNoStart);
+  return shown ? SetResultTested("LCD tested") : SetResultError("Failed to init test", kNotShown);
 }
 
 CResBitLCD_I::CResBitLCD_I(const TARQ::CResourcePath& path, const char* description, LONG platform,
@@ -238,10 +235,7 @@ CResBitLCD_I::CResBitLCD_I(const TARQ::CResourcePath& path, const char* descript
       mForViewFinder(viewFinder) {}
 
 DWORD CResBitLCD_I::RunTest(const TARQ::CResourceValue& /*written*/) {
-  EmptyMessage();
-  ChooseImageFolder();
-  const Finding finding = RunInteractively(mImageFolder, {mForViewFinder, false});
-  return finding.code == 0 ? SetResultTested(TestedText(mForViewFinder)) : SetResult(finding);
+  return RunInteractively(mForViewFinder, false);
 }
 
 CResBitLCD_I_Ky::CResBitLCD_I_Ky(const TARQ::CResourcePath& path, const char* description,
@@ -250,10 +244,7 @@ CResBitLCD_I_Ky::CResBitLCD_I_Ky(const TARQ::CResourcePath& path, const char* de
       mForViewFinder(viewFinder) {}
 
 DWORD CResBitLCD_I_Ky::RunTest(const TARQ::CResourceValue& /*written*/) {
-  EmptyMessage();
-  ChooseImageFolder();
-  const Finding finding = RunInteractively(mImageFolder, {mForViewFinder, true});
-  return finding.code == 0 ? SetResultTested(TestedText(mForViewFinder)) : SetResult(finding);
+  return RunInteractively(mForViewFinder, true);
 }
 
 namespace {

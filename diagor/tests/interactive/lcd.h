@@ -20,6 +20,9 @@ class CResBitLCD : public CResBitItem {
  protected:
   // By platform; the camera may run from its second flash file system.
   void ChooseImageFolder();
+  // Shows the bitmap files one by one; the operator confirms each with a key. One that he reports
+  // as faulty ends the run and fails it. isKy: KY has more to set and to put back.
+  DWORD RunInteractively(bool viewFinder, bool isKy);
 
   const char* mImageFolder = nullptr;  // of the current run; ends with a slash
   LONG mPlatform;
@@ -31,8 +34,7 @@ class CResBitLCD : public CResBitItem {
   void ShowBitmaps();
 };
 
-// Shows the bitmap files one by one; the operator confirms each with a key. One that he reports as
-// faulty ends the run and fails it.
+// An operator judges the bitmap files.
 class CResBitLCD_I : public CResBitLCD {
  public:
   CResBitLCD_I(const TARQ::CResourcePath& path, const char* description, LONG platform,
@@ -43,7 +45,7 @@ class CResBitLCD_I : public CResBitLCD {
   bool mForViewFinder;  // mViewFinder again
 };
 
-// The same on KY, which has more to set and to put back.
+// The same on KY.
 class CResBitLCD_I_Ky : public CResBitLCD {
  public:
   CResBitLCD_I_Ky(const TARQ::CResourcePath& path, const char* description, LONG platform,

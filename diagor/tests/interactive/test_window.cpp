@@ -17,15 +17,23 @@ constexpr COLORREF kDarkRed = RGB(128, 0, 0);
 constexpr int kConversionSize = 512;  // bytes
 char gConversion[kConversionSize] = "";
 
-// Made by whichever thread comes first; for the process' life, since a test may still wait in it
-// when the process ends.
-CRITICAL_SECTION* Turn() {
-  static CRITICAL_SECTION section = {};
-  static const bool isMade = [] {
-    InitializeCriticalSection(&section);
-    return true;
-  }();
-  return isMade ? &section : nullptr;
+TurnLock& ScreenTurns() {
+  static TurnLock lock;
+  return lock;
+}
+
+// Freezes the camera's image, or shows it live again. Nodes that cannot be opened are skipped.
+DWORD SetImageFreeze(bool freeze) {
+  const char* const node = freeze ? ".image.state.freeze.set" : ".image.state.live.set";
+  WriteTo(CameraTree(), node, TARQ::CResourceValue(true, 0));
+  return 0;
+}
+
+// Freezes it and waits until it stands.
+void FreezeImage() {
+  constexpr DWORD kFreezeTime = 1000;  // ms
+  SetImageFreeze(true);
+  Sleep(kFreezeTime);
 }
 
 LRESULT WINAPI TestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -34,7 +42,7 @@ LRESULT WINAPI TestWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM l
   return 0;
 }
 
-// The bitmap and the contexts that its drawing needs, released in the order of their making.
+// The bitmap and the contexts that its drawing needs; the paint that was begun first ends last.
 class Drawing {
  public:
   explicit Drawing(HBITMAP bitmap) : mBitmap(bitmap) {
@@ -85,13 +93,7 @@ bool DrawPicture(const wchar_t* path, const RECT& window, DWORD holdTime) {
 
 }  // namespace
 
-InteractiveTurn::InteractiveTurn() {
-  EnterCriticalSection(Turn());
-}
-
-InteractiveTurn::~InteractiveTurn() {
-  LeaveCriticalSection(Turn());
-}
+InteractiveTurn::InteractiveTurn() : mTurn(ScreenTurns()) {}
 
 int CreateTestWindow(bool redBackground) {
   WNDCLASSW windowClass = {};
@@ -134,16 +136,17 @@ INT_PTR RunTestDialog(WORD templateNumber, DLGPROC procedure) {
   return DialogBoxIndirectParamW(gInstance, dialogTemplate, gTestWindow, procedure, 0);
 }
 
-DWORD SetImageFreeze(bool freeze) {
-  const char* const node = freeze ? ".image.state.freeze.set" : ".image.state.live.set";
-  OpenedResource(CameraTree(), node).Write(TARQ::CResourceValue(true, 0));
-  return 0;
-}
-
-void FreezeImage() {
-  constexpr DWORD kFreezeTime = 1000;  // ms
-  SetImageFreeze(true);
-  Sleep(kFreezeTime);
+std::optional<INT_PTR> RunOverTestWindow(const WindowedDialog& run) {
+  if (run.freezes) FreezeImage();
+  std::optional<INT_PTR> result;
+  if (CreateTestWindow(false) != 0) {
+    if (run.waitBeforeDialog != 0) Sleep(run.waitBeforeDialog);
+    result = RunTestDialog(run.dialog, run.procedure);
+    DestroyTestWindow();
+    PumpUntilQuit();
+  }
+  if (run.freezes) SetImageFreeze(false);
+  return result;
 }
 
 const char* WideToChar(const wchar_t* text) {

@@ -3,7 +3,9 @@
 // An operator stands in front of the camera.
 #pragma once
 
-#include <windows.h>
+#include <optional>
+
+#include "items/turn.h"
 
 extern HWND gTestWindow;    // the one created last; still named after its destruction
 extern DWORD gPendingMask;  // a bit for each key or target that has not been hit yet
@@ -14,14 +16,14 @@ constexpr LONG kLcdGood = 0;
 constexpr LONG kLcdFaulty = -1;
 
 // One interactive test at a time: they share the screen, the keys and the variables above, and each
-// waits for a person. Whoever comes second waits for its turn. It is the system's own lock because
-// it is held while a dialog waits.
+// waits for a person. Held for the whole run, record included: an item may be run by a client and
+// by a marker file at once.
 class InteractiveTurn {
  public:
   InteractiveTurn();
-  ~InteractiveTurn();
-  InteractiveTurn(const InteractiveTurn&) = delete;
-  InteractiveTurn& operator=(const InteractiveTurn&) = delete;
+
+ private:
+  Turn mTurn;
 };
 
 // 1 created, 0 failed. A class left registered from an earlier window keeps its background.
@@ -35,10 +37,17 @@ void PumpUntilQuit();
 // when it cannot be shown.
 INT_PTR RunTestDialog(WORD templateNumber, DLGPROC procedure);
 
-// Freezes the camera's image, or shows it live again. Nodes that cannot be opened are skipped.
-DWORD SetImageFreeze(bool freeze);
-// Freezes it and waits until it stands.
-void FreezeImage();
+constexpr DWORD kLookTime = 2000;  // ms; the operator sees the window before the dialog comes
+
+// A dialog over a test window of its own, which covers the camera's user interface.
+struct WindowedDialog {
+  WORD dialog;
+  DLGPROC procedure;
+  bool freezes;            // the camera's image, meanwhile
+  DWORD waitBeforeDialog;  // ms
+};
+// What the dialog ended with; nothing when there was no window. The image is live again either way.
+std::optional<INT_PTR> RunOverTestWindow(const WindowedDialog& run);
 
 // "WideToCharError" for a text that does not fit. Valid until the next call.
 const char* WideToChar(const wchar_t* text);

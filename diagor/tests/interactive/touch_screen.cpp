@@ -16,7 +16,6 @@ constexpr WORD kDialog = 106;
 constexpr WORD kTallDialog = 109;
 constexpr WORD kLargeDialog = 120;  // with a larger font
 
-constexpr DWORD kLookTime = 2000;      // ms
 constexpr UINT kTouchTimeout = 60000;  // ms
 
 constexpr DWORD BitOf(int target) {
@@ -45,18 +44,10 @@ WORD DialogOf(LONG platform) {
 }
 
 Finding TouchTargets(WORD dialog) {
-  const InteractiveTurn turn;
   gPendingMask = kAllTargets;
-  FreezeImage();
-  if (CreateTestWindow(false) == 0) {
-    SetImageFreeze(false);
+  if (!RunOverTestWindow({dialog, TouchDialogProc, true, kLookTime})) {
     return {0xC0, "Failed to init test"};
   }
-  Sleep(kLookTime);
-  RunTestDialog(dialog, TouchDialogProc);
-  DestroyTestWindow();
-  PumpUntilQuit();
-  SetImageFreeze(false);
   if (gPendingMask == 0) return {0, "Segments OK"};
   std::string missing = "Segments missing: ";
   for (int target = 0; target < kTargets; ++target) {
@@ -72,6 +63,7 @@ CResBitTouchScreen::CResBitTouchScreen(const TARQ::CResourcePath& path, const ch
     : CResBitItem(path, description), mPlatform(platform) {}
 
 DWORD CResBitTouchScreen::RunTest(const TARQ::CResourceValue& /*written*/) {
+  const InteractiveTurn turn;
   EmptyMessage();
   return SetResult(TouchTargets(DialogOf(mPlatform)));
 }

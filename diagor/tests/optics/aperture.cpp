@@ -51,27 +51,11 @@ DWORD CResBitAperture::RunTest(const TARQ::CResourceValue& /*written*/) {
   return moved ? SetResultTested(kTested) : SetResult(finding);
 }
 
-CResBitApertureR8::CResBitApertureR8(const TARQ::CResourcePath& path, const char* description,
-                                     LONG mode)
-    : CResBitItemI2C(path, description, false), mTestName(), mMode(mode), mFvdHandle(L"FVD1:") {
-  CopyText(mTestName, description);
-}
-
-DWORD CResBitApertureR8::MeasureCorners(CornerValues& values, WORD width, WORD height) {
-  return MeasureFvdCorners(mFvdHandle.Get(), values, width, height);
-}
-
 DWORD CResBitApertureR8::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  MeasureFunction measure;
-  if (mFvdHandle.IsOpen()) {
-    measure = [this](CornerValues& values, WORD width, WORD height) {
-      return MeasureCorners(values, width, height);
-    };
-  }
   // Here the compensation rests from the very beginning.
   std::optional<TcompPause> pause(std::in_place);
-  const Finding finding = RunImagedFlag(kImaged, mMode, mTestName, *this, measure, pause);
+  const Finding finding = RunImagedFlag(kImaged, pause);
   pause.reset();
   const bool judged = finding.code == 0 && mMode == kFlagFull;
   return judged ? SetResultTested(kTested) : SetResult(finding);

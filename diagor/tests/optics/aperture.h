@@ -2,7 +2,6 @@
 // Needs image.flow.aperture.position; by class its truePosition, or "FVD1:".
 #pragma once
 
-#include "items/res_bit_item_i2c.h"
 #include "tests/optics/flag.h"
 
 class CBitTask;
@@ -30,17 +29,10 @@ class CResBitAperture : public CResBitItem {
 };
 
 // An aperture that the image judges; platform R8.
-class CResBitApertureR8 : public CResBitItemI2C {
+class CResBitApertureR8 : public CResBitImagedFlag {
  public:
-  CResBitApertureR8(const TARQ::CResourcePath& path, const char* description, LONG mode);
+  using CResBitImagedFlag::CResBitImagedFlag;
   DWORD RunTest(const TARQ::CResourceValue& written) override;
-
- private:
-  DWORD MeasureCorners(CornerValues& values, WORD width, WORD height);
-
-  char mTestName[kDescriptionSize];
-  LONG mMode;
-  DriverHandle mFvdHandle;  // for the item's life
 };
 
 DWORD CreateApertureGroup(CBitTask* task, DWORD platform);

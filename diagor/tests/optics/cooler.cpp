@@ -9,6 +9,7 @@
 #include <numeric>
 #include <utility>
 
+#include "items/files.h"
 #include "items/format.h"
 #include "items/group_builder.h"
 #include "items/text.h"
@@ -60,13 +61,6 @@ bool WriteResults(const char* mode, const std::string& text) {
   if (file == nullptr) return false;
   const bool written = fwrite(text.data(), 1, text.size(), file) == text.size();
   return fclose(file) == 0 && written;
-}
-
-bool ResultsExist() {
-  FILE* const file = fopen(kResultsFile, "r");
-  if (file == nullptr) return false;
-  fclose(file);
-  return true;
 }
 
 }  // namespace
@@ -212,7 +206,7 @@ void CResBitCooler::PublishLog(const Step& step) {
 
 void CResBitCooler::Save(Step& step) {
   const std::string tester = ReadText(OpenedResource(TaskTree(), "test.description.tester"));
-  if (!ResultsExist()) WriteResults("w", kFileHeader);
+  if (!CanBeRead(kResultsFile)) WriteResults("w", kFileHeader);
   std::string lines;
   const std::string logResult = ReadText(OpenedResource(step.group, "logResult"));
   if (!logResult.empty()) {

@@ -67,7 +67,7 @@ class CResBitCooler : public CResBitItem {
   // The log, which a step and a sample may want at the same moment. Held while the log is read or
   // grown, never while the camera is asked for anything.
   std::mutex mLogLock;
-  unsigned mLogNumber = 0;  // grows with each start and end of sampling
+  unsigned mLogNumber = 0;  // grows whenever a step leaves samples under way without meaning
   LONG mLogMax = 0;
   LONG mLogMin = 0;
   LONG mLogCount = 0;

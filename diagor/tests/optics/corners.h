@@ -54,7 +54,7 @@ struct CornerVerdicts {
 Finding JudgeCorners(const CornerRounds& rounds, const CornerLevels& levels,
                      const CornerVerdicts& verdicts);
 
-// How an item measures the corners: 0 or the driver's error. Empty without a driver.
+// How an item measures the corners: 0 or the driver's error.
 using MeasureFunction = std::function<DWORD(CornerValues& values, WORD width, WORD height)>;
 
 // Moves the flag in and out three times and measures after each move, without a pause: the first

@@ -29,17 +29,24 @@ bool Move(const OpenedResource& position, LONG end) {
   return position.Write(TARQ::CResourceValue(end, 0));
 }
 
-LONG ReadAverage(const OpenedResource& frameAverage) {
-  TARQ::CResourceValue value(0, 0);
-  frameAverage.ReadInto(value);
-  return value.GetInt();
-}
+// The average of the frame. One that cannot be read stays as it was, so that it shows no drop.
+class FrameAverage {
+ public:
+  explicit FrameAverage(const OpenedResource& node) : mNode(node) {}
+  LONG Read() {
+    mNode.ReadInto(mValue);
+    return mValue.GetInt();
+  }
+  LONG ReadAfterMove(const OpenedResource& position, LONG end) {
+    Move(position, end);
+    Sleep(kMoveTime);
+    return Read();
+  }
 
-LONG MoveAndRead(const OpenedResource& position, LONG end, const OpenedResource& frameAverage) {
-  Move(position, end);
-  Sleep(kMoveTime);
-  return ReadAverage(frameAverage);
-}
+ private:
+  const OpenedResource& mNode;
+  TARQ::CResourceValue mValue{0, 0};
+};
 
 // The drops that a run has seen, each between a reading without the filter and one with it.
 class Drops {
@@ -87,11 +94,12 @@ bool Prepare(Nodes& nodes) {
 // 0 when the average fell with each move in, and rose with each move out.
 DWORD MoveAndCompare(const Nodes& nodes, Drops& drops) {
   Sleep(kRangeTime);
-  LONG without = ReadAverage(nodes.frameAverage);
+  FrameAverage average(nodes.frameAverage);
+  LONG without = average.Read();
   for (int round = 0; round < kRounds; ++round) {
-    const LONG with = MoveAndRead(nodes.position, kIn, nodes.frameAverage);
+    const LONG with = average.ReadAfterMove(nodes.position, kIn);
     if (!drops.Takes(without, with)) return kNoDrop;
-    without = MoveAndRead(nodes.position, kOut, nodes.frameAverage);
+    without = average.ReadAfterMove(nodes.position, kOut);
     if (!drops.Takes(without, with)) return kNoDrop;
   }
   return 0;

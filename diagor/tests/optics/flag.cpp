@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "items/format.h"
+#include "items/text.h"
 
 namespace {
 
@@ -60,6 +61,11 @@ DWORD CheckThreeRounds(const OpenedResource& position, const OpenedResource& tru
   return code;
 }
 
+TurnLock& FlagTurns() {
+  static TurnLock lock;
+  return lock;
+}
+
 }  // namespace
 
 bool SetTcompActive(bool active) {
@@ -70,6 +76,8 @@ bool SetTcompActive(bool active) {
   tcomp->Set(TARQ::CResourceValue(active, 0), kTcompWait, kTcompTimeOut, nullptr);
   return before.GetBool();
 }
+
+TcompPause::TcompPause() : mTurn(FlagTurns()), mWasActive(SetTcompActive(false)) {}
 
 Finding RunSensedFlag(const SensedFlag& flag, LONG mode, const char* name) {
   OpenedResource position(CameraTree(), flag.position);
@@ -107,22 +115,36 @@ Finding RunUnsensedFlag(const UnsensedFlag& flag, LONG mode, const char* name) {
   return finding;
 }
 
-Finding RunImagedFlag(const ImagedFlag& flag, LONG mode, const char* name, TARQ::CResource& item,
-                      const MeasureFunction& measure, std::optional<TcompPause>& pause) {
-  const bool judges = mode == kFlagFull;
-  if (judges && !measure) return flag.flag.failedInit.Found();
+CResBitImagedFlag::CResBitImagedFlag(const TARQ::CResourcePath& path, const char* description,
+                                     LONG mode)
+    : CResBitItemI2C(path, description, false), mTestName(), mMode(mode), mFvdHandle(L"FVD1:") {
+  CopyText(mTestName, description);
+}
+
+DWORD CResBitImagedFlag::MeasureCorners(CornerValues& values, WORD width, WORD height) {
+  return MeasureFvdCorners(mFvdHandle.Get(), values, width, height);
+}
+
+Finding CResBitImagedFlag::RunImagedFlag(const ImagedFlag& flag, std::optional<TcompPause>& pause) {
+  const bool judges = mMode == kFlagFull;
+  if (judges && !mFvdHandle.IsOpen()) return flag.flag.failedInit.Found();
   const DetectorSize size = judges ? ReadDetectorSize() : DetectorSize();
-  const CornerLevels levels = judges ? ReadCornerLevels(item) : CornerLevels();
+  const CornerLevels levels = judges ? ReadCornerLevels(*this) : CornerLevels();
   OpenedResource position(CameraTree(), flag.flag.position);
   if (!position) return flag.flag.failedInit.Found();
   if (!pause) pause.emplace();
   if (!judges) {
-    Finding finding = CheckItem(position, position, 0, flag.flag.items, mode, name);
+    Finding finding = CheckItem(position, position, 0, flag.flag.items, mMode, mTestName);
     position.Close();
     pause.reset();
     return finding;
   }
-  const CornerRounds rounds = MeasureRounds(position, measure, size);
+  const CornerRounds rounds = MeasureRounds(
+      position,
+      [this](CornerValues& values, WORD width, WORD height) {
+        return MeasureCorners(values, width, height);
+      },
+      size);
   position.Close();
   pause.reset();
   return JudgeCorners(rounds, levels, flag.verdicts);

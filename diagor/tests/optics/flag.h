@@ -6,8 +6,9 @@
 
 #include <optional>
 
-#include "items/res_bit_item.h"
+#include "items/res_bit_item_i2c.h"
 #include "items/resource_access.h"
+#include "items/turn.h"
 #include "tests/optics/corners.h"
 
 enum FlagMode : LONG {
@@ -28,15 +29,18 @@ struct FlagItemRow {
 // when it cannot be opened, which is no error: a test then runs with it as it is.
 bool SetTcompActive(bool active);
 
-// The compensation rests while a test moves a flag, and is as before afterwards, on every path.
+// The compensation rests while a test moves a flag, and is as before afterwards, on every path. One
+// such pause at a time: of two that overlap, the second would take the first one's rest for the
+// camera's own setting.
 class TcompPause {
  public:
-  TcompPause() : mWasActive(SetTcompActive(false)) {}
+  TcompPause();
   ~TcompPause() { SetTcompActive(mWasActive); }
   TcompPause(const TcompPause&) = delete;
   TcompPause& operator=(const TcompPause&) = delete;
 
  private:
+  Turn mTurn;
   bool mWasActive;
 };
 
@@ -76,6 +80,18 @@ struct ImagedFlag {
   UnsensedFlag flag;
   CornerVerdicts verdicts;
 };
-// pause: begun here unless the caller has begun it; ended after the flag's last move.
-Finding RunImagedFlag(const ImagedFlag& flag, LONG mode, const char* name, TARQ::CResource& item,
-                      const MeasureFunction& measure, std::optional<TcompPause>& pause);
+
+// An item of such a flag. It holds the front-end open for its life.
+class CResBitImagedFlag : public CResBitItemI2C {
+ public:
+  CResBitImagedFlag(const TARQ::CResourcePath& path, const char* description, LONG mode);
+
+ protected:
+  DWORD MeasureCorners(CornerValues& values, WORD width, WORD height);
+  // pause: begun here unless the caller has begun it; ended after the flag's last move.
+  Finding RunImagedFlag(const ImagedFlag& flag, std::optional<TcompPause>& pause);
+
+  char mTestName[kDescriptionSize];
+  LONG mMode;
+  DriverHandle mFvdHandle;
+};

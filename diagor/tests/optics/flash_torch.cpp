@@ -61,15 +61,9 @@ DWORD CResBitTorch::RunTest(const TARQ::CResourceValue& /*written*/) {
 }
 
 DWORD CreateFlashGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("flash");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitFlash("flash", "Flash"));
-  return 0;
+  return CreateGroupOfOne<CResBitFlash>("flash", "flash", "Flash");
 }
 
 DWORD CreateTorchGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("torch");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitTorch("torch", "Torch"));
-  return 0;
+  return CreateGroupOfOne<CResBitTorch>("torch", "torch", "Torch");
 }

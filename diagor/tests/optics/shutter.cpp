@@ -23,8 +23,6 @@ constexpr ImagedFlag kImaged = {{kPosition, kFailedInit, {0x71, 0x71, 0x71}},
                                  0x75,
                                  "Shutter locked, diff: %d"}};
 
-constexpr LONG kDefaultLevel = 5000;  // counts
-
 }  // namespace
 
 DWORD CResBitShutterN::RunTest(const TARQ::CResourceValue& /*written*/) {
@@ -48,26 +46,10 @@ DWORD CResBitShutterK::RunTest(const TARQ::CResourceValue& /*written*/) {
   return SetResult(RunSensedFlag(kSensed, mMode, mTestName));
 }
 
-CResBitShutterRMV::CResBitShutterRMV(const TARQ::CResourcePath& path, const char* description,
-                                     LONG mode)
-    : CResBitItemI2C(path, description, false), mTestName(), mMode(mode), mFvdHandle(L"FVD1:") {
-  CopyText(mTestName, description);
-}
-
-DWORD CResBitShutterRMV::MeasureCorners(CornerValues& values, WORD width, WORD height) {
-  return MeasureFvdCorners(mFvdHandle.Get(), values, width, height);
-}
-
 DWORD CResBitShutterRMV::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  MeasureFunction measure;
-  if (mFvdHandle.IsOpen()) {
-    measure = [this](CornerValues& values, WORD width, WORD height) {
-      return MeasureCorners(values, width, height);
-    };
-  }
   std::optional<TcompPause> pause;
-  const Finding finding = RunImagedFlag(kImaged, mMode, mTestName, *this, measure, pause);
+  const Finding finding = RunImagedFlag(kImaged, pause);
   // The items' own findings are not told when they are good.
   return finding.code == 0 ? SetResultTested(kTested) : SetResult(finding);
 }
@@ -84,9 +66,8 @@ bool HasDetect(DWORD platform) {
 }
 
 // A number that clients may change; the next full test goes by it.
-void AddLevel(GroupBuilder& group, const char* node) {
-  group.Add(
-      new TARQ::CServerResource(node, TARQ::CResourceValue(kDefaultLevel, 0), kNodeAttributes));
+void AddLevel(GroupBuilder& group, const char* node, LONG level) {
+  group.Add(new TARQ::CServerResource(node, TARQ::CResourceValue(level, 0), kNodeAttributes));
 }
 
 }  // namespace
@@ -102,8 +83,9 @@ DWORD CreateShutterGroup(CBitTask* /*task*/, DWORD platform) {
     }
   }
   if (platform != kPlatformK) {
-    AddLevel(group, "flatLevel");
-    AddLevel(group, "responseLevel");
+    const CornerLevels levels;
+    AddLevel(group, "flatLevel", levels.flat);
+    AddLevel(group, "responseLevel", levels.response);
   }
   return 0;
 }

@@ -2,7 +2,6 @@
 // Needs image.flow.shutter.position; by class its truePosition, or "FVD1:".
 #pragma once
 
-#include "items/res_bit_item_i2c.h"
 #include "tests/optics/flag.h"
 
 class CBitTask;
@@ -26,17 +25,10 @@ class CResBitShutterK : public CResBitItem {
 };
 
 // A shutter that the image judges.
-class CResBitShutterRMV : public CResBitItemI2C {
+class CResBitShutterRMV : public CResBitImagedFlag {
  public:
-  CResBitShutterRMV(const TARQ::CResourcePath& path, const char* description, LONG mode);
+  using CResBitImagedFlag::CResBitImagedFlag;
   DWORD RunTest(const TARQ::CResourceValue& written) override;
-
- private:
-  DWORD MeasureCorners(CornerValues& values, WORD width, WORD height);
-
-  char mTestName[kDescriptionSize];
-  LONG mMode;
-  DriverHandle mFvdHandle;  // for the item's life
 };
 
 DWORD CreateShutterGroup(CBitTask* task, DWORD platform);

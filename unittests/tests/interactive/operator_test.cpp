@@ -456,27 +456,13 @@ TEST(PlaceTest, DialogsLieWhereTheOperatorExpectsThem) {
   }
 }
 
-// Two people at two stations: the second test waits for the first, and reads go on.
+// Two people at two stations: the second test waits for the first.
 TEST(TurnTest, SecondTestWaitsForTheFirst) {
   InteractiveCamera camera("KY");
-  desk::Camera& desk = camera.Camera();
-  std::promise<double> elapsed[2];
-  {
-    // While this thread has its turn both are asked for, at the same moment.
-    const desk::Clock::Participation mine(desk.Clock(), desk::Clock::Role::Follows);
-    const char* const items[] = {"test.items.buttons.buttons",
-                                 "test.items.touchscreen.touchscreen"};
-    for (int i = 0; i < 2; ++i) {
-      auto& node = *TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(desk.TaskTree()), items[i]);
-      desk.Deliveries().Deliver(
-          node, TARQ::CResourceValue("run"), false, [&, i](const desk::Delivered& delivered) {
-            elapsed[i].set_value(std::chrono::duration<double>(delivered.elapsed).count());
-          });
-    }
-    EXPECT_EQ(camera.Get("test.errcnt"), "0");
-  }
-  EXPECT_EQ(elapsed[0].get_future().get(), 61);
-  EXPECT_EQ(elapsed[1].get_future().get(), 61 + 63);
+  const std::vector<Json> replies =
+      camera.RunTogether({"test.items.buttons.buttons", "test.items.touchscreen.touchscreen"});
+  EXPECT_EQ(replies[0]["elapsed_ms"], 61000.0);
+  EXPECT_EQ(replies[1]["elapsed_ms"], 61000.0 + 63000.0);
 }
 
 // He comes when he is sent for, and goes in the middle of his work.
@@ -508,6 +494,19 @@ TEST(TurnTest, MarkersTestIsWaitedForToo) {
   EXPECT_GT(camera.Camera().Windows().Windows(), 0U);
   EXPECT_EQ(camera.Write("test.items.laser.laser", "run")["elapsed_ms"], 475000.0 + 21000.0);
   EXPECT_EQ(camera.Get("test.items.lcd_i.bitmaps"), "Tested  ");
+}
+
+// The marker's run and a client's are of one item; each tells its own message.
+TEST(TurnTest, MarkersTestAndAClientsKeepTheirMessagesApart) {
+  TestCamera camera("KY", ".desk.operator.mode=none", {"/FlashFS/system/bit/BitRunLCDTest"});
+  camera.Set(".desk.clock.advance", "25");
+  const std::size_t before = camera.LogLines().size();
+  camera.Run("test.items.lcd_i.bitmaps");
+  const std::vector<std::string> lines = camera.LogLines();
+  ASSERT_EQ(lines.size(), before + 2);
+  for (std::size_t i = before; i < lines.size(); ++i) {
+    EXPECT_TRUE(lines[i].ends_with(";Tested  ;LCD tested (interactive)")) << lines[i];
+  }
 }
 
 TEST(TestWindowTest, NamesAreConvertedUpToTheBuffersSize) {

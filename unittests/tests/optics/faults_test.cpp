@@ -540,6 +540,12 @@ const FaultCase kCases[] = {
      "test.items.filter.filter",
      {1, "E 0061  ", "FILTER test failed, maxdiff 0"}},
 
+    {"FilterHOneAverageUnreadable",
+     "H",
+     ".desk.nodes.read_fail=1,1",
+     "test.items.filter.filter",
+     {1, "E 0061  ", "FILTER test failed, maxdiff 0"}},
+
     // Lamps.
     {"FlashMissing",
      "R7",

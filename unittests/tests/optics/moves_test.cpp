@@ -305,6 +305,17 @@ TEST(LeftBehindTest, TcompIsBackWhenTheApertureHasNoDriver) {
   EXPECT_EQ(camera.Get(".tcomp.active"), "true");
 }
 
+// Two flags at once: neither takes the other's rest of the compensation for the camera's setting.
+TEST(LeftBehindTest, TcompIsBackAfterTestsThatOverlap) {
+  for (const char* const variant : {"K", "R8"}) {
+    TestCamera camera(variant);
+    const auto replies =
+        camera.RunTogether({"test.items.shutter.shutter", "test.items.aperture.aperture"});
+    for (const Json& reply : replies) EXPECT_EQ(reply["status"], 0) << reply;
+    EXPECT_EQ(camera.Get(".tcomp.active"), "true") << variant;
+  }
+}
+
 // Faults that come and go while a test runs.
 struct MomentCase {
   const char* variant;
