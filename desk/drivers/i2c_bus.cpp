@@ -66,11 +66,9 @@ std::string I2cBus::SlotPrefix(std::uint8_t address) {
   return ".desk.bus." + bus + "." + HexText(&address, 1);
 }
 
-void I2cBus::Attach(std::uint8_t address, std::unique_ptr<Chip> chip) {
-  const std::string prefix = SlotPrefix(address);
-  if (!mSlots.emplace(address, std::make_unique<Slot>(prefix, std::move(chip))).second) {
-    throw std::runtime_error("two chips at one address: " + prefix);
-  }
+bool I2cBus::Attach(std::uint8_t address, std::unique_ptr<Chip> chip) {
+  return mSlots.emplace(address, std::make_unique<Slot>(SlotPrefix(address), std::move(chip)))
+      .second;
 }
 
 std::vector<KnobSet*> I2cBus::ChipKnobs() {

@@ -17,8 +17,8 @@ class I2cBus : public DriverPort {
 
   // Below which the knobs of that address stand: ".desk.bus.i2c1.ae". address: 8 bits.
   std::string SlotPrefix(std::uint8_t address);
-  // One chip at an address.
-  void Attach(std::uint8_t address, std::unique_ptr<Chip> chip);
+  // False: another chip has the address.
+  bool Attach(std::uint8_t address, std::unique_ptr<Chip> chip);
   // Of all attached chips: those of the bus' side first, then the chips' own.
   std::vector<KnobSet*> ChipKnobs();
   void RestoreChips();

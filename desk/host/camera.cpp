@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <fstream>
 #include <stdexcept>
 #include <typeinfo>
 
@@ -26,8 +25,6 @@
 #include "tasks/power.h"
 
 namespace desk {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -250,10 +247,10 @@ Camera::Installation::~Installation() {
 }
 
 void Camera::AddDrivers() {
-  for (const std::string& name : mVariant.drivers) {
-    std::unique_ptr<DriverPort> driver = MakeDriver(name, *mClock);
+  for (const ListedName& listed : mVariant.drivers) {
+    std::unique_ptr<DriverPort> driver = MakeDriver(listed.name, *mClock);
     if (driver == nullptr) {
-      throw std::runtime_error("variant " + mVariant.name + ": there is no driver " + name);
+      throw std::runtime_error(listed.at + "drivers: there is no driver " + listed.name);
     }
     Publish(driver->Knobs());
     if (auto* const bus = dynamic_cast<I2cBus*>(driver.get())) mBuses.push_back(bus);
@@ -280,13 +277,15 @@ void Camera::AddChips() {
       if (each->Knobs().Prefix() == ".desk.driver." + entry.bus) bus = each;
     }
     if (bus == nullptr) {
-      throw std::runtime_error("variant " + mVariant.name + ": there is no bus " + entry.bus);
+      throw std::runtime_error(entry.at + "bus: there is no bus " + entry.bus);
     }
     std::unique_ptr<Chip> chip = MakeChip(entry.kind, *mClock, bus->SlotPrefix(entry.address));
     if (chip == nullptr) {
-      throw std::runtime_error("variant " + mVariant.name + ": there is no chip " + entry.kind);
+      throw std::runtime_error(entry.at + "kind: there is no chip " + entry.kind);
     }
-    bus->Attach(entry.address, std::move(chip));
+    if (!bus->Attach(entry.address, std::move(chip))) {
+      throw std::runtime_error(entry.at + "address: another chip of the bus has it");
+    }
   }
   for (I2cBus* const bus : mBuses) {
     for (KnobSet* const knobs : bus->ChipKnobs()) Publish(*knobs);
@@ -295,7 +294,7 @@ void Camera::AddChips() {
 
 void Camera::AddNodes() {
   TARQ::CServerResource& root = TARQ::NodeAccess::Root(mCameraTree);
-  for (const auto& [path, start] : mVariant.nodes) {
+  for (const auto& [path, start, at] : mVariant.nodes) {
     const std::size_t dot = path.rfind('.');
     TARQ::CServerResource& parent = TARQ::NodeAccess::MakeBranch(
         root, dot == std::string::npos ? std::string() : path.substr(0, dot));
@@ -309,10 +308,10 @@ void Camera::AddNodes() {
 
 void Camera::AddTasks() {
   TARQ::CServerResource& root = TARQ::NodeAccess::Root(mCameraTree);
-  for (const std::string& name : mVariant.tasks) {
-    std::unique_ptr<CameraTask> task = MakeTask(name, *mClock);
+  for (const ListedName& listed : mVariant.tasks) {
+    std::unique_ptr<CameraTask> task = MakeTask(listed.name, *mClock);
     if (task == nullptr) {
-      throw std::runtime_error("variant " + mVariant.name + ": there is no task " + name);
+      throw std::runtime_error(listed.at + "tasks: there is no task " + listed.name);
     }
     task->Publish(root);
     Publish(task->Knobs());
@@ -374,7 +373,7 @@ OperatorHands Camera::Hands() const {
 }
 
 void Camera::StartKnobsOfVariant() {
-  for (const auto& [path, start] : mVariant.knobs) {
+  for (const auto& [path, start, at] : mVariant.knobs) {
     Knob* knob = nullptr;
     for (KnobSet* const set : mKnobSets) {
       for (Knob& each : set->All()) {
@@ -382,11 +381,10 @@ void Camera::StartKnobsOfVariant() {
       }
     }
     if (knob == nullptr) {
-      throw std::runtime_error("variant " + mVariant.name + ": there is no knob " + path);
+      throw std::runtime_error(at + "knobs: there is no knob " + path);
     }
     if (!knob->StartFrom(ToKnobValue(start))) {
-      throw std::runtime_error("variant " + mVariant.name + ": the knob " + path +
-                               " does not take its value");
+      throw std::runtime_error(at + "knobs: " + path + " does not take that value");
     }
   }
 }
@@ -510,40 +508,8 @@ void Camera::Restore() {
   for (const auto& [node, value] : mNodeStarts) TARQ::NodeAccess::Store(*node, value);
 }
 
-std::string Camera::FillStorage() const {
-  const fs::path& root = mMachine.storage.Root();
-  std::error_code error;
-  if (fs::exists(root, error) && !fs::is_directory(root, error)) {
-    return root.string() + " is no folder";
-  }
-  const bool isThere = fs::exists(root, error);
-  const bool isFilled = isThere && !fs::is_empty(root, error);
-  if (error) return "cannot read " + root.string() + ": " + error.message();
-  if (isFilled) {
-    // Left as it is, but for the folder without which no record would be kept.
-    fs::create_directories(root / fs::path(getFlashTmpPath()).relative_path(), error);
-    return error ? "cannot make " + std::string(getFlashTmpPath()) + ": " + error.message() : "";
-  }
-  for (const std::string& folder : mVariant.folders) {
-    fs::create_directories(root / fs::path(folder).relative_path(), error);
-    if (error) return "cannot make " + folder + " in " + root.string() + ": " + error.message();
-  }
-  if (!mVariant.images.empty()) {
-    const fs::path folder = root / fs::path(mVariant.images).relative_path();
-    fs::create_directories(folder, error);
-    for (fs::directory_iterator image(DESK_IMAGES_FOLDER, error), end; !error && image != end;
-         image.increment(error)) {
-      fs::copy_file(image->path(), folder / image->path().filename(), error);
-      if (error) break;
-    }
-    if (error) return "cannot fill " + mVariant.images + ": " + error.message();
-  }
-  for (const std::string& file : mVariant.files) {
-    const fs::path path = root / fs::path(file).relative_path();
-    fs::create_directories(path.parent_path(), error);
-    if (!std::ofstream(path)) return "cannot make " + path.string();
-  }
-  return {};
+std::string Camera::TakeStorage() {
+  return mStorageSetup.Take(mMachine.storage.Root(), mVariant);
 }
 
 }  // namespace desk

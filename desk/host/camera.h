@@ -12,6 +12,7 @@
 #include "coredll/window_system.h"
 #include "host/access_faults.h"
 #include "host/schedule.h"
+#include "host/storage_setup.h"
 #include "host/variant.h"
 #include "knobs/knob.h"
 #include "screen/camera_screen.h"
@@ -43,8 +44,9 @@ class Camera {
   Camera(const Camera&) = delete;
   Camera& operator=(const Camera&) = delete;
 
-  // Makes and fills the storage when it is missing or empty. An error's text, or empty.
-  std::string FillStorage() const;
+  // Takes the storage for this process, and fills it when it is missing or empty. An error's text,
+  // or empty.
+  std::string TakeStorage();
 
   desk::Clock& Clock() { return *mClock; }
   WindowSystem& Windows() { return mWindows; }
@@ -95,6 +97,7 @@ class Camera {
   };
 
   desk::Variant mVariant;
+  StorageSetup mStorageSetup;
   std::unique_ptr<desk::Clock> mClock;
   EventLog mEvents;
   WindowSystem mWindows;

@@ -85,17 +85,18 @@ void StopOnSignal() {
   }).detach();
 }
 
-DWORD Wake(const desk::Camera& camera, desk::HttpServer& server, std::uint16_t port) {
-  const std::string storage = camera.FillStorage();
-  if (!storage.empty()) {
-    fprintf(stderr, "diagor: the camera's storage: %s\n", storage.c_str());
-    return TARQ::kStatusFailed;
-  }
+// The port first: without one nothing is made in the storage.
+DWORD Wake(desk::Camera& camera, desk::HttpServer& server, std::uint16_t port) {
   const std::string error = server.Bind(port);
   if (!error.empty()) {
     fprintf(stderr, "diagor: port %u of the loopback address: %s (another one: -p)\n", port,
             error.c_str());
     return TARQ::kStatusNoPort;
+  }
+  const std::string storage = camera.TakeStorage();
+  if (!storage.empty()) {
+    fprintf(stderr, "diagor: the camera's storage: %s\n", storage.c_str());
+    return TARQ::kStatusFailed;
   }
   return 0;
 }

@@ -2,6 +2,7 @@
 
 #include <toml++/toml.h>
 #include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 namespace desk {
@@ -29,19 +30,43 @@ class TableReader {
     return *value;
   }
 
-  std::vector<std::string> TakeTexts(const std::string& key) {
-    std::vector<std::string> texts;
+  std::vector<ListedName> TakeNames(const std::string& key) {
+    std::vector<ListedName> names;
     const toml::node* const node = TakeNode(key);
-    if (node == nullptr) return texts;
+    if (node == nullptr) return names;
     const toml::array* const array = node->as_array();
     if (array == nullptr) throw std::runtime_error(At(mFile, *node) + key + " is no list");
     for (const toml::node& element : *array) {
       const auto text = element.value_exact<std::string>();
-      if (!text)
+      if (!text) {
         throw std::runtime_error(At(mFile, element) + key + " lists something else than texts");
-      texts.push_back(*text);
+      }
+      for (const ListedName& each : names) {
+        if (each.name != *text) continue;
+        throw std::runtime_error(At(mFile, element) + key + " lists " + *text + " twice");
+      }
+      names.push_back({*text, At(mFile, element)});
     }
-    return texts;
+    return names;
+  }
+
+  // Paths of the camera's storage, which they do not leave.
+  std::vector<std::string> TakePaths(const std::string& key) {
+    std::vector<std::string> paths;
+    for (const ListedName& listed : TakeNames(key)) {
+      CheckPath(listed.name, listed.at + key);
+      paths.push_back(listed.name);
+    }
+    return paths;
+  }
+
+  std::string TakePath(const std::string& key) {
+    const toml::node* const node = TakeNode(key);
+    if (node == nullptr) return {};
+    const auto path = node->value_exact<std::string>();
+    if (!path) throw std::runtime_error(At(mFile, *node) + key + " names no folder");
+    CheckPath(*path, At(mFile, *node) + key);
+    return *path;
   }
 
   // Pixels; the usual ones where the file does not say.
@@ -72,6 +97,13 @@ class TableReader {
   }
 
  private:
+  static void CheckPath(const std::string& path, const std::string& where) {
+    const bool leaves = path.find("..") != std::string::npos;
+    if (!path.starts_with("/") || leaves) {
+      throw std::runtime_error(where + ": " + path + " is no path of the camera, as /FlashFS/tmp");
+    }
+  }
+
   const std::string& mFile;
   const toml::table& mTable;
   std::vector<std::string> mTaken;
@@ -82,6 +114,7 @@ ChipEntry ReadChip(const std::string& file, const toml::node& node) {
   if (table == nullptr) throw std::runtime_error(At(file, node) + "a chip is a table");
   TableReader reader(file, *table);
   ChipEntry chip;
+  chip.at = At(file, node);
   chip.bus = reader.Take<std::string>("bus");
   const auto address = reader.Take<std::int64_t>("address");
   if (address < 0 || address > 0xFE || address % 2 != 0) {
@@ -95,21 +128,30 @@ ChipEntry ReadChip(const std::string& file, const toml::node& node) {
 
 NodeStart ReadNodeStart(const std::string& file, const std::string& path, const toml::node& node) {
   if (const auto truth = node.value_exact<bool>()) return *truth;
-  if (const auto whole = node.value_exact<std::int64_t>()) return *whole;
+  if (const auto whole = node.value_exact<std::int64_t>()) {
+    if (*whole < std::numeric_limits<std::int32_t>::min() ||
+        *whole > std::numeric_limits<std::int32_t>::max()) {
+      throw std::runtime_error(At(file, node) + path + " is a number of more than 32 bits");
+    }
+    return *whole;
+  }
   if (const auto number = node.value_exact<double>()) return *number;
   if (const auto text = node.value_exact<std::string>()) return *text;
   throw std::runtime_error(At(file, node) + "node " + path + " has a value of no known type");
 }
 
-std::vector<std::pair<std::string, NodeStart>> ReadStarts(const std::string& file,
-                                                          const std::string& key,
-                                                          const toml::node* node) {
-  std::vector<std::pair<std::string, NodeStart>> starts;
+std::vector<StartEntry> ReadStarts(const std::string& file, const std::string& key,
+                                   const toml::node* node) {
+  std::vector<StartEntry> starts;
   if (node == nullptr) return starts;
   const toml::table* const table = node->as_table();
   if (table == nullptr) throw std::runtime_error(At(file, *node) + key + " is no table");
   for (const auto& [path, start] : *table) {
-    starts.emplace_back(path.str(), ReadNodeStart(file, std::string(path.str()), start));
+    const std::string name(path.str());
+    if (name.empty() || name.ends_with(".") || name.find("..") != std::string::npos) {
+      throw std::runtime_error(At(file, start) + key + ": \"" + name + "\" is no path of a node");
+    }
+    starts.push_back({name, ReadNodeStart(file, name, start), At(file, start)});
   }
   return starts;
 }
@@ -154,10 +196,10 @@ Variant ReadVariant(const std::string& file, const toml::table& table) {
   variant.bsp = reader.Take<std::string>("bsp");
   variant.displayWidth = reader.TakeExtent("display_width", 640);
   variant.displayHeight = reader.TakeExtent("display_height", 480);
-  variant.drivers = reader.TakeTexts("drivers");
-  variant.tasks = reader.TakeTexts("tasks");
-  variant.folders = reader.TakeTexts("folders");
-  variant.files = reader.TakeTexts("files");
+  variant.drivers = reader.TakeNames("drivers");
+  variant.tasks = reader.TakeNames("tasks");
+  variant.folders = reader.TakePaths("folders");
+  variant.files = reader.TakePaths("files");
   if (const toml::node* const chips = reader.TakeNode("chip")) {
     const toml::array* const list = chips->as_array();
     if (list == nullptr) throw std::runtime_error(At(file, *chips) + "chip is no list of tables");
@@ -166,11 +208,7 @@ Variant ReadVariant(const std::string& file, const toml::table& table) {
   variant.nodes = ReadStarts(file, "nodes", reader.TakeNode("nodes"));
   variant.knobs = ReadStarts(file, "knobs", reader.TakeNode("knobs"));
   variant.keypad = ReadKeypad(file, reader.TakeNode("keypad"), reader.TakeNode("answers"));
-  if (const toml::node* const images = reader.TakeNode("images")) {
-    const auto folder = images->value_exact<std::string>();
-    if (!folder) throw std::runtime_error(At(file, *images) + "images names no folder");
-    variant.images = *folder;
-  }
+  variant.images = reader.TakePath("images");
   reader.Finish();
   return variant;
 }
@@ -194,6 +232,9 @@ Variant LoadVariant(const std::string& name) {
       throw std::runtime_error("there is no variant " + name + "; there are" + known);
     }
     file = std::string(DESK_VARIANTS_FOLDER) + "/" + name + ".toml";
+  }
+  if (std::error_code error; !std::filesystem::is_regular_file(file, error)) {
+    throw std::runtime_error("there is no variant file " + file);
   }
   try {
     return ReadVariant(file, toml::parse_file(file));

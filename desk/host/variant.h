@@ -12,24 +12,35 @@
 
 namespace desk {
 
+struct ListedName {
+  std::string name;
+  std::string at;  // where it stands: "file:line: "
+};
+
 struct ChipEntry {
+  std::string at;
   std::string bus;  // "i2c1"
   std::uint8_t address = 0;
   std::string kind;
 };
 
 using NodeStart = std::variant<bool, std::int64_t, double, std::string>;
+struct StartEntry {
+  std::string path;
+  NodeStart start;
+  std::string at;
+};
 
 struct Variant {
   std::string name;
   std::string bsp;       // the registry's platform code
   int displayWidth = 0;  // pixels
   int displayHeight = 0;
-  std::vector<std::string> drivers;  // "i2c1"
+  std::vector<ListedName> drivers;  // "i2c1"
   std::vector<ChipEntry> chips;
-  std::vector<std::pair<std::string, NodeStart>> nodes;  // camera-wide paths
-  std::vector<std::pair<std::string, NodeStart>> knobs;  // where it starts from another value
-  std::vector<std::string> tasks;  // "gps", "display": whose nodes a device drives
+  std::vector<StartEntry> nodes;  // camera-wide paths
+  std::vector<StartEntry> knobs;  // where it starts from another value
+  std::vector<ListedName> tasks;  // "gps", "display": whose nodes a device drives
   CameraKeypad keypad;
   std::string images;                // the storage's folder of test images; empty: none
   std::vector<std::string> folders;  // of the storage, made when it is filled

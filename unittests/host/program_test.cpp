@@ -74,7 +74,7 @@ TEST_F(ProgramTest, AnotherServerIsRefusedInWords) {
   }
 }
 
-// Every port here names one that is taken: how a number was read shows in the complaint.
+// How a number was read shows in what the camera says of it, taken or free.
 TEST_F(ProgramTest, PortNumbersReadAsTheirRuleSays) {
   struct Case {
     const char* argument;
@@ -85,8 +85,6 @@ TEST_F(ProgramTest, PortNumbersReadAsTheirRuleSays) {
       {"119857", "54321"},  // of a longer number the low ones
       {"54321abc", "54321"},
   };
-  BareCamera blocker;
-  const auto taken = Serve("V", {});
   for (const Case& each : cases) {
     const auto process = Start({"-p", each.argument});
     const std::string errors = process->ErrorsUntil("\n");
@@ -136,34 +134,119 @@ TEST_F(ProgramTest, WrongEnvironmentIsNamedAndNothingIsMade) {
     EXPECT_NE(process->Errors().find("diagor: "), std::string::npos);
     EXPECT_FALSE(fs::exists(Root()));
   }
-  // A storage that cannot be.
-  const auto process = Start({"-p", "0"}, {{"DIAGOR_ROOT", "/dev/null"}});
-  EXPECT_NE(process->Wait(), 0);
-  EXPECT_NE(process->Errors().find("storage: /dev/null is no folder"), std::string::npos);
+}
+
+TEST_F(ProgramTest, StorageThatCannotBeIsNamedAndNothingIsHalfMade) {
+  struct Case {
+    const char* name;
+    std::string root;
+    const char* complaint;
+  };
+  const Case cases[] = {
+      {"a file", "/dev/null", "/dev/null is no folder\n"},
+      {"no folder can be made", "/proc/nothing/here", "cannot make "},
+      {"cannot be written", "/proc", "cannot make /FlashFS/tmp in /proc: "},
+  };
+  for (const Case& each : cases) {
+    const auto process = Start({"-p", "0"}, {{"DIAGOR_ROOT", each.root}});
+    EXPECT_NE(process->Wait(), 0) << each.name;
+    const std::string& errors = process->Errors();
+    EXPECT_TRUE(errors.starts_with("diagor: the camera's storage: ")) << errors;
+    EXPECT_NE(errors.find(each.complaint), std::string::npos) << errors;
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+  }
+  // The folder whose place a file takes cannot be made: what was made before goes again.
+  const fs::path variant = mFolder.Path() / "mine.toml";
+  std::ofstream(variant) << "name = \"X\"\nbsp = \"KY\"\nfiles = [\"/a/b\", \"/a/b/c\"]\n";
+  const std::map<std::string, std::string> mine = {{"DIAGOR_VARIANT", variant.string()}};
+  EXPECT_NE(Start({"-p", "0"}, mine)->Wait(), 0);
+  EXPECT_FALSE(fs::exists(Root()));
+  fs::create_directories(Root());
+  EXPECT_NE(Start({"-p", "0"}, mine)->Wait(), 0);
+  EXPECT_TRUE(fs::is_empty(Root()));
+}
+
+TEST_F(ProgramTest, StorageOfACameraThatRunsIsRefused) {
+  const auto first = Serve("V");
+  const auto second = Start({"-p", "0"});
+  EXPECT_NE(second->Wait(), 0);
+  EXPECT_NE(second->Errors().find(" is in use by another camera"), std::string::npos)
+      << second->Errors();
+  first->Signal(SIGKILL);
+  first->Wait();
+  Serve("V");  // no trace of the one that was killed keeps it out
 }
 
 TEST_F(ProgramTest, VariantFileWithAMistakeIsNamedByFileLineAndKey) {
   const fs::path file = mFolder.Path() / "mine.toml";
+  const std::string head = "name = \"X\"\nbsp = \"KY\"\n";
+  const std::string bus = head + "drivers = [\"i2c1\"]\n";
   struct Case {
-    const char* text;
+    std::string text;
     const char* complaint;
   };
   const Case cases[] = {
-      {"name = \"X\"\n", "mine.toml:1: the key bsp is missing"},
-      {"name = \"X\"\nbsp = 7\n", "mine.toml:2: the key bsp has a wrong type"},
-      {"name = \"X\"\nbsp = \"KY\"\n\ncolour = 1\n", "mine.toml:4: unknown key colour"},
-      {"name = \"X\"\nbsp = \n", "mine.toml:2: "},
-      {"name = \"X\"\nbsp = \"KY\"\ndrivers = [\"i2c9\"]\n", "there is no driver i2c9"},
-      {"name = \"X\"\nbsp = \"KY\"\nchip = [\n{ bus = \"i2c1\", address = 0xAF, kind = \"eeprom\" "
-       "}]\n",
-       "mine.toml:4: address is no even number"},
+      {"name = \"X\"\n", ":1: the key bsp is missing"},
+      {"name = \"X\"\nbsp = 7\n", ":2: the key bsp has a wrong type"},
+      {"name = \"X\"\nbsp = \n", ":2: "},
+      {"name = \"X\"\nname = \"Y\"\n", ":2: "},
+      {"\x80\x81", ":1: "},
+      {head + "\ncolour = 1\n", ":4: unknown key colour"},
+      {head + "display_width = 10\n", ":3: display_width is no number from 64 to 4096"},
+      {head + "drivers = [\"i2c9\"]\n", ":3: drivers: there is no driver i2c9"},
+      {head + "drivers = [\n\"i2c1\",\n\"i2c1\"]\n", ":5: drivers lists i2c1 twice"},
+      {head + "drivers = [7]\n", ":3: drivers lists something else than texts"},
+      {head + "tasks = [\"tea\"]\n", ":3: tasks: there is no task tea"},
+      {head + "folders = [\"FlashFS\"]\n", ":3: folders: FlashFS is no path of the camera"},
+      {head + "files = [\"/../x\"]\n", ":3: files: /../x is no path of the camera"},
+      {head + "images = 1\n", ":3: images names no folder"},
+      {bus + "chip = [\n{ bus = \"i2c1\", address = 0xAF, kind = \"eeprom\" }]\n",
+       ":5: address is no even number"},
+      {bus + "chip = [{ bus = \"i2c2\", address = 0xAE, kind = \"eeprom\" }]\n",
+       ":4: bus: there is no bus i2c2"},
+      {bus + "chip = [{ bus = \"i2c1\", address = 0xAE, kind = \"tube\" }]\n",
+       ":4: kind: there is no chip tube"},
+      {bus + "chip = [{ bus = \"i2c1\", address = 0xAE, kind = \"eeprom\" },\n"
+             "{ bus = \"i2c1\", address = 0xAE, kind = \"eeprom\" }]\n",
+       ":5: address: another chip of the bus has it"},
+      {head + "[nodes]\n\"a..b\" = 1\n", ":4: nodes: \"a..b\" is no path of a node"},
+      {head + "[nodes]\n\"a\" = 3000000000\n", ":4: a is a number of more than 32 bits"},
+      {head + "[nodes]\n\"a\" = 1979-05-27\n", ":4: node a has a value of no known type"},
+      {head + "[knobs]\n\".desk.nobody\" = 1\n", ":4: knobs: there is no knob .desk.nobody"},
+      {bus + "[knobs]\n\".desk.driver.i2c1.present\" = 1\n",
+       ":5: knobs: .desk.driver.i2c1.present does not take that value"},
+      {head + "[keypad]\n\"F1\" = 999\n", ":4: key F1 has no code from 0x01 to 0xFF"},
   };
   for (const Case& each : cases) {
     std::ofstream(file) << each.text;
     const auto process = Start({"-p", "0"}, {{"DIAGOR_VARIANT", file.string()}});
     EXPECT_EQ(process->Wait(), 2);
-    EXPECT_NE(process->Errors().find(each.complaint), std::string::npos) << process->Errors();
+    const std::string complaint = "diagor: " + file.string() + each.complaint;
+    EXPECT_TRUE(process->Errors().starts_with(complaint)) << process->Errors() << complaint;
+    EXPECT_EQ(std::count(process->Errors().begin(), process->Errors().end(), '\n'), 1)
+        << process->Errors();
+    EXPECT_FALSE(fs::exists(Root()));
   }
+  const auto missing = Start({"-p", "0"}, {{"DIAGOR_VARIANT", "/nowhere/mine.toml"}});
+  EXPECT_EQ(missing->Wait(), 2);
+  EXPECT_EQ(missing->Errors(), "diagor: there is no variant file /nowhere/mine.toml\n");
+}
+
+// Whatever is left of a variant's file when an editor was interrupted: a camera or a complaint.
+TEST_F(ProgramTest, VariantFileCutAnywhereLoadsOrIsRefused) {
+  const std::string whole = FileText(fs::path(TEST_VARIANTS_FOLDER) / "KY.toml");
+  const fs::path file = mFolder.Path() / "cut.toml";
+  int refused = 0;
+  for (std::size_t size = 0; size < whole.size(); size += 7) {
+    std::ofstream(file) << whole.substr(0, size);
+    try {
+      desk::LoadVariant(file.string());
+    } catch (const std::runtime_error& error) {
+      ++refused;
+      EXPECT_TRUE(std::string(error.what()).starts_with(file.string() + ":")) << error.what();
+    }
+  }
+  EXPECT_GT(refused, 100);
 }
 
 TEST_F(ProgramTest, ExistingStorageIsLeftAsItIs) {

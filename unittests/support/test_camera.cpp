@@ -39,7 +39,7 @@ BareCamera::BareCamera(const std::string& variant, const std::string& knobs) {
   settings.root = mFolder.Path();
   settings.knobs = knobs;
   mCamera = std::make_unique<desk::Camera>(settings);
-  EXPECT_EQ(mCamera->FillStorage(), "");
+  EXPECT_EQ(mCamera->TakeStorage(), "");
 }
 
 void BareCamera::Set(const std::string& path, const std::string& value) {
