@@ -18,6 +18,7 @@ namespace {
 
 constexpr auto kConnectDeadline = std::chrono::seconds(5);
 constexpr auto kReadDeadline = std::chrono::seconds(30);  // of a read
+constexpr auto kFreshFor = std::chrono::seconds(10);  // the camera lets an idle connection go later
 constexpr auto kInterruptCheck = std::chrono::milliseconds(100);
 constexpr std::uint64_t kMostAnswer = 256ULL * 1024 * 1024;  // bytes
 
@@ -61,6 +62,8 @@ struct CameraClient::Connection {
   beast::tcp_stream stream;
   beast::flat_buffer buffer;
   std::optional<http::response_parser<http::string_body>> parser;
+  std::chrono::steady_clock::time_point lastUse;
+  bool staysOpen = true;
 };
 
 // Events as they come, told one by one.
@@ -207,6 +210,8 @@ std::string CameraClient::Body(Connection& connection) {
                    Network::Completion(outcome));
   mNetwork->Await(*outcome, mInterrupted);
   const auto& response = connection.parser->get();
+  connection.lastUse = std::chrono::steady_clock::now();
+  connection.staysOpen = response.keep_alive();
   if (response.result_int() >= 400) {
     const Json problem = Json::parse(response.body(), nullptr, false);
     throw RefusedError(response.result_int(), problem.is_object() && problem.contains("detail")
@@ -229,7 +234,12 @@ std::string CameraClient::Request(const std::string& method, const std::string& 
                                   const std::string& body) {
   // A connection that idled too long is gone: a read may be asked again on a new one. A write may
   // have arrived, so it is only sent on a connection that was just used or is new.
-  const bool repeats = mNetwork->requests != nullptr && method == "GET";
+  std::unique_ptr<Connection>& used = mNetwork->requests;
+  const bool isStale =
+      used != nullptr &&
+      (!used->staysOpen || std::chrono::steady_clock::now() - used->lastUse > kFreshFor);
+  if (isStale) mNetwork->Drop(used);
+  const bool repeats = used != nullptr && method == "GET";
   try {
     return Exchange(method, target, body);
   } catch (const ConnectionError&) {

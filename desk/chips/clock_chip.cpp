@@ -79,8 +79,8 @@ std::int64_t ClockChip::WholeSeconds() const {
   return static_cast<std::int64_t>(std::floor(Seconds() + 1e-6));
 }
 
-std::uint8_t ClockChip::ByteAt(std::uint8_t address) const {
-  const std::chrono::sys_seconds now{std::chrono::seconds(WholeSeconds())};
+std::uint8_t ClockChip::ByteAt(std::uint8_t address, std::int64_t seconds) const {
+  const std::chrono::sys_seconds now{std::chrono::seconds(seconds)};
   const auto day = std::chrono::floor<std::chrono::days>(now);
   const std::chrono::year_month_day date(day);
   const std::chrono::hh_mm_ss time(now - day);
@@ -108,8 +108,10 @@ std::uint8_t ClockChip::ByteAt(std::uint8_t address) const {
 
 bool ClockChip::Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) {
   if (!written.empty()) mAddress = written[0] % kRegisters;
+  // The registers stand still while they are read.
+  const std::int64_t seconds = WholeSeconds();
   for (std::uint8_t& byte : read) {
-    byte = ByteAt(mAddress);
+    byte = ByteAt(mAddress, seconds);
     mAddress = static_cast<std::uint8_t>((mAddress + 1) % kRegisters);
   }
   return true;

@@ -22,7 +22,7 @@ class ClockChip : public Chip {
   double Seconds() const;
   std::int64_t WholeSeconds() const;
   void Rebase(double seconds);
-  std::uint8_t ByteAt(std::uint8_t address) const;
+  std::uint8_t ByteAt(std::uint8_t address, std::int64_t seconds) const;
 
   const Clock& mClock;
   KnobSet mKnobs;

@@ -2,8 +2,12 @@
 
 namespace desk {
 
-// As it comes from the maker: all ones.
 Eeprom::Eeprom() {
+  Eeprom::Restore();
+}
+
+// As it comes from the maker: all ones.
+void Eeprom::Restore() {
   mContents.fill(0xFF);
 }
 

@@ -12,6 +12,7 @@ class Eeprom : public Chip {
   Eeprom();
   // The first byte sent sets the address counter, which reads advance and which wraps.
   bool Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
+  void Restore() override;
 
  private:
   std::array<std::uint8_t, 256> mContents;

@@ -195,8 +195,8 @@ Camera::Camera(const CameraSettings& settings)
 
 Camera::~Camera() {
   mDeliveries.reset();
+  mSchedule.reset();  // it may still write the operator's knobs
   mOperator.reset();
-  mSchedule.reset();
 }
 
 // From now on: how the camera was assembled is nobody's news.

@@ -56,6 +56,9 @@ KnobValue Knob::Read() const {
 bool Knob::Write(const KnobValue& value) {
   if (!Fits(mRow, value)) return false;
   if (mRow.kind == KnobKind::Trigger) return !std::get<bool>(value) || !mOnWrite || mOnWrite(value);
+  // Of two writes the device and the knob keep the same one. What acts may take its time.
+  std::unique_lock<std::mutex> turn;
+  if (mRow.kind != KnobKind::Command) turn = std::unique_lock(mWriteLock);
   if (mOnWrite && !mOnWrite(value)) return false;
   const std::lock_guard lock(mLock);
   mValue = value;

@@ -54,7 +54,8 @@ class Knob {
 
   // The device computes the value in place of the one written last.
   void OnRead(std::function<KnobValue()> read) { mOnRead = std::move(read); }
-  // Called before the value is stored, without a lock; false refuses it.
+  // Called before the value is stored, one write of a setting at a time; false refuses it. It must
+  // not write the knob.
   void OnWrite(std::function<bool(const KnobValue&)> write) { mOnWrite = std::move(write); }
 
  private:
@@ -62,6 +63,7 @@ class Knob {
   std::function<KnobValue()> mOnRead;
   std::function<bool(const KnobValue&)> mOnWrite;
   KnobValue mStart;
+  std::mutex mWriteLock;
   mutable std::mutex mLock;
   KnobValue mValue;
 };
@@ -85,8 +87,8 @@ class KnobSet {
   std::deque<Knob> mKnobs;
 };
 
-// "skip,count": after skip good requests the next count fail. Counted anew from each write; read, it
-// says what is left.
+// "skip,count": after skip good requests the next count fail. Counted anew from each write; read,
+// it says what is left.
 class FaultCounter {
  public:
   // Makes the knob, a text, the counter's setting.

@@ -71,10 +71,11 @@ struct Toolkit {
 
 DesktopWindow::DesktopWindow(Camera& camera, std::function<void()> closed)
     : mCamera(camera), mClosed(std::move(closed)) {
-  std::promise<std::string> opened;
+  // Shared: the thread may still be telling when it has been heard.
+  const auto opened = std::make_shared<std::promise<std::string>>();
   mThread = std::thread(
-      [this, &opened] { Run([&opened](const std::string& error) { opened.set_value(error); }); });
-  const std::string error = opened.get_future().get();
+      [this, opened] { Run([opened](const std::string& error) { opened->set_value(error); }); });
+  const std::string error = opened->get_future().get();
   if (error.empty()) return;
   mThread.join();
   throw std::runtime_error("DIAGOR_SCREEN=window: " + error);

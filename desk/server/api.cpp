@@ -92,7 +92,8 @@ ParsedBody ParseBody(const std::string& body) {
     return refused(400, "Malformed", "the body is not of the form {\"value\": ...}");
   }
   std::optional<CResourceValue> value = ValueFromJson(json["value"]);
-  if (!value) return refused(422, "Refused", "a value is a bool, a number or a text");
+  if (!value)
+    return refused(422, "Refused", "a value is a bool, a number (an integer of 32 bits) or a text");
   return {std::move(value), {}};
 }
 

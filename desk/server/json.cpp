@@ -106,6 +106,9 @@ Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, bool
   json["status"] = delivered.status;
   json["value"] = node.Type() == TARQ::kValueNode ? ValueJson(delivered.value) : Json(nullptr);
   json["records"] = delivered.records;
+  if (delivered.observation.RecordsLeftOut() > 0) {
+    json["records_left_out"] = delivered.observation.RecordsLeftOut();
+  }
   if (!traced) return json;
   json["elapsed_ms"] = std::chrono::duration<double, std::milli>(delivered.elapsed).count();
   json["trace"] = Json::array();
@@ -135,9 +138,10 @@ std::optional<CResourceValue> ValueFromJson(const Json& json) {
   }
   if (!json.is_number()) return std::nullopt;
   const auto number = json.get<double>();
-  if (json.is_number_integer() && number >= std::numeric_limits<LONG>::min() &&
-      number <= std::numeric_limits<LONG>::max()) {
-    return CResourceValue(json.get<LONG>());
+  if (json.is_number_integer()) {
+    const bool fits =
+        number >= std::numeric_limits<LONG>::min() && number <= std::numeric_limits<LONG>::max();
+    return fits ? std::optional(CResourceValue(json.get<LONG>())) : std::nullopt;
   }
   CResourceValue value(ValueType::Double);
   value.Set(number);

@@ -25,7 +25,7 @@ void Deliveries::JoinAll() {
 
 Deliveries::Start Deliveries::Deliver(TARQ::CServerResource& node,
                                       const TARQ::CResourceValue& value, bool traced, Done done) {
-  const std::lock_guard lock(mLock);
+  std::unique_lock lock(mLock);
   JoinFinished();
   for (const Running& running : mRunning) {
     if (running.node == &node) return Start::Busy;
@@ -53,6 +53,7 @@ Deliveries::Start Deliveries::Deliver(TARQ::CServerResource& node,
   } catch (const std::system_error&) {
     // The machine has no thread left: its turn is given back.
     mRunning.pop_back();
+    lock.unlock();
     const Clock::Participation withdrawn(mClock, ticket);
     return Start::NoThread;
   }

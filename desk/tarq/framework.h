@@ -20,7 +20,7 @@ void SetFrameworkHooks(FrameworkHooks hooks);
 
 // Makes CSupervisor::Start return; safe from any thread, also before Start was called.
 void RequestStop();
-// Forgets a stop and all that tasks left behind: for a process that assembles several cameras.
+// Forgets a stop and the hooks: for a process that assembles several cameras.
 void ResetFramework();
 
 // Sends a ping to the task and waits for its answer, a second of camera time at most.

@@ -45,8 +45,7 @@ void Flag::Publish(TARQ::CServerResource& root) {
   mPosition = new DeviceNode("position", TARQ::CResourceValue("out", kEnds, 0, false));
   mPosition->OnRead([this] {
     const std::string other = mKnobs[kReadBack].Text();
-    return other.empty() ? Text(TARQ::NodeAccess::Stored(*mPosition).GetAscii().AsChar())
-                         : Text(other);
+    return other.empty() ? TARQ::NodeAccess::Stored(*mPosition) : Text(other);
   });
   mPosition->OnWritten([this](const TARQ::CResourceValue& end) {
     mPart.Move(std::string_view(end.GetAscii().AsChar()) == "in", mClock.Now());

@@ -48,6 +48,14 @@ void Observation::OpenStep::End(TraceFields fields) {
                     std::chrono::duration<double, std::milli>(tCurrent->Elapsed()).count());
 }
 
+void Observation::AddRecord(std::string record) {
+  if (mRecords.size() < kMostRecords) {
+    mRecords.push_back(std::move(record));
+  } else {
+    ++mRecordsLeftOut;
+  }
+}
+
 Observation::Scope::Scope(Observation& observation) {
   tCurrent = &observation;
 }

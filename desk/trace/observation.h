@@ -25,6 +25,7 @@ struct TraceStep {
 class Observation {
  public:
   static constexpr std::size_t kMostSteps = 10'000;
+  static constexpr std::size_t kMostRecords = 1'000;  // of a test that goes on for ever
 
   Observation(const Clock& clock, bool traced);
 
@@ -47,12 +48,13 @@ class Observation {
   };
 
   // The delivering thread has written a record.
-  void AddRecord(std::string record) { mRecords.push_back(std::move(record)); }
+  void AddRecord(std::string record);
 
   Duration Elapsed() const { return mClock.Now() - mStart; }
   const std::vector<TraceStep>& Steps() const { return mSteps; }
   std::size_t StepsLeftOut() const { return mStepsLeftOut; }
   const std::vector<std::string>& Records() const { return mRecords; }
+  std::size_t RecordsLeftOut() const { return mRecordsLeftOut; }
 
   // Makes the observation this thread's own while it lives.
   class Scope {
@@ -70,6 +72,7 @@ class Observation {
   std::vector<TraceStep> mSteps;
   std::size_t mStepsLeftOut = 0;
   std::vector<std::string> mRecords;
+  std::size_t mRecordsLeftOut = 0;
 };
 
 // Bytes as hexadecimal text, lower case.

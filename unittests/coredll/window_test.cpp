@@ -209,6 +209,7 @@ TEST_F(WindowTest, TapsReachEnabledButtonsAlone) {
       {0.7, ".desk.touch", "5,5"},
       {0.8, ".desk.touch", "1000,590"}});
   RunDialog(120);
+  ASSERT_FALSE(gSeen.empty());
   gSeen.pop_back();
   EXPECT_EQ(gSeen, (Lines{"100 command 1029", "400 command 1029"}));
   gSeen.clear();

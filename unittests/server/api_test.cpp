@@ -17,10 +17,10 @@ class ApiTest : public ::testing::Test {
   };
   Answer Ask(const std::string& method, const std::string& target, const std::string& body = "",
              const std::string& host = "localhost:1", const std::string& origin = "") {
-    std::promise<desk::ApiReply> reply;
+    const auto reply = std::make_shared<std::promise<desk::ApiReply>>();
     mApi.Handle({method, target, host, origin, "", body},
-                [&](desk::ApiReply sent) { reply.set_value(std::move(sent)); });
-    const desk::ApiReply sent = reply.get_future().get();
+                [reply](desk::ApiReply sent) { reply->set_value(std::move(sent)); });
+    const desk::ApiReply sent = reply->get_future().get();
     return {sent.status, Json::parse(sent.body, nullptr, false)};
   }
 
@@ -109,6 +109,7 @@ TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
       {"PUT", main, deep, 400},
       {"PUT", main, R"({"value":null})", 422},
       {"PUT", main, R"({"value":{}})", 422},
+      {"PUT", main, R"({"value":3000000000})", 422},
       {"PUT", main, R"({"value":"a\u0000b"})", 422},
       {"PUT", "/api/v1/task/test.items", R"({"value":"run"})", 422},
       {"PUT", "/api/v1/task/test.description.format", R"({"value":"PDF"})", 422},

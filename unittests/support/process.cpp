@@ -1,24 +1,18 @@
 #include "support/process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <stdexcept>
 
 namespace test {
 
 namespace {
-
-bool ReadSome(int pipe, std::string& text) {
-  char buffer[4096];
-  const ssize_t count = read(pipe, buffer, sizeof buffer);
-  if (count <= 0) return false;
-  text.append(buffer, static_cast<std::size_t>(count));
-  return true;
-}
 
 // As the system takes them, ended by a null pointer.
 std::vector<char*> PointersTo(std::vector<std::string>& words) {
@@ -73,19 +67,39 @@ Process::~Process() {
     kill(mPid, SIGKILL);
     waitpid(mPid, nullptr, 0);
   }
-  close(mOutputPipe);
-  close(mErrorPipe);
+  if (mOutputPipe >= 0) close(mOutputPipe);
+  if (mErrorPipe >= 0) close(mErrorPipe);
+}
+
+// Both pipes are emptied while either is waited for: a child that fills one must not stand still.
+// False: both have ended.
+bool Process::ReadSome() {
+  pollfd pipes[] = {{mOutputPipe, POLLIN, 0}, {mErrorPipe, POLLIN, 0}};
+  std::string* const texts[] = {&mOutput, &mErrors};
+  int* const open[] = {&mOutputPipe, &mErrorPipe};
+  if (mOutputPipe < 0 && mErrorPipe < 0) return false;
+  if (poll(pipes, 2, -1) < 0) return errno == EINTR;
+  for (std::size_t i = 0; i < 2; ++i) {
+    if (pipes[i].revents == 0) continue;
+    char buffer[4096];
+    const ssize_t count = read(*open[i], buffer, sizeof buffer);
+    if (count > 0) {
+      texts[i]->append(buffer, static_cast<std::size_t>(count));
+    } else {
+      close(*open[i]);
+      *open[i] = -1;
+    }
+  }
+  return true;
 }
 
 std::string Process::ErrorsUntil(const std::string& text) {
-  while (mErrors.find(text) == std::string::npos && ReadSome(mErrorPipe, mErrors)) {
-  }
+  while (mErrors.find(text) == std::string::npos && mErrorPipe >= 0) ReadSome();
   return mErrors;
 }
 
 std::string Process::OutputUntil(const std::string& text) {
-  while (mOutput.find(text) == std::string::npos && ReadSome(mOutputPipe, mOutput)) {
-  }
+  while (mOutput.find(text) == std::string::npos && mOutputPipe >= 0) ReadSome();
   return mOutput;
 }
 
@@ -94,9 +108,7 @@ void Process::Signal(int signal) const {
 }
 
 int Process::Wait() {
-  while (ReadSome(mOutputPipe, mOutput)) {
-  }
-  while (ReadSome(mErrorPipe, mErrors)) {
+  while (ReadSome()) {
   }
   int status = 0;
   waitpid(mPid, &status, 0);

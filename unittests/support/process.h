@@ -32,6 +32,8 @@ class Process {
   const std::string& Errors() const { return mErrors; }
 
  private:
+  bool ReadSome();
+
   pid_t mPid = -1;
   int mOutputPipe = -1;
   int mErrorPipe = -1;
