@@ -23,7 +23,7 @@ constexpr KnobRow kRows[] = {
      "opened."},
 };
 
-enum CounterRow : std::size_t { kOpenFail, kReadFail, kWriteFail };
+enum CounterRow : std::size_t { kOpenFail, kReadFail, kWriteFail, kFailed };
 
 constexpr KnobRow kCounterRows[] = {
     {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
@@ -31,6 +31,8 @@ constexpr KnobRow kCounterRows[] = {
      "write on. Read: what is left."},
     {"read_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its reads."},
     {"write_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its writes."},
+    {"failed", KnobKind::ReadOnly, "", "", 0, 0,
+     "The call that one of the three failed last: open, read or write, and the node."},
 };
 
 }  // namespace
@@ -50,7 +52,20 @@ AccessFaults::AccessFaults()
       mCounterKnobs(".desk.nodes", kCounterRows),
       mOpens(mCounterKnobs[kOpenFail]),
       mReads(mCounterKnobs[kReadFail]),
-      mWrites(mCounterKnobs[kWriteFail]) {}
+      mWrites(mCounterKnobs[kWriteFail]) {
+  mCounterKnobs[kFailed].OnRead([this] {
+    const std::lock_guard lock(mFailedLock);
+    return KnobValue(mFailed);
+  });
+}
+
+bool AccessFaults::Strikes(FaultCounter& counter, const char* call, const std::string& path) const {
+  if (!counter.Strikes()) return false;
+  const std::lock_guard lock(mFailedLock);
+  mFailed = call;
+  mFailed.append(" ").append(path);
+  return true;
+}
 
 AccessFaults::PathSet::PathSet(Knob& knob) {
   knob.OnWrite([this](const KnobValue& value) {
@@ -71,15 +86,15 @@ bool AccessFaults::PathSet::Has(const std::string& path) const {
 }
 
 bool AccessFaults::MayOpen(const std::string& path) const {
-  return !mHidden.Has(path) && !mOpens.Strikes();
+  return !mHidden.Has(path) && !Strikes(mOpens, "open", path);
 }
 
 bool AccessFaults::MayRead(const std::string& path) const {
-  return !mUnreadable.Has(path) && !mReads.Strikes();
+  return !mUnreadable.Has(path) && !Strikes(mReads, "read", path);
 }
 
 bool AccessFaults::MayWrite(const std::string& path) const {
-  return !mRefused.Has(path) && !mWrites.Strikes();
+  return !mRefused.Has(path) && !Strikes(mWrites, "write", path);
 }
 
 bool AccessFaults::LosesFile(const std::string& name) const {

@@ -36,6 +36,8 @@ class AccessFaults : public TARQ::AccessRules {
     std::set<std::string> mPaths;  // without a leading dot
   };
 
+  bool Strikes(FaultCounter& counter, const char* call, const std::string& path) const;
+
   KnobSet mKnobs;
   PathSet mHidden;
   PathSet mUnreadable;
@@ -44,6 +46,8 @@ class AccessFaults : public TARQ::AccessRules {
   mutable FaultCounter mOpens;
   mutable FaultCounter mReads;
   mutable FaultCounter mWrites;
+  mutable std::mutex mFailedLock;
+  mutable std::string mFailed;
 };
 
 }  // namespace desk

@@ -23,6 +23,10 @@ std::vector<char*> PointersTo(std::vector<std::string>& words) {
 
 }  // namespace
 
+std::string ProgramPath(const std::string& program) {
+  return std::string(TEST_BIN_FOLDER) + "/" + program;
+}
+
 Process::Process(const std::string& program, const std::vector<std::string>& arguments,
                  const std::map<std::string, std::string>& environment) {
   int output[2];
@@ -35,8 +39,7 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, errors[1], STDERR_FILENO);
 
-  const bool isOurs = !program.starts_with("/");
-  const std::string path = isOurs ? std::string(TEST_BIN_FOLDER) + "/" + program : program;
+  const std::string path = program.starts_with("/") ? program : ProgramPath(program);
   std::vector<std::string> words = {path};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<std::string> variables;

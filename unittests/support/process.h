@@ -9,6 +9,9 @@
 
 namespace test {
 
+// Of a program of this project.
+std::string ProgramPath(const std::string& program);
+
 class Process {
  public:
   // program: by its name in the build's bin folder, or another one by its whole path.

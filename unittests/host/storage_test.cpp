@@ -1,0 +1,160 @@
+// Records and the storage: a process that is killed while it writes, a storage that is full.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "client/camera_client.h"
+#include "client/log_lines.h"
+#include "support/process.h"
+#include "support/test_camera.h"
+
+namespace test {
+namespace {
+
+using Kind = client::LogLine::Kind;
+
+constexpr char kServes[] = "serving on http://127.0.0.1:";
+
+std::size_t CountOf(Kind kind, const std::vector<client::LogLine>& lines) {
+  return static_cast<std::size_t>(
+      std::count_if(lines.begin(), lines.end(),
+                    [kind](const client::LogLine& line) { return line.kind == kind; }));
+}
+
+// What clients were told of, from whichever thread.
+class Told {
+ public:
+  void Add(const Json& reply) {
+    for (const Json& record : reply["records"]) {
+      const std::lock_guard lock(mLock);
+      mRecords.insert(record.get<std::string>());
+    }
+    mReplies.fetch_add(1);
+    mReplies.notify_all();
+  }
+  // Blocks until there are so many replies more.
+  void Await(unsigned replies) {
+    const unsigned wanted = mReplies.load() + replies;
+    for (unsigned now = mReplies.load(); now < wanted; now = mReplies.load()) mReplies.wait(now);
+  }
+  const std::multiset<std::string>& Records() const { return mRecords; }
+
+ private:
+  std::mutex mLock;
+  std::multiset<std::string> mRecords;
+  std::atomic<unsigned> mReplies{0};
+};
+
+void WriteUntilItEnds(std::uint16_t port, const std::string& item, Told& told) {
+  try {
+    client::CameraClient client(port);
+    for (;;) told.Add(client.Set(item, "run"));
+  } catch (const client::ConnectionError&) {  // the camera was killed
+  }
+}
+
+// Between four writers there is always one in the middle of its record.
+TEST(KilledCameraTest, LosesNoRecordThatAClientWasToldOf) {
+  constexpr int kKills = 12;
+  const TemporaryFolder folder;
+  Told told;
+  for (int kill = 0; kill < kKills; ++kill) {
+    Process camera("diagor", {"-p", "0"},
+                   {{"DIAGOR_ROOT", folder.Path().string()}, {"DIAGOR_CLOCK", "virtual"}});
+    const std::uint16_t port = PortOf(camera.ErrorsUntil(kServes));
+    // Long records take the system longer to write, and are torn more easily.
+    if (kill % 2 == 1) {
+      client::CameraClient client(port);
+      for (const char* const field : {"tester", "env", "article", "serial", "category"}) {
+        client.Set(std::string("test.description.") + field, std::string(60000, *field));
+      }
+    }
+    std::vector<std::thread> writers;
+    for (const char* const item : {"main", "goka", "fpa", "gota"}) {
+      writers.emplace_back(WriteUntilItEnds, port, std::string("test.items.eeprom.") + item,
+                           std::ref(told));
+    }
+    told.Await(static_cast<unsigned>(3 + 5 * kill));
+    camera.Signal(SIGKILL);
+    EXPECT_EQ(camera.Wait(), -SIGKILL);
+    for (std::thread& writer : writers) writer.join();
+  }
+  Process camera("diagor", {"-p", "0"}, {{"DIAGOR_ROOT", folder.Path().string()}});
+  const std::uint16_t port = PortOf(camera.ErrorsUntil(kServes));
+  const auto lines = client::LogLines(client::CameraClient(port).File("FlashFS/tmp/bitlog.txt"));
+  std::multiset<std::string> whole;
+  for (const client::LogLine& line : lines) {
+    if (line.kind == Kind::Record) whole.insert(line.text);
+  }
+  EXPECT_GT(told.Records().size(), 100U);
+  EXPECT_TRUE(
+      std::includes(whole.begin(), whole.end(), told.Records().begin(), told.Records().end()));
+  EXPECT_LE(CountOf(Kind::Fragment, lines), static_cast<std::size_t>(kKills));
+}
+
+// A camera in a storage of its own of 64 KiB, which a file system of that size is.
+class SmallStorageTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::vector<std::string> words = {"--mount"};
+    if (geteuid() != 0) words.emplace_back("--map-root-user");
+    const std::string root = mFolder.Path().string();
+    const std::string mount = "mount -t tmpfs -o size=64k tmpfs " + root;
+    std::vector<std::string> tried = words;
+    tried.insert(tried.end(), {"sh", "-c", mount});
+    Process attempt("/usr/bin/unshare", tried);
+    if (attempt.Wait() != 0) GTEST_SKIP() << "no file system can be mounted here";
+    words.insert(words.end(), {"sh", "-c", mount + " && exec " + ProgramPath("diagor") + " -p 0"});
+    mCamera = std::make_unique<Process>(
+        "/usr/bin/unshare", words,
+        std::map<std::string, std::string>{
+            {"DIAGOR_ROOT", root}, {"DIAGOR_CLOCK", "virtual"}, {"DIAGOR_VARIANT", "N"}});
+    mPort = PortOf(mCamera->ErrorsUntil(kServes));
+  }
+
+  TemporaryFolder mFolder;
+  std::unique_ptr<Process> mCamera;
+  std::uint16_t mPort = 0;
+};
+
+TEST_F(SmallStorageTest, FullItKeepsTestsRunningAndRecordsResume) {
+  constexpr char kItem[] = "test.items.battery";
+  client::CameraClient client(mPort);
+  std::multiset<std::string> told;
+  const auto run = [&] {
+    const Json reply = client.Set(kItem, "run");
+    EXPECT_EQ(reply["status"], 0);
+    EXPECT_EQ(reply["value"], "OK      ");
+    for (const Json& record : reply["records"]) told.insert(record.get<std::string>());
+    return reply["records"].size();
+  };
+  client.Set("test.description.category", std::string(1000, 'c'));
+  while (run() == 1) {
+  }
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(run(), 0U);
+  EXPECT_GT(told.size(), 30U);
+  auto lines = client::LogLines(client.File("FlashFS/tmp/bitlog.txt"));
+  EXPECT_EQ(CountOf(Kind::Record, lines), told.size());
+  EXPECT_LE(CountOf(Kind::Fragment, lines), 1U);
+  // The system log has no room either.
+  client.Set("test.description.format", "XML");
+  EXPECT_EQ(run(), 0U);
+  client.Set("test.description.format", "TEXT");
+
+  EXPECT_EQ(client.Set("test.clearLog", true)["status"], 0);
+  told.clear();
+  EXPECT_EQ(run(), 1U);
+  lines = client::LogLines(client.File("FlashFS/tmp/bitlog.txt"));
+  EXPECT_EQ(CountOf(Kind::Record, lines), 1U);
+  EXPECT_EQ(CountOf(Kind::Fragment, lines), 0U);
+  EXPECT_EQ(lines.back().text, *told.begin());
+}
+
+}  // namespace
+}  // namespace test
