@@ -71,7 +71,7 @@ void ClockChip::Rebase(double seconds) {
 double ClockChip::Seconds() const {
   const double rate = mKnobs[kHalt].Bool() ? 0 : mKnobs[kRate].Number();
   const std::lock_guard lock(mLock);
-  return mSetSeconds + rate * std::chrono::duration<double>(mClock.Now() - mSetAt).count();
+  return mSetSeconds + rate * ToSeconds(mClock.Now() - mSetAt);
 }
 
 // A microsecond forgives what a product of doubles may lack to a whole second.

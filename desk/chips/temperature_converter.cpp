@@ -66,8 +66,7 @@ bool TemperatureConverter::ConversionIsDone() {
   const double seconds = mKnobs[kConversion].Number();
   const std::lock_guard lock(mLock);
   if (mReadyAt == kNever) {
-    mReadyAt =
-        mClock.Now() + std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
+    mReadyAt = mClock.Now() + FromSeconds(seconds);
   }
   if (mClock.Now() < mReadyAt) return false;
   mReadyAt = kNever;  // the next request starts the next one

@@ -23,6 +23,13 @@ using TimePoint = std::chrono::microseconds;  // since the camera's start
 
 constexpr TimePoint kNever = TimePoint::max();
 
+inline double ToSeconds(Duration duration) {
+  return std::chrono::duration<double>(duration).count();
+}
+inline Duration FromSeconds(double seconds) {
+  return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
+}
+
 struct CalendarTime {
   int year;
   int month;

@@ -16,7 +16,6 @@ class ByteReader {
   // False as soon as anything was asked for that is not there; zeros and empty texts come then.
   bool Ok() const { return mOk; }
   std::size_t Position() const { return mPosition; }
-  bool AtEnd() const { return mPosition >= mBytes.size(); }
 
   std::uint8_t Byte() {
     if (mPosition >= mBytes.size()) {

@@ -3,13 +3,9 @@
 
 #include <windows.h>
 
-#include <functional>
 #include <memory>
-#include <string>
 
 namespace desk {
-
-class Device;
 
 class KernelObject {
  public:
@@ -26,7 +22,7 @@ std::shared_ptr<KernelObject> ObjectOf(HANDLE handle);
 // Every handle that is still open; a camera that is taken apart has none left.
 std::size_t OpenHandles();
 
-// Manual events stay signalled until they are reset.
+// A manual event stays signalled.
 class Event : public KernelObject {
  public:
   Event(bool manual, bool signalled) : mManual(manual), mSignalled(signalled) {}

@@ -14,8 +14,6 @@ namespace desk {
 
 namespace {
 
-std::span<const std::uint8_t> gReplacement;
-
 // A type or name: a number, or a text (which nobody here asks for).
 std::optional<std::uint16_t> ReadIdentifier(ByteReader& reader) {
   constexpr std::uint16_t kNumberFollows = 0xFFFF;
@@ -75,15 +73,10 @@ std::optional<ModuleResources::Entry> ModuleResources::StartingAt(const void* da
 }
 
 ModuleResources TheModuleResources() {
-  if (!gReplacement.empty()) return ModuleResources(gReplacement);
   const std::uint8_t* const begin = &gModuleResourcesBegin;
   const std::uint8_t* const end = &gModuleResourcesEnd;
   if (begin == nullptr || end == nullptr) return ModuleResources({});
   return ModuleResources({begin, end});
-}
-
-void UseModuleResources(std::span<const std::uint8_t> file) {
-  gReplacement = file;
 }
 
 }  // namespace desk

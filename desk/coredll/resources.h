@@ -27,7 +27,5 @@ class ModuleResources {
 
 // Those of this process' program; empty where there is none.
 ModuleResources TheModuleResources();
-// In place of them; an empty span brings them back.
-void UseModuleResources(std::span<const std::uint8_t> file);
 
 }  // namespace desk

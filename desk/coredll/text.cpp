@@ -1,5 +1,7 @@
 #include "coredll/text.h"
 
+#include <cstdio>
+
 #include <windows.h>
 
 #include <algorithm>
@@ -8,6 +10,16 @@
 #include <cwctype>
 
 namespace desk {
+
+std::string FormattedText(const char* format, std::va_list arguments) {
+  std::va_list again;
+  va_copy(again, arguments);
+  const int length = vsnprintf(nullptr, 0, format, arguments);
+  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+  vsnprintf(text.data(), text.size() + 1, format, again);
+  va_end(again);
+  return text;
+}
 
 namespace {
 

@@ -2,7 +2,7 @@
 // the camera's screen, the queues of the threads that own them, and the operator's input.
 //
 // Input reaches the top dialog alone and is dropped while there is none. Of what waits in a
-// thread's queue the order is: posted, input, quit, paint, timers; of two due timers the earlier
+// thread's queue the order is: input, quit, paint, timers; of two due timers the earlier
 // first. A timer does not add up.
 #pragma once
 

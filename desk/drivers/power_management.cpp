@@ -37,10 +37,6 @@ PowerManagement::PowerManagement(const Clock& clock)
     return true;
   });
   mCounterKnobs[kCounter].OnRead([this] { return KnobValue(std::floor(Counter())); });
-  Restore();
-}
-
-void PowerManagement::Restore() {
   mCounterKnobs[kCounter].Restore();
 }
 
@@ -54,8 +50,7 @@ double PowerManagement::Counter() const {
   const double rate = mCounterKnobs[kRate].Number();
   const std::lock_guard lock(mLock);
   // A microsecond forgives what a product of doubles may lack to a whole count.
-  const double counter =
-      mSetCounter + rate * std::chrono::duration<double>(mClock.Now() - mSetAt).count() + 1e-6;
+  const double counter = mSetCounter + rate * ToSeconds(mClock.Now() - mSetAt) + 1e-6;
   return counter - std::floor(counter / kCounterRange) * kCounterRange;
 }
 

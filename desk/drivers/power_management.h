@@ -12,7 +12,6 @@ class PowerManagement : public DriverPort {
  public:
   explicit PowerManagement(const Clock& clock);
   KnobSet& CounterKnobs() { return mCounterKnobs; }
-  void Restore();
 
   static std::span<const KnobRow> CounterKnobRows();
 

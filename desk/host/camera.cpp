@@ -101,11 +101,7 @@ TARQ::CResourceValue ToResourceValue(const NodeStart& start) {
   if (const auto* const whole = std::get_if<std::int64_t>(&start)) {
     return TARQ::CResourceValue(static_cast<LONG>(*whole));
   }
-  if (const auto* const number = std::get_if<double>(&start)) {
-    TARQ::CResourceValue value(TARQ::ValueType::Double);
-    value.Set(*number);
-    return value;
-  }
+  if (const auto* const number = std::get_if<double>(&start)) return TARQ::DoubleValue(*number);
   return TARQ::CResourceValue(std::get<std::string>(start).c_str());
 }
 
@@ -255,7 +251,6 @@ void Camera::AddDrivers() {
     Publish(driver->Knobs());
     if (auto* const bus = dynamic_cast<I2cBus*>(driver.get())) mBuses.push_back(bus);
     if (auto* const power = dynamic_cast<PowerManagement*>(driver.get())) {
-      mPowerManagement = power;
       Publish(power->CounterKnobs());
     }
     if (auto* const video = dynamic_cast<VideoFrontEnd*>(driver.get())) {
@@ -396,8 +391,7 @@ void Camera::Publish(KnobSet& knobs) {
 
 void Camera::AddKnobs() {
   mClockKnobs[kNow].OnRead([this] {
-    TARQ::CResourceValue now(TARQ::ValueType::Double);
-    now.Set(std::chrono::duration<double>(mClock->Now()).count());
+    const TARQ::CResourceValue now = TARQ::DoubleValue(ToSeconds(mClock->Now()));
     return KnobValue(std::string(now.GetAsAscii(false).AsChar()));
   });
   mClockKnobs[kLocal].OnRead([this] {
@@ -410,7 +404,7 @@ void Camera::AddKnobs() {
   mClockKnobs[kAdvance].OnWrite([this](const KnobValue& value) {
     const std::optional<double> seconds = ParseNumber(value, 1e9);
     if (!seconds) return false;
-    mClock->Advance(std::chrono::duration_cast<Duration>(std::chrono::duration<double>(*seconds)));
+    mClock->Advance(FromSeconds(*seconds));
     return true;
   });
   mClockKnobs[kAt].OnWrite(
@@ -501,7 +495,6 @@ DWORD Camera::Write(const std::string& path, const TARQ::CResourceValue& value) 
 void Camera::Restore() {
   for (KnobSet* const knobs : mKnobSets) knobs->Restore();
   for (I2cBus* const bus : mBuses) bus->RestoreChips();
-  if (mPowerManagement != nullptr) mPowerManagement->Restore();
   if (mVideo != nullptr) mVideo->Memory().Restore();
   for (const auto& task : mTasks) task->Restore();
   ForgetWrites(TARQ::NodeAccess::Root(mCameraTree));

@@ -25,7 +25,6 @@ class CameraTask;
 class I2cBus;
 class Operator;
 struct OperatorHands;
-class PowerManagement;
 class VideoFrontEnd;
 
 struct CameraSettings {
@@ -113,7 +112,6 @@ class Camera {
   KnobSet mRegistryKnobs;
   std::vector<KnobSet*> mKnobSets;
   std::vector<I2cBus*> mBuses;
-  PowerManagement* mPowerManagement = nullptr;
   VideoFrontEnd* mVideo = nullptr;
   std::vector<std::unique_ptr<CameraTask>> mTasks;
   std::unique_ptr<CameraScreen> mScreen;

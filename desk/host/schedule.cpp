@@ -48,8 +48,7 @@ bool Schedule::Set(const std::string& text) {
     const std::size_t equals = write.find('=');
     const bool timed = parsed.ec == std::errc() && seconds >= 0 && seconds <= kMostSeconds;
     if (!timed || equals == 0 || equals == std::string_view::npos) return false;
-    acts.push_back({std::chrono::duration_cast<TimePoint>(std::chrono::duration<double>(seconds)),
-                    std::string(Trimmed(write.substr(0, equals))),
+    acts.push_back({FromSeconds(seconds), std::string(Trimmed(write.substr(0, equals))),
                     std::string(Trimmed(write.substr(equals + 1)))});
   }
   std::stable_sort(acts.begin(), acts.end(),

@@ -1,8 +1,5 @@
 #include "knobs/knob_node.h"
 
-#include <cmath>
-#include <limits>
-
 #include "tarq/node_access.h"
 
 namespace desk {
@@ -20,9 +17,7 @@ CResourceValue ToResourceValue(const Knob& knob) {
   }
   const double number = std::get<double>(value);
   if (knob.Row().kind == KnobKind::Integer) return CResourceValue(static_cast<LONG>(number));
-  CResourceValue result(ValueType::Double);
-  result.Set(number);
-  return result;
+  return TARQ::DoubleValue(number);
 }
 
 ValueType NodeType(KnobKind kind) {

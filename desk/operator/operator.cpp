@@ -122,8 +122,7 @@ bool Operator::StillSees(const Sight& sight) const {
 
 // False when he is called off.
 bool Operator::Pause(double seconds) {
-  const auto duration =
-      std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
+  const auto duration = FromSeconds(seconds);
   return !mClock.Wait([this] { return mStopped || !mActs; }, mClock.Now() + duration);
 }
 

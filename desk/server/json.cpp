@@ -123,7 +123,7 @@ Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, bool
 
 std::string EventText(const CameraEvent& event) {
   Json json;
-  json["at"] = std::chrono::duration<double>(event.at).count();
+  json["at"] = ToSeconds(event.at);
   AddFields(event.fields, json);
   return Dump(json);
 }
@@ -143,9 +143,7 @@ std::optional<CResourceValue> ValueFromJson(const Json& json) {
         number >= std::numeric_limits<LONG>::min() && number <= std::numeric_limits<LONG>::max();
     return fits ? std::optional(CResourceValue(json.get<LONG>())) : std::nullopt;
   }
-  CResourceValue value(ValueType::Double);
-  value.Set(number);
-  return value;
+  return TARQ::DoubleValue(number);
 }
 
 std::string Dump(const Json& json) {

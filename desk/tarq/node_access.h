@@ -12,6 +12,12 @@
 
 namespace TARQ {
 
+inline CResourceValue DoubleValue(double number) {
+  CResourceValue value(ValueType::Double);
+  value.Set(number);
+  return value;
+}
+
 // Which of the program's calls on the camera-wide tree are to fail.
 class AccessRules {
  public:
@@ -58,6 +64,10 @@ class NodeAccess {
   static bool MayOpen(const CServerResource& node);
   static bool MayRead(const CServerResource& node);
   static bool MayWrite(const CServerResource& node);
+
+ private:
+  using Rule = bool (AccessRules::*)(const std::string&) const;
+  static bool Allows(const CServerResource& node, Rule rule);
 };
 
 }  // namespace TARQ

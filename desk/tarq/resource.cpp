@@ -260,29 +260,22 @@ CResourceTree* NodeAccess::TreeOf(const CServerResource& node) {
   return above->mTree;
 }
 
-namespace {
-
-using Rule = bool (AccessRules::*)(const std::string&) const;
-
-bool Allows(AccessRules* rules, Rule rule, const CServerResource& node) {
-  return rules == nullptr || (rules->*rule)(NodeAccess::Path(node));
+bool NodeAccess::Allows(const CServerResource& node, Rule rule) {
+  const CResourceTree* const tree = TreeOf(node);
+  AccessRules* const rules = tree == nullptr ? nullptr : tree->mRules;
+  return rules == nullptr || (rules->*rule)(Path(node));
 }
 
-}  // namespace
-
 bool NodeAccess::MayOpen(const CServerResource& node) {
-  const CResourceTree* const tree = TreeOf(node);
-  return tree == nullptr || Allows(tree->mRules, &AccessRules::MayOpen, node);
+  return Allows(node, &AccessRules::MayOpen);
 }
 
 bool NodeAccess::MayRead(const CServerResource& node) {
-  const CResourceTree* const tree = TreeOf(node);
-  return tree == nullptr || Allows(tree->mRules, &AccessRules::MayRead, node);
+  return Allows(node, &AccessRules::MayRead);
 }
 
 bool NodeAccess::MayWrite(const CServerResource& node) {
-  const CResourceTree* const tree = TreeOf(node);
-  return tree == nullptr || Allows(tree->mRules, &AccessRules::MayWrite, node);
+  return Allows(node, &AccessRules::MayWrite);
 }
 
 }  // namespace TARQ

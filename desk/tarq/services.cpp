@@ -7,22 +7,13 @@
 
 #include "common_dll.h"
 #include "coredll/machine.h"
+#include "coredll/text.h"
 #include "tarq/node_access.h"
 #include "tarq/system_log.h"
 
 namespace TARQ {
 
 namespace {
-
-std::string Formatted(const char* format, std::va_list arguments) {
-  std::va_list again;
-  va_copy(again, arguments);
-  const int length = vsnprintf(nullptr, 0, format, arguments);
-  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  vsnprintf(text.data(), text.size() + 1, format, again);
-  va_end(again);
-  return text;
-}
 
 std::string TimeStamp() {
   int now[6] = {};
@@ -50,7 +41,7 @@ DWORD CSyslogIntf::XMLLog(const char* name, DWORD priority, const char* type, co
                           const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  const std::string attributes = Formatted(format, arguments);
+  const std::string attributes = desk::FormattedText(format, arguments);
   va_end(arguments);
 
   std::string line = TimeStamp() + " <" + name + " priority=\"" + std::to_string(priority) +

@@ -14,13 +14,8 @@
 void CText::Format(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  std::va_list again;
-  va_copy(again, arguments);
-  const int length = vsnprintf(nullptr, 0, format, arguments);
+  mText = desk::FormattedText(format, arguments);
   va_end(arguments);
-  mText.assign(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  vsnprintf(mText.data(), mText.size() + 1, format, again);
-  va_end(again);
 }
 
 const wchar_t* CText::AsWChar() const {

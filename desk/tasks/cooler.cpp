@@ -5,6 +5,7 @@
 
 #include "tarq/node_access.h"
 #include "tasks/device_node.h"
+#include "tasks/scatter.h"
 
 namespace desk {
 
@@ -42,14 +43,9 @@ constexpr KnobRow kRows[] = {
     {"trip", KnobKind::Trigger, "", "false", 0, 0, "The cooler stops by itself."},
 };
 
-constexpr std::uint64_t kRippleSeed = 1009;
-
 // The same second always swings the same way: -1 to 1.
 double Swing(std::int64_t second) {
-  std::uint64_t scattered = static_cast<std::uint64_t>(second) + kRippleSeed;
-  scattered = (scattered ^ (scattered >> 31)) * 0x7FB5D329728EA185;
-  scattered = (scattered ^ (scattered >> 27)) * 0x81DADEF4BC2DD44D;
-  scattered ^= scattered >> 33;
+  const std::uint64_t scattered = Scatter(static_cast<std::uint64_t>(second));
   return 2 * (static_cast<double>(scattered >> 11) / 9007199254740992.0) - 1;
 }
 
@@ -101,7 +97,7 @@ bool Cooler::Holds(const Physics& physics, double temperature) const {
 }
 
 double Cooler::Now(const Physics& physics) const {
-  return Temperature(physics, std::chrono::duration<double>(mClock.Now() - mSince).count());
+  return Temperature(physics, ToSeconds(mClock.Now() - mSince));
 }
 
 void Cooler::Settle() {
@@ -166,13 +162,10 @@ void Cooler::Publish(TARQ::CServerResource& root) {
 
 // A camera in use: it is cold, and the cooler holds.
 void Cooler::Restore() {
-  {
-    const std::lock_guard lock(mLock);
-    mOn = true;
-    mFrom = mKnobs[kSetPoint].Number();
-    mSince = mClock.Now();
-  }
-  for (DeviceNode* const node : {mTemperature, mActive, mState}) node->DeviceChanged();
+  const std::lock_guard lock(mLock);
+  mOn = true;
+  mFrom = mKnobs[kSetPoint].Number();
+  mSince = mClock.Now();
 }
 
 }  // namespace desk

@@ -63,8 +63,6 @@ void Flag::Publish(TARQ::CServerResource& root) {
 void Flag::Restore() {
   mPart.Restore();
   TARQ::NodeAccess::Store(*mPosition, TARQ::CResourceValue("out", kEnds, 0, false));
-  mPosition->DeviceChanged();
-  mSensor->DeviceChanged();
 }
 
 }  // namespace desk

@@ -53,7 +53,7 @@ double FocusMotor::Position() const {
   const double low = mKnobs[kMin].Number();
   const double high = std::max(low, mKnobs[kMax].Number());
   const std::lock_guard lock(mLock);
-  const double way = speed * std::chrono::duration<double>(mClock.Now() - mBegun).count();
+  const double way = speed * ToSeconds(mClock.Now() - mBegun);
   // It stops at an end of its travel, also at one that has moved since.
   if (mFrom < mEnd) return std::min({mFrom + way, mEnd, std::max(high, mFrom)});
   return std::max({mFrom - way, mEnd, std::min(low, mFrom)});
@@ -105,13 +105,10 @@ void FocusMotor::Publish(TARQ::CServerResource& root) {
 // The lens rests at the low end, where a move down has brought it.
 void FocusMotor::Restore() {
   const double low = mKnobs[kMin].Number();
-  {
-    const std::lock_guard lock(mLock);
-    mFrom = low;
-    mEnd = low;
-    mDirection = -1;
-  }
-  mPosition->DeviceChanged();
+  const std::lock_guard lock(mLock);
+  mFrom = low;
+  mEnd = low;
+  mDirection = -1;
 }
 
 }  // namespace desk

@@ -8,6 +8,7 @@
 #include "tasks/flag.h"
 #include "tasks/image_filter.h"
 #include "tasks/measuring_range.h"
+#include "tasks/scatter.h"
 
 namespace desk {
 
@@ -47,14 +48,6 @@ constexpr KnobRow kRows[] = {
      "How hot it is what the camera looks at; from 100 on it is a black body. Hotter than the "
      "measuring range, the frame is clipped at 65535 counts."},
 };
-
-// Scatters the numbers of frames.
-std::uint64_t Scatter(std::uint64_t number) {
-  number += 0x9E3779B97F4A7C15;
-  number = (number ^ (number >> 30)) * 0xBF58476D1CE4E5B9;
-  number = (number ^ (number >> 27)) * 0x94D049BB133111EB;
-  return number ^ (number >> 31);
-}
 
 // 1 to most, with a sign that changes from each frame to the next: no two in a row are the same.
 int Noise(std::uint64_t number, int most) {

@@ -15,12 +15,6 @@ constexpr KnobRow kRows[] = {
      "False: the range stays as it is, whatever is committed."},
 };
 
-TARQ::CResourceValue Setting(double highest) {
-  TARQ::CResourceValue value(TARQ::ValueType::Double);
-  value.Set(highest);
-  return value;
-}
-
 }  // namespace
 
 std::span<const KnobRow> MeasuringRange::KnobRows() {
@@ -31,7 +25,7 @@ MeasuringRange::MeasuringRange() : CameraTask(".desk.range", kRows), mHighest(kS
 
 void MeasuringRange::Publish(TARQ::CServerResource& root) {
   TARQ::CServerResource& branch = TARQ::NodeAccess::MakeBranch(root, "image.services.TMax");
-  mSetting = new TARQ::CServerResource("TMax", Setting(kStart), 0x80000000);
+  mSetting = new TARQ::CServerResource("TMax", TARQ::DoubleValue(kStart), 0x80000000);
   mCommit = new DeviceNode("commit", TARQ::CResourceValue(false));
   mCommit->OnWritten([this](const TARQ::CResourceValue& commit) {
     if (!commit.GetBool() || !mKnobs[kSwitches].Bool()) return;
@@ -43,7 +37,7 @@ void MeasuringRange::Publish(TARQ::CServerResource& root) {
 }
 
 void MeasuringRange::Restore() {
-  TARQ::NodeAccess::Store(*mSetting, Setting(kStart));
+  TARQ::NodeAccess::Store(*mSetting, TARQ::DoubleValue(kStart));
   TARQ::NodeAccess::Store(*mCommit, TARQ::CResourceValue(false));
   const std::lock_guard lock(mLock);
   mHighest = kStart;

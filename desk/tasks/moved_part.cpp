@@ -50,8 +50,7 @@ double MovedPart::Cover() const {
 
 std::string MovedPart::End(TimePoint now, double travel) const {
   const std::lock_guard lock(mLock);
-  const bool arrived = std::chrono::duration<double>(now).count() >=
-                       std::chrono::duration<double>(mMoved).count() + travel;
+  const bool arrived = ToSeconds(now) >= ToSeconds(mMoved) + travel;
   if (!arrived || mCover == kHalf) return "between";
   return mCover == kIn ? "in" : "out";
 }

@@ -56,14 +56,13 @@ void Gps::Restore() {
     mPoweredAt = kNever;
   }
   TARQ::NodeAccess::Store(*mSupply, TARQ::CResourceValue(false));
-  mState->DeviceChanged();
 }
 
 bool Gps::IsReady() const {
   const double ready = mKnobs[kReady].Number();
   const std::lock_guard lock(mLock);
   return mKnobs[kConnected].Bool() && mPoweredAt != kNever &&
-         std::chrono::duration<double>(mClock.Now() - mPoweredAt).count() >= ready;
+         ToSeconds(mClock.Now() - mPoweredAt) >= ready;
 }
 
 void Gps::Switch(bool on) {

@@ -140,6 +140,7 @@ TEST_F(VirtualClockTest, HasOneParticipantRunningAtATime) {
       mClock.Wait([&go] { return go; }, desk::kNever);
       for (int step = 0; step < 500; ++step) {
         ++running;
+        std::this_thread::yield();
         most = std::max(most, running);
         --running;
         mClock.SleepUntil(mClock.Now() + 1ms);

@@ -125,12 +125,17 @@ std::vector<std::string> BareCamera::LogLines() const {
 }
 
 TestCamera::TestCamera(const std::string& variant, const std::string& knobs)
-    : TestCamera(variant, knobs, {}) {}
+    : TestCamera(variant, knobs, Prepare()) {}
 
 TestCamera::TestCamera(const std::string& variant, const std::string& knobs,
                        const std::vector<std::string>& files)
+    : TestCamera(variant, knobs, [&files](BareCamera& camera) {
+        for (const std::string& file : files) camera.MakeFile(file);
+      }) {}
+
+TestCamera::TestCamera(const std::string& variant, const std::string& knobs, const Prepare& prepare)
     : BareCamera(variant, knobs) {
-  for (const std::string& file : files) MakeFile(file);
+  if (prepare) prepare(*this);
   struct Start {
     std::promise<bool> serves;
     bool told = false;

@@ -1,8 +1,8 @@
 // A camera with the program on it, in this process, on the virtual clock.
 #pragma once
 
+#include <functional>
 #include <future>
-#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -76,6 +76,9 @@ class TestCamera : public BareCamera {
  public:
   // knobs: set before the program starts.
   explicit TestCamera(const std::string& variant, const std::string& knobs = "");
+  // prepare: what is done to the camera before the program starts.
+  using Prepare = std::function<void(BareCamera& camera)>;
+  TestCamera(const std::string& variant, const std::string& knobs, const Prepare& prepare);
   // files: empty ones that are there before the program starts.
   TestCamera(const std::string& variant, const std::string& knobs,
              const std::vector<std::string>& files);

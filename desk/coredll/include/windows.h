@@ -82,7 +82,6 @@ DWORD WINAPI GetLastError();
 void WINAPI SetLastError(DWORD error);
 
 #define LOWORD(value) (static_cast<WORD>(static_cast<std::uintptr_t>(value) & 0xFFFF))
-#define HIWORD(value) (static_cast<WORD>((static_cast<std::uintptr_t>(value) >> 16) & 0xFFFF))
 #define RGB(red, green, blue)                             \
   (static_cast<COLORREF>(static_cast<BYTE>(red)) |        \
    static_cast<COLORREF>(static_cast<BYTE>(green)) << 8 | \
@@ -192,8 +191,6 @@ struct WNDCLASSW {
 
 constexpr UINT CS_VREDRAW = 0x1;
 constexpr UINT CS_HREDRAW = 0x2;
-constexpr DWORD WS_POPUP = 0x80000000;
-constexpr DWORD WS_CHILD = 0x40000000;
 constexpr DWORD WS_VISIBLE = 0x10000000;
 constexpr DWORD WS_DISABLED = 0x08000000;
 constexpr DWORD WS_CAPTION = 0x00C00000;
@@ -263,7 +260,7 @@ HWND WINAPI GetParent(HWND window);
 int WINAPI GetWindowTextW(HWND window, LPWSTR text, int size);
 LRESULT WINAPI DefWindowProcW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
-// 0 for WM_QUIT. Of what waits the order is: posted, input, quit, paint, timers.
+// 0 for WM_QUIT. Of what waits the order is: input, quit, paint, timers.
 BOOL WINAPI GetMessageW(MSG* message, HWND window, UINT first, UINT last);
 BOOL WINAPI TranslateMessage(const MSG* message);
 LRESULT WINAPI DispatchMessageW(const MSG* message);

@@ -12,7 +12,6 @@
 namespace TARQ {
 constexpr DWORD kStatusNotFound = 0xA0020001;    // no such resource
 constexpr DWORD kStatusRefused = 0xA0020002;     // the value does not fit the resource
-constexpr DWORD kStatusBusy = 0xA0020003;        // an earlier write is still being delivered
 constexpr DWORD kStatusUnreadable = 0xA0020004;  // the resource has no value, or cannot give it
 constexpr DWORD kStatusInvalid = 0xA0020005;     // an argument that nothing can be done with
 constexpr DWORD kStatusNoServer = 0xA0020006;    // another task's server was asked for

@@ -408,7 +408,10 @@ TEST_F(CoolerTest, StepsAndReadsAtTheSameMoment) {
   Step("tempLog");
   for (int i = 0; i < 4; ++i) mCamera.Get(kItem);
   Step();
-  EXPECT_NE(Node("logResult").find(" Max:70"), std::string::npos) << Node("logResult");
+  const std::string result = Node("logResult");  // about the 70 K at which it holds
+  EXPECT_TRUE(result.find(" Max:69") != std::string::npos ||
+              result.find(" Max:70") != std::string::npos)
+      << result;
 }
 
 TEST(StatisticsTest, NeedTwoSamples) {
