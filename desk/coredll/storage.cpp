@@ -32,10 +32,17 @@ std::vector<std::string> SplitPath(std::string_view path) {
   return parts;
 }
 
+struct Entry {
+  fs::path path;
+  fs::file_status status;  // of a link itself
+};
+
 // The entry as it is spelled in the folder; of several the first in byte order.
-std::optional<fs::path> FindEntry(const fs::path& folder, const std::string& name) {
+std::optional<Entry> FindEntry(const fs::path& folder, const std::string& name) {
   std::error_code error;
-  if (fs::exists(fs::symlink_status(folder / name, error))) return folder / name;
+  Entry exact = {folder / name, {}};
+  exact.status = fs::symlink_status(exact.path, error);
+  if (fs::exists(exact.status)) return exact;
   std::optional<fs::path> found;
   for (auto entry = fs::directory_iterator(folder, error);
        !error && entry != fs::directory_iterator(); entry.increment(error)) {
@@ -43,7 +50,8 @@ std::optional<fs::path> FindEntry(const fs::path& folder, const std::string& nam
       found = entry->path();
     }
   }
-  return found;
+  if (!found) return std::nullopt;
+  return Entry{*found, fs::symlink_status(*found, error)};
 }
 
 }  // namespace
@@ -54,14 +62,13 @@ std::optional<fs::path> Storage::Resolve(std::string_view cameraPath) const {
   if (!parts.empty() && IsLost(parts.back())) return std::nullopt;
   fs::path path = mRoot;
   for (std::size_t i = 0; i < parts.size(); ++i) {
-    const std::optional<fs::path> entry = FindEntry(path, parts[i]);
+    std::optional<Entry> entry = FindEntry(path, parts[i]);
     if (!entry) {
       return i + 1 == parts.size() ? std::optional(path / parts[i]) : std::nullopt;
     }
     // The camera's file system has no links: one that somebody put here leads out of it.
-    std::error_code error;
-    if (fs::is_symlink(fs::symlink_status(*entry, error))) return std::nullopt;
-    path = *entry;
+    if (fs::is_symlink(entry->status)) return std::nullopt;
+    path = std::move(entry->path);
   }
   return path;
 }

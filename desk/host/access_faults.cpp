@@ -98,7 +98,9 @@ bool AccessFaults::MayWrite(const std::string& path) const {
 }
 
 bool AccessFaults::LosesFile(const std::string& name) const {
-  std::istringstream patterns(mKnobs[kLost].Text());
+  const std::string lost = mKnobs[kLost].Text();
+  if (lost.empty()) return false;
+  std::istringstream patterns(lost);
   for (std::string pattern; patterns >> pattern;) {
     if (fnmatch(pattern.c_str(), name.c_str(), FNM_NOESCAPE | FNM_CASEFOLD) == 0) return true;
   }
