@@ -1,8 +1,8 @@
 // The network face over sockets: limits, misbehaving clients, events.
 #include <gtest/gtest.h>
+#include <poll.h>
 
-#include <barrier>
-#include <boost/asio/connect.hpp>
+#include <algorithm>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/read_until.hpp>
@@ -53,12 +53,23 @@ class RawClient {
     return read;
   }
   void Leave() { mSocket.close(); }
+  int Handle() { return mSocket.native_handle(); }
 
  private:
   boost::asio::io_context mContext;
   tcp::socket mSocket{mContext};
   std::string mText;
 };
+
+// Blocks until one of them has an answer.
+RawClient& FirstAnswered(std::deque<RawClient>& clients) {
+  std::vector<pollfd> sockets;
+  for (RawClient& each : clients) sockets.push_back({each.Handle(), POLLIN, 0});
+  poll(sockets.data(), sockets.size(), -1);
+  const auto answered = std::find_if(sockets.begin(), sockets.end(),
+                                     [](const pollfd& each) { return each.revents != 0; });
+  return clients.at(static_cast<std::size_t>(answered - sockets.begin()));
+}
 
 class ServerTest : public ::testing::Test {
  protected:
@@ -170,18 +181,13 @@ TEST_F(ServerTest, LongWritesHaveTheirNumberAndReadsGetThrough) {
   auto held = std::make_unique<desk::Clock::Participation>(mCamera.Camera().Clock(),
                                                            desk::Clock::Role::Follows);
   std::deque<RawClient> writers;
-  for (int i = 0; i < kMostLongWrites; ++i) {
+  for (int i = 0; i <= kMostLongWrites; ++i) {
     writers.emplace_back(mServer.Port());
     writers.back().Send(Put("/api/v1/camera/.desk.clock.advance", R"({"value":"1"})"));
   }
-  // The next one to come to a place is refused; which one that is, the sockets decide.
-  RawClient last(mServer.Port());
-  std::string refused;
-  while (!refused.starts_with("HTTP/1.1 503")) {
-    last.Send(Put("/api/v1/task/test.items.eeprom.main", R"({"value":"run"})"));
-    refused = last.ReadUntil("}");
-    ASSERT_FALSE(refused.empty());
-  }
+  // One of them is told at once; which one it is, the sockets decide.
+  const std::string refused = FirstAnswered(writers).ReadUntil("}");
+  EXPECT_TRUE(refused.starts_with("HTTP/1.1 503")) << refused;
   EXPECT_NE(refused.find("application/problem+json"), std::string::npos);
   for (int i = 0; i < 20; ++i) EXPECT_TRUE(Answers());
   // Clients that leave give back their connection at once, their write when it ends.
