@@ -10,12 +10,29 @@
 namespace test {
 
 struct FaultCase {
+  FaultCase(const char* caseName, const char* camera, const char* turned, const char* itemPath,
+            Result result, const char* atStart = "")
+      : name(caseName),
+        variant(camera),
+        knobs(turned),
+        item(itemPath),
+        expected(std::move(result)),
+        startKnobs(atStart) {}
+  // The item below test.items; a failure's status follows from its value.
+  FaultCase(const char* caseName, const char* camera, const char* turned, const char* itemName,
+            const char* value, const char* message, const char* atStart = "")
+      : FaultCase(caseName, camera, turned, itemName,
+                  Result{std::string_view(value).starts_with("E ") ? 1U : 0U, value, message},
+                  atStart) {
+    item = std::string("test.items.").append(itemName);
+  }
+
   const char* name;
   const char* variant;
   const char* knobs;  // "path=value path=value"
-  const char* item;
+  std::string item;
   Result expected;
-  const char* startKnobs = "";  // "path=value;path=value": what a restore does not mend
+  const char* startKnobs;  // "path=value;path=value": what a restore does not mend
 };
 
 inline void Turn(BareCamera& camera, const std::string& knobs) {

@@ -130,14 +130,6 @@ INSTANTIATE_TEST_SUITE_P(Variants, EepromGroupTest,
                            return name;
                          });
 
-// Two boards of this camera share an address: both items ask the one chip.
-TEST(EepromGroupTest, SharedAddressFailsBothItems) {
-  TestCamera camera("H");
-  camera.Set(".desk.bus.i2c1.a0.answers", "false");
-  EXPECT_EQ(camera.Run("test.items.eeprom.fpa").value, "E 0021  ");
-  EXPECT_EQ(camera.Run("test.items.eeprom.dake").value, "E 0021  ");
-}
-
 TEST(EepromNTest, TriesEveryBoardAndNamesEach) {
   TestCamera camera("N");
   const Json reply = camera.Write("test.items.eeprom", "run");

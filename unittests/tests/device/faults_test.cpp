@@ -34,7 +34,6 @@ const FaultCase kCases[] = {
     {"BatterySilent", "K", ".desk.bus.i2c1.e6.answers=false", kBattery, kNoBattery},
     {"BatteryHSilent", "H", ".desk.bus.i2c2.e6.answers=false", kBattery, kNoBattery},
     {"BatteryR8Silent", "R8", ".desk.bus.i2c2.e6.fail=0,1", kBattery, kNoBattery},
-    {"BatteryNSilent", "N", ".desk.bus.i2c1.e6.fail=0,1", "test.items.battery", kNoBattery},
     {"BatteryDriverFails", "K", ".desk.driver.i2c1.fail=0,1", kBattery, kNoBattery},
     {"GaugeHealthy",
      "KY",
@@ -61,7 +60,6 @@ const FaultCase kCases[] = {
      {0, "OK      ", "Fuel Gauge detected U=3700, I=-450, C=85%"}},
 
     {"ClockSilent", "K", ".desk.bus.i2c1.d0.answers=false", kClock, kNoClock},
-    {"ClockNSilent", "N", ".desk.bus.i2c1.d0.answers=false", "test.items.clock", kNoClock},
     {"ClockSecondTransfer", "M", ".desk.bus.i2c1.d0.fail=1,1", kClock, kNoClock},
     {"ClockStands", "KY", ".desk.rtc.rate=0", kClock, kClockStands},
     {"ClockHalted", "V8", ".desk.rtc.halt=true", kClock, kClockStands},

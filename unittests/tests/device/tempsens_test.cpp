@@ -154,24 +154,6 @@ TEST(SensorGroupTest, VisualCamerasOwnSensorNeedsItsModel) {
   }
 }
 
-TEST(SensorEdgeTest, BoundsOfThePlausibleRangeThroughTheChips) {
-  TestCamera camera("K");
-  struct Case {
-    const char* temperature;
-    Result expected;
-  };
-  const Case cases[] = {
-      {"2430000", {1, "E 0032  ", "Tempsens Shutter:Out of range 243.000000 K, "}},
-      {"2430001", {0, "OK      ", "Tempsens Shutter:243.000100 K, "}},
-      {"3429999", {0, "OK      ", "Tempsens Shutter:342.999900 K, "}},
-      {"3430000", {1, "E 0032  ", "Tempsens Shutter:Out of range 343.000000 K, "}},
-  };
-  for (const Case& each : cases) {
-    camera.Set(".desk.bus.i2c1.e0.temperature0", each.temperature);
-    EXPECT_EQ(camera.Run("test.items.tempsens.TSShutter"), each.expected);
-  }
-}
-
 TEST(ConverterTest, ChipGivesEveryTemperatureExactly) {
   TestCamera camera("KY");
   for (const char* const temperature : {"2430001", "2731500", "2981500", "3186044", "3429999"}) {
