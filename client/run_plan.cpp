@@ -88,11 +88,15 @@ class StageWatch {
 
 }  // namespace
 
+std::vector<TestItem> TestItems(const Json& node) {
+  std::vector<TestItem> items;
+  Collect(node, items);
+  return items;
+}
+
 std::vector<TestItem> TestItems(CameraClient& camera) {
   constexpr int kAllLevels = 32;
-  std::vector<TestItem> items;
-  Collect(camera.Get(kItems, kAllLevels), items);
-  return items;
+  return TestItems(camera.Get(kItems, kAllLevels));
 }
 
 std::string FullPath(const std::string& path) {

@@ -15,8 +15,9 @@ struct TestItem {
   std::string value;
 };
 
-// Every test item of the camera, in tree order.
+// Every test item of the camera, in tree order; of a node with all below it.
 std::vector<TestItem> TestItems(CameraClient& camera);
+std::vector<TestItem> TestItems(const Json& node);
 
 // As the user writes paths: "items.battery.battery" is "test.items.battery.battery"; a leading dot
 // names the camera-wide tree.

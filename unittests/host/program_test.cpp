@@ -348,11 +348,7 @@ TEST_P(WholeRunTest, EveryItemPassesAndTheLogIsTheSameTwice) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Variants, WholeRunTest, ::testing::ValuesIn(desk::VariantNames()),
-                         [](const auto& each) {
-                           std::string name = each.param;
-                           std::erase(name, '-');
-                           return name;
-                         });
+                         NameOfVariant);
 
 }  // namespace
 }  // namespace test

@@ -1,11 +1,9 @@
 #include "support/test_camera.h"
 
-#include <gtest/gtest.h>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 
-#include "client/run_plan.h"
 #include "server/json.h"
 #include "tarq/framework.h"
 #include "tarq/node_access.h"
@@ -52,6 +50,10 @@ Json BareCamera::Tree(const std::string& path) {
   TARQ::CResourceTree& tree = isCamera ? mCamera->CameraTree() : mCamera->TaskTree();
   TARQ::CServerResource* const node = NodeAccess::Find(NodeAccess::Root(tree), path);
   return node == nullptr ? Json() : desk::NodeJson(*node, 32);
+}
+
+std::vector<client::TestItem> BareCamera::Items() {
+  return client::TestItems(Tree("test.items"));
 }
 
 std::string BareCamera::Get(const std::string& path) {

@@ -1,6 +1,8 @@
 // A camera with the program on it, in this process, on the virtual clock.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <future>
 #include <memory>
@@ -10,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "client/run_plan.h"
 #include "host/camera.h"
 
 namespace test {
@@ -25,6 +28,13 @@ struct Result {
   bool operator==(const Result&) const = default;
 };
 std::ostream& operator<<(std::ostream& out, const Result& result);
+
+// A variant's name where only letters and digits may stand.
+inline std::string VariantWord(std::string variant) {
+  std::erase(variant, '-');
+  return variant;
+}
+inline constexpr auto NameOfVariant = [](const auto& each) { return VariantWord(each.param); };
 
 // A folder of this test's own, removed with it.
 class TemporaryFolder {
@@ -56,6 +66,8 @@ class BareCamera {
   std::vector<Json> RunTogether(const std::vector<std::string>& paths);
   // A node with all below it, as a client sees it.
   Json Tree(const std::string& path);
+  // Every test item, in tree order.
+  std::vector<client::TestItem> Items();
 
   std::filesystem::path File(const std::string& cameraPath) const;
   std::string Contents(const std::string& cameraPath) const;

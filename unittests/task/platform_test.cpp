@@ -172,11 +172,7 @@ TEST_P(PlatformTest, BuildsItsGroupsInOrderWithItsClasses) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Variants, PlatformTest, ::testing::ValuesIn(kPlatforms),
-                         [](const auto& each) {
-                           std::string name = each.param.variant;
-                           std::erase(name, '-');
-                           return name;
-                         });
+                         [](const auto& each) { return VariantWord(each.param.variant); });
 
 TEST(PlatformNTest, ItemsStandDirectlyUnderItems) {
   TestCamera camera("N");

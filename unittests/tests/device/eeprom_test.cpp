@@ -124,11 +124,7 @@ TEST_P(EepromGroupTest, HasTheBoardsOfThePlatformEachAtItsOwnAddress) {
 INSTANTIATE_TEST_SUITE_P(Variants, EepromGroupTest,
                          ::testing::Values("K", "R-sysimg", "M", "V", "R", "N7", "H", "M7", "KY",
                                            "R7", "R8", "M8", "LQ", "V8"),
-                         [](const auto& each) {
-                           std::string name = each.param;
-                           std::erase(name, '-');
-                           return name;
-                         });
+                         NameOfVariant);
 
 TEST(EepromNTest, TriesEveryBoardAndNamesEach) {
   TestCamera camera("N");

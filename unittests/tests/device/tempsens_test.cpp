@@ -138,11 +138,7 @@ TEST_P(SensorTest, EachItemReadsItsOwnSensorAndReportsItsFailures) {
 INSTANTIATE_TEST_SUITE_P(Variants, SensorTest,
                          ::testing::Values("K", "R-sysimg", "M", "N7", "R8", "M8", "V", "V8", "H",
                                            "M7", "KY", "R7", "LQ"),
-                         [](const auto& each) {
-                           std::string name = each.param;
-                           std::erase(name, '-');
-                           return name;
-                         });
+                         NameOfVariant);
 
 TEST(SensorGroupTest, VisualCamerasOwnSensorNeedsItsModel) {
   for (const char* const knob :

@@ -34,26 +34,9 @@ class Watchers {
   std::vector<std::thread> mThreads;
 };
 
-bool IsItem(const Json& node) {
-  return node["kind"] == "value" && node["class"].get<std::string>().starts_with("CResBit") &&
-         node["class"] != "CResBitErrCnt";
-}
-
-std::vector<std::string> ItemsBelow(const Json& node) {
-  std::vector<std::string> items;
-  if (IsItem(node)) items.push_back(node["path"]);
-  for (const Json& child : node["children"]) {
-    for (const std::string& item : ItemsBelow(child)) items.push_back(item);
-  }
-  return items;
-}
-
 // Every result is one of the texts of eight characters, whenever it is read.
-void ExpectWholeResults(const Json& node) {
-  if (IsItem(node)) {
-    EXPECT_EQ(node["value"].get<std::string>().size(), 8U) << node;
-  }
-  for (const Json& child : node["children"]) ExpectWholeResults(child);
+void ExpectWholeResults(const std::vector<client::TestItem>& items) {
+  for (const client::TestItem& item : items) EXPECT_EQ(item.value.size(), 8U) << item.path;
 }
 
 class RaceTest : public ::testing::TestWithParam<std::string> {};
@@ -61,12 +44,12 @@ class RaceTest : public ::testing::TestWithParam<std::string> {};
 TEST_P(RaceTest, ReadsAtEveryMomentOfEveryTest) {
   TestCamera camera(GetParam());
   desk::Camera& desk = camera.Camera();
-  const std::vector<std::string> items = ItemsBelow(camera.Tree("test.items"));
+  const std::vector<client::TestItem> items = camera.Items();
   ASSERT_GT(items.size(), 2U);
 
   Watchers watchers;
   watchers.Start([&] {
-    ExpectWholeResults(camera.Tree("test.items"));
+    ExpectWholeResults(camera.Items());
     EXPECT_LE(std::stoul(camera.Get("test.errcnt")), items.size() + 4);  // the cooler's texts count
   });
   watchers.Start([&] { camera.Tree("."); });
@@ -83,8 +66,8 @@ TEST_P(RaceTest, ReadsAtEveryMomentOfEveryTest) {
     camera.Write("test.description.tester", "two");
   });
 
-  for (const std::string& item : items) {
-    if (item.ends_with("looptest")) continue;  // it goes on for ever
+  for (const auto& [item, className, value] : items) {
+    if (client::NeverEnds(className)) continue;
     // A few blocks of the video memory instead of a pass over all of it.
     const bool isLong = item.starts_with("test.items.VDDR");
     if (isLong) camera.Set(".desk.driver.fvd1.fail", "100,1");
@@ -94,11 +77,7 @@ TEST_P(RaceTest, ReadsAtEveryMomentOfEveryTest) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Variants, RaceTest, ::testing::ValuesIn(desk::VariantNames()),
-                         [](const auto& each) {
-                           std::string name = each.param;
-                           std::erase(name, '-');
-                           return name;
-                         });
+                         NameOfVariant);
 
 }  // namespace
 }  // namespace test
