@@ -376,10 +376,11 @@ void Camera::StartKnobsOfVariant() {
       }
     }
     if (knob == nullptr) {
-      throw std::runtime_error(at + "knobs: there is no knob " + path);
+      throw std::runtime_error(std::string(at).append("knobs: there is no knob ").append(path));
     }
     if (!knob->StartFrom(ToKnobValue(start))) {
-      throw std::runtime_error(at + "knobs: " + path + " does not take that value");
+      throw std::runtime_error(
+          std::string(at).append("knobs: ").append(path).append(" does not take that value"));
     }
   }
 }

@@ -149,7 +149,11 @@ std::vector<StartEntry> ReadStarts(const std::string& file, const std::string& k
   for (const auto& [path, start] : *table) {
     const std::string name(path.str());
     if (name.empty() || name.ends_with(".") || name.find("..") != std::string::npos) {
-      throw std::runtime_error(At(file, start) + key + ": \"" + name + "\" is no path of a node");
+      throw std::runtime_error(At(file, start)
+                                   .append(key)
+                                   .append(": \"")
+                                   .append(name)
+                                   .append("\" is no path of a node"));
     }
     starts.push_back({name, ReadNodeStart(file, name, start), At(file, start)});
   }
