@@ -61,6 +61,7 @@ struct CameraClient::Connection {
   explicit Connection(asio::io_context& context) : stream(context) {}
   beast::tcp_stream stream;
   beast::flat_buffer buffer;
+  http::request<http::string_body> request;
   std::optional<http::response_parser<http::string_body>> parser;
   std::chrono::steady_clock::time_point lastUse;
   bool staysOpen = true;
@@ -178,7 +179,8 @@ std::unique_ptr<CameraClient::Connection> CameraClient::Connect() {
 // Sends a request and reads the head of its answer.
 void CameraClient::Ask(Connection& connection, const std::string& method, const std::string& target,
                        const std::string& body, const std::string& lastEvent) {
-  http::request<http::string_body> request;
+  http::request<http::string_body>& request = connection.request;
+  request = {};
   request.version(11);
   request.method_string(method);
   request.target(target);
@@ -269,8 +271,7 @@ std::string CameraClient::File(const std::string& path) {
 }
 
 void CameraClient::Subscribe(Told told, const std::string& after) {
-  if (mNetwork->events != nullptr) mNetwork->Drop(mNetwork->events->connection);
-  mNetwork->events.reset();
+  Unsubscribe();
   auto connection = Connect();
   try {
     Ask(*connection, "GET", "/api/v1/events", "", after);
@@ -283,6 +284,13 @@ void CameraClient::Subscribe(Told told, const std::string& after) {
   mNetwork->events = std::make_unique<EventStream>(std::move(connection), std::move(told));
   mNetwork->events->TellWhole();
   mNetwork->events->ReadOn();
+}
+
+void CameraClient::Unsubscribe() {
+  if (mNetwork->events == nullptr) return;
+  mNetwork->events->told = [](const Event&) {};
+  mNetwork->Drop(mNetwork->events->connection);
+  mNetwork->events.reset();
 }
 
 bool CameraClient::AwaitEvents(const std::function<bool()>& done,

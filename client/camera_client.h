@@ -60,6 +60,8 @@ class CameraClient {
   // subscription.
   using Told = std::function<void(const Event&)>;
   void Subscribe(Told told, const std::string& after = "");
+  // Told holds no longer; nothing where there is no subscription.
+  void Unsubscribe();
   // Returns when done() holds, true, or when the patience is over, false. ConnectionError when the
   // stream of events has ended.
   bool AwaitEvents(const std::function<bool()>& done, std::chrono::milliseconds patience);

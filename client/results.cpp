@@ -19,7 +19,7 @@ std::string Trimmed(const std::string& text) {
 }
 
 std::string ResultOf(const Attempt& attempt) {
-  return attempt.refused.empty() ? attempt.value : "refused";
+  return attempt.problem.empty() ? attempt.value : "none";
 }
 
 bool HasRounds(const std::vector<Attempt>& attempts) {
@@ -69,7 +69,7 @@ double SecondsOf(const std::vector<Attempt>& attempts) {
 void AddCounts(pugi::xml_node& node, const std::vector<Attempt>& attempts) {
   Add(node, "tests", std::to_string(attempts.size()));
   Add(node, "failures", std::to_string(CountFailed(attempts)));
-  Add(node, "errors", std::to_string(CountRefused(attempts)));
+  Add(node, "errors", std::to_string(CountWithoutResult(attempts)));
   Add(node, "time", Fixed(SecondsOf(attempts), 3));
 }
 
@@ -94,10 +94,10 @@ void AddAttempt(pugi::xml_node& suite, const Attempt& attempt, bool hasRounds) {
   Add(entry, "name", name);
   Add(entry, "time", Fixed(attempt.seconds, 3));
   Add(entry, "status", attempt.value);
-  if (!attempt.refused.empty()) {
+  if (!attempt.problem.empty()) {
     pugi::xml_node error = entry.append_child("error");
-    Add(error, "type", "refused");
-    Add(error, "message", attempt.refused);
+    Add(error, "type", "no result");
+    Add(error, "message", attempt.problem);
   } else if (!attempt.passed) {
     pugi::xml_node failure = entry.append_child("failure");
     Add(failure, "type", attempt.value);
@@ -114,13 +114,13 @@ void AddAttempt(pugi::xml_node& suite, const Attempt& attempt, bool hasRounds) {
 std::size_t CountFailed(const std::vector<Attempt>& attempts) {
   return static_cast<std::size_t>(std::count_if(
       attempts.begin(), attempts.end(),
-      [](const Attempt& attempt) { return !attempt.passed && attempt.refused.empty(); }));
+      [](const Attempt& attempt) { return !attempt.passed && attempt.problem.empty(); }));
 }
 
-std::size_t CountRefused(const std::vector<Attempt>& attempts) {
+std::size_t CountWithoutResult(const std::vector<Attempt>& attempts) {
   return static_cast<std::size_t>(
       std::count_if(attempts.begin(), attempts.end(),
-                    [](const Attempt& attempt) { return !attempt.refused.empty(); }));
+                    [](const Attempt& attempt) { return !attempt.problem.empty(); }));
 }
 
 void WriteTable(std::ostream& out, const Report& report, bool colour) {
@@ -142,9 +142,9 @@ void WriteTable(std::ostream& out, const Report& report, bool colour) {
     out << std::setw(9) << Fixed(attempt.seconds, 1) << Trimmed(attempt.message) << "\n";
   }
   const std::size_t failed = CountFailed(attempts);
-  const std::size_t refused = CountRefused(attempts);
-  out << attempts.size() - failed - refused << " passed, " << failed << " failed";
-  if (refused > 0) out << ", " << refused << " refused";
+  const std::size_t without = CountWithoutResult(attempts);
+  out << attempts.size() - failed - without << " passed, " << failed << " failed";
+  if (without > 0) out << ", " << without << " without a result";
   if (!report.isWhole) out << "; the run ended before its end";
   out << "\n";
 }
@@ -155,9 +155,9 @@ void WriteJson(std::ostream& out, const Report& report) {
   json["camera"] = report.camera;
   json["serial"] = report.serial;
   json["whole"] = report.isWhole;
-  json["passed"] = attempts.size() - CountFailed(attempts) - CountRefused(attempts);
+  json["passed"] = attempts.size() - CountFailed(attempts) - CountWithoutResult(attempts);
   json["failed"] = CountFailed(attempts);
-  json["refused"] = CountRefused(attempts);
+  json["without_result"] = CountWithoutResult(attempts);
   json["attempts"] = Json::array();
   for (const Attempt& attempt : attempts) {
     Json entry;
@@ -170,7 +170,7 @@ void WriteJson(std::ostream& out, const Report& report) {
     entry["started"] = attempt.started;
     entry["seconds"] = attempt.seconds;
     entry["records"] = attempt.records;
-    if (!attempt.refused.empty()) entry["refused"] = attempt.refused;
+    if (!attempt.problem.empty()) entry["problem"] = attempt.problem;
     json["attempts"].push_back(std::move(entry));
   }
   out << json.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";

@@ -21,13 +21,13 @@ struct Report {
 void WriteTable(std::ostream& out, const Report& report, bool colour);
 void WriteJson(std::ostream& out, const Report& report);
 // The XML that build and test servers collect, a testcase an attempt: its status is the stored
-// result; a failure has it as its type; an error is an attempt that the camera refused.
+// result; a failure has it as its type; an error is an attempt without a result.
 void WriteJunit(std::ostream& out, const Report& report);
 // Test Anything Protocol, version 13, with a YAML block an attempt.
 void WriteTap(std::ostream& out, const Report& report);
 
-// Attempts whose test failed, and those that the camera refused.
+// Attempts whose test failed, and those that have no result.
 std::size_t CountFailed(const std::vector<Attempt>& attempts);
-std::size_t CountRefused(const std::vector<Attempt>& attempts);
+std::size_t CountWithoutResult(const std::vector<Attempt>& attempts);
 
 }  // namespace client

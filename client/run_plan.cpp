@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <exception>
 
 #include "client/cooler_plan.h"
 
@@ -51,21 +52,25 @@ class StageWatch {
     }
   }
 
+  ~StageWatch() { mCamera.Unsubscribe(); }
+  StageWatch(const StageWatch&) = delete;
+  StageWatch& operator=(const StageWatch&) = delete;
+
   void Begin(const Attempt& attempt) {
     mAttempt = &attempt;
     mStateNode = attempt.path.substr(0, attempt.path.rfind('.')) + ".state";
     mEnded = 0;
   }
   // After the replies to that many writes of the attempt: their events come on another connection.
-  void End(unsigned writes) {
+  void AwaitEnd(unsigned writes) {
     constexpr std::chrono::seconds kPatience{5};
     try {
       if (mHears) mCamera.AwaitEvents([&] { return mEnded >= writes; }, kPatience);
     } catch (const ConnectionError&) {
       mHears = false;
     }
-    mAttempt = nullptr;
   }
+  void Forget() { mAttempt = nullptr; }
 
  private:
   void Hear(const Event& event) {
@@ -165,6 +170,27 @@ void Judge(const Json& reply, Attempt& attempt) {
       attempt.status == 0 && (attempt.value == "OK      " || attempt.value == "Tested  ");
 }
 
+namespace {
+
+void RunItem(CameraClient& camera, const TestItem& item, StageWatch& watch, Attempt& attempt) {
+  const double start = CameraSeconds(camera);
+  attempt.started = Text(camera, ".desk.clock.local");
+  unsigned writes = 1;
+  try {
+    if (IsCooler(item.className)) {
+      writes = RunCooler(camera, attempt);
+    } else {
+      Judge(camera.Set(item.path, "run"), attempt);
+    }
+    watch.AwaitEnd(writes);
+  } catch (const RefusedError& error) {
+    attempt.problem = error.what();
+  }
+  attempt.seconds = CameraSeconds(camera) - start;
+}
+
+}  // namespace
+
 void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOptions& options,
          std::vector<Attempt>& attempts, const Progress& progress) {
   StageWatch watch(camera, progress);
@@ -176,25 +202,25 @@ void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOpti
       attempt.round = round;
       progress(attempt, Phase::Begins);
       watch.Begin(attempt);
-      const double start = CameraSeconds(camera);
-      attempt.started = Text(camera, ".desk.clock.local");
-      unsigned writes = 1;
+      std::exception_ptr end;
       try {
-        if (IsCooler(item.className)) {
-          writes = RunCooler(camera, attempt);
-        } else {
-          Judge(camera.Set(item.path, "run"), attempt);
-        }
-        watch.End(writes);
-      } catch (const RefusedError& error) {
-        attempt.refused = error.what();
-        attempt.message = attempt.refused;
+        RunItem(camera, item, watch, attempt);
+      } catch (const InterruptedError& error) {
+        attempt.problem = error.what();
+        end = std::current_exception();
+      } catch (const ConnectionError& error) {
+        attempt.problem = error.what();
+        end = std::current_exception();
+      }
+      watch.Forget();
+      if (!attempt.problem.empty()) {
+        attempt.message = attempt.problem;
         attempt.passed = false;
       }
-      attempt.seconds = CameraSeconds(camera) - start;
       failed = failed || !attempt.passed;
       attempts.push_back(attempt);
       progress(attempt, Phase::Ends);
+      if (end) std::rethrow_exception(end);
     }
     if (failed && options.untilFail) return;
   }

@@ -46,7 +46,7 @@ struct Attempt {
   std::string started;  // the camera's local time, as 2013-08-29T12:00:00
   double seconds = 0;   // of the camera's clock
   std::vector<std::string> records;
-  std::string refused;  // why the camera did not run it; empty: it did
+  std::string problem;  // why there is no result: refused, interrupted, no camera; else empty
 };
 
 // Of an attempt: it begins; it has come to another stage, whose name is its message; it has ended.
@@ -60,8 +60,8 @@ struct RunOptions {
 
 // Runs the items, round by round; the cooler by its plan. progress is told of each attempt, and of
 // its stages by the camera's events. An attempt that the camera refuses (its node is busy) is one
-// more attempt, and the run goes on. What was made before an error or an interruption stays in
-// attempts.
+// more attempt, and the run goes on. The one that an interruption or a lost camera ends is one too;
+// the error is thrown on.
 void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOptions& options,
          std::vector<Attempt>& attempts, const Progress& progress);
 

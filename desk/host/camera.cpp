@@ -184,6 +184,10 @@ Camera::Camera(const CameraSettings& settings)
   mOperator = std::make_unique<Operator>(*mClock, mWindows, mVariant.keypad, Hands());
   Publish(mOperator->Knobs());
   StartKnobsOfVariant();
+  // The program enters its own version beside the camera's.
+  if (TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(mCameraTree), "version") == nullptr) {
+    throw std::runtime_error(mVariant.file + ": nodes: version.product.name is missing");
+  }
   mDeliveries = MakeDeliveries();
   TellOfValues();
   SetStartKnobs(settings.knobs);

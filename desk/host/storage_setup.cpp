@@ -6,10 +6,13 @@
 
 #include <cerrno>
 #include <fstream>
+#include <optional>
 #include <system_error>
 
 #include "common_dll.h"
+#include "coredll/storage.h"
 #include "host/variant.h"
+#include "tarq/system_log.h"
 
 namespace desk {
 
@@ -21,21 +24,40 @@ std::string Reason(int error) {
   return std::generic_category().message(error);
 }
 
-// The topmost folder of the path that is not there yet; empty when all are.
+// There while a storage is being filled: a start that finds it begins anew.
+constexpr char kFilling[] = ".filling";
+
+// The topmost folder of the path that is not there yet; empty when all are. A link that leads
+// nowhere is there: it is somebody's.
 fs::path FirstMissing(const fs::path& path) {
   fs::path missing;
   std::error_code error;
-  for (fs::path each = path; !each.empty() && !fs::exists(each, error); each = each.parent_path()) {
+  for (fs::path each = path; !each.empty() && !fs::exists(fs::symlink_status(each, error));
+       each = each.parent_path()) {
     missing = each;
-    if (each == each.parent_path()) break;
   }
   return missing;
+}
+
+std::string MakeRoot(const fs::path& root) {
+  std::error_code error;
+  fs::create_directories(root, error);
+  if (!error && !fs::is_directory(root, error))
+    error = std::make_error_code(std::errc::not_a_directory);
+  return error ? "cannot make " + root.string() + ": " + error.message() : "";
 }
 
 std::string MakeFolder(const fs::path& root, const std::string& folder) {
   std::error_code error;
   fs::create_directories(root / fs::path(folder).relative_path(), error);
   return error ? "cannot make " + folder + " in " + root.string() + ": " + error.message() : "";
+}
+
+void Empty(const fs::path& root) {
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(root, ignored)) {
+    fs::remove_all(entry.path(), ignored);
+  }
 }
 
 std::string CopyImages(const fs::path& root, const std::string& folder) {
@@ -52,7 +74,8 @@ std::string CopyImages(const fs::path& root, const std::string& folder) {
 }
 
 std::string Fill(const fs::path& root, const Variant& variant) {
-  std::string problem = MakeFolder(root, getFlashTmpPath());
+  if (!std::ofstream(root / kFilling)) return "cannot write into " + root.string();
+  std::string problem;
   for (const std::string& folder : variant.folders) {
     if (problem.empty()) problem = MakeFolder(root, folder);
   }
@@ -65,14 +88,28 @@ std::string Fill(const fs::path& root, const Variant& variant) {
   return problem;
 }
 
-// Left as it is, but for the folder without which no record would be kept.
-std::string CheckFilled(const fs::path& root) {
-  std::string problem = MakeFolder(root, getFlashTmpPath());
-  const fs::path temporary = root / fs::path(getFlashTmpPath()).relative_path();
-  if (problem.empty() && access(temporary.c_str(), W_OK) != 0) {
-    problem = "cannot write into " + temporary.string() + ": " + Reason(errno);
+// Whether records can be kept in that file: its folder is there, is no way out of the storage, and
+// what may stand there already takes more.
+std::string CheckRecordFile(const fs::path& root, const std::string& cameraPath) {
+  std::string problem = MakeFolder(root, fs::path(cameraPath).parent_path().string());
+  if (!problem.empty()) return problem;
+  const std::optional<fs::path> path = Storage(root).Resolve(cameraPath);
+  if (!path) return cameraPath + " leads out of " + root.string();
+  const int file = open(path->c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  if (file >= 0) {
+    close(file);
+  } else if (errno != ENOENT) {
+    problem = "cannot write " + path->string() + ": " + Reason(errno);
+  } else if (access(path->parent_path().c_str(), W_OK) != 0) {
+    problem = "cannot write into " + path->parent_path().string() + ": " + Reason(errno);
   }
   return problem;
+}
+
+std::string CheckRecordFiles(const fs::path& root) {
+  const std::string problem =
+      CheckRecordFile(root, std::string(getFlashTmpPath()).append("/bitlog.txt"));
+  return problem.empty() ? CheckRecordFile(root, kSystemLogPath) : problem;
 }
 
 }  // namespace
@@ -87,7 +124,7 @@ std::string StorageSetup::Take(const fs::path& root, const Variant& variant) {
     return root.string() + " is no folder";
   }
   const fs::path made = FirstMissing(fs::absolute(root, error));
-  std::string problem = MakeFolder(root, "");
+  std::string problem = MakeRoot(root);
   if (problem.empty()) {
     mFolder = open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (mFolder < 0) {
@@ -96,21 +133,17 @@ std::string StorageSetup::Take(const fs::path& root, const Variant& variant) {
       return root.string() + " is in use by another camera (another one: DIAGOR_ROOT)";
     }
   }
-  const bool isEmpty = problem.empty() && fs::is_empty(root, error);
-  if (problem.empty() && error) problem = "cannot read " + root.string() + ": " + error.message();
-  if (!problem.empty()) {
-    if (!made.empty()) fs::remove_all(made, error);
+  if (problem.empty() && fs::exists(root / kFilling, error)) Empty(root);
+  const bool isNew = problem.empty() && fs::is_empty(root, error);
+  if (problem.empty() && isNew) problem = Fill(root, variant);
+  if (problem.empty()) problem = CheckRecordFiles(root);
+  if (problem.empty()) {
+    fs::remove(root / kFilling, error);
     return problem;
   }
-  if (!isEmpty) return CheckFilled(root);
-  problem = Fill(root, variant);
-  if (problem.empty()) return problem;
   // Nothing half made: the next start finds it as this one did.
-  if (!made.empty()) {
-    fs::remove_all(made, error);
-  } else {
-    for (const auto& entry : fs::directory_iterator(root, error)) fs::remove_all(entry, error);
-  }
+  if (isNew) Empty(root);
+  if (!made.empty()) fs::remove_all(made, error);
   return problem;
 }
 

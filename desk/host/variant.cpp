@@ -2,6 +2,7 @@
 
 #include <toml++/toml.h>
 #include <algorithm>
+#include <fstream>
 #include <limits>
 #include <stdexcept>
 
@@ -196,6 +197,7 @@ CameraKeypad ReadKeypad(const std::string& file, const toml::node* keys,
 Variant ReadVariant(const std::string& file, const toml::table& table) {
   TableReader reader(file, table);
   Variant variant;
+  variant.file = file;
   variant.name = reader.Take<std::string>("name");
   variant.bsp = reader.Take<std::string>("bsp");
   variant.displayWidth = reader.TakeExtent("display_width", 640);
@@ -240,6 +242,7 @@ Variant LoadVariant(const std::string& name) {
   if (std::error_code error; !std::filesystem::is_regular_file(file, error)) {
     throw std::runtime_error("there is no variant file " + file);
   }
+  if (!std::ifstream(file)) throw std::runtime_error("cannot read the variant file " + file);
   try {
     return ReadVariant(file, toml::parse_file(file));
   } catch (const toml::parse_error& error) {

@@ -32,6 +32,7 @@ struct StartEntry {
 };
 
 struct Variant {
+  std::string file;
   std::string name;
   std::string bsp;       // the registry's platform code
   int displayWidth = 0;  // pixels

@@ -1,5 +1,7 @@
 #include "server/api.h"
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <fstream>
 #include <iterator>
@@ -21,6 +23,7 @@ namespace {
 constexpr std::string_view kTaskPrefix = "/api/v1/task";
 constexpr std::string_view kCameraPrefix = "/api/v1/camera";
 constexpr std::string_view kFilesPrefix = "/api/v1/files/";
+constexpr std::uintmax_t kMostFile = 16ULL * 1024 * 1024;  // bytes; a reply holds all of it
 
 std::optional<std::string> PercentDecoded(std::string_view text) {
   std::string decoded;
@@ -54,7 +57,10 @@ std::optional<std::string_view> QueryValue(std::string_view query, std::string_v
 
 // A page elsewhere must not drive the camera: neither by its own origin nor by a name that it made
 // point here.
-bool IsLocal(std::string_view host) {
+bool IsLocal(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  std::string_view host = text;
   if (host.starts_with("http://")) host.remove_prefix(7);
   for (const std::string_view name : {"localhost", "127.0.0.1", "[::1]"}) {
     if (!host.starts_with(name)) continue;
@@ -218,7 +224,8 @@ ApiReply Api::Events(const ApiRequest& request, std::string_view query) const {
     const bool isOurs = last.starts_with(ours);
     const auto parsed = isOurs ? std::from_chars(last.data() + ours.size(), end, from.after)
                                : std::from_chars_result{};
-    from.missedUnknown = !isOurs || parsed.ec != std::errc() || parsed.ptr != end;
+    from.missedUnknown =
+        !isOurs || parsed.ec != std::errc() || parsed.ptr != end || from.after > log.Newest();
     if (from.missedUnknown) from.after = 0;
   }
   return {200, "text/event-stream", "", from};
@@ -328,6 +335,11 @@ ApiReply Api::ReadFile(std::string_view path) const {
   std::error_code error;
   if (!file || !std::filesystem::is_regular_file(*file, error)) {
     return Problem(404, "No such file", "the camera's storage has no file " + std::string(path));
+  }
+  if (std::filesystem::file_size(*file, error) > kMostFile && !error) {
+    return Problem(413, "Too large",
+                   "a file of more than 16 MiB is not sent; read it from the "
+                   "folder that stands for the storage");
   }
   std::ifstream stream(*file, std::ios::binary);
   if (!stream) return Problem(403, "Not readable", "the file cannot be read");

@@ -12,25 +12,34 @@ std::size_t Connections::CountIn(Stage stage) const {
                     [stage](const Connection* each) { return each->mStage == stage; }));
 }
 
-bool Connections::Enter(Connection& connection) {
-  std::shared_ptr<Connection> makesRoom;
+bool Connections::MakeRoom() {
+  std::shared_ptr<Connection> released;
   {
     const std::lock_guard lock(mLock);
-    if (mConnections.size() - CountIn(Stage::Gone) >= mMost) {
-      Connection* longest = nullptr;
-      for (Connection* const each : mConnections) {
-        if (each->mStage != Stage::Silent) continue;
-        if (longest == nullptr || each->mSilentSince < longest->mSilentSince) longest = each;
-      }
-      if (longest == nullptr) return false;
-      longest->mStage = Stage::Gone;
-      makesRoom = longest->weak_from_this().lock();
+    Connection* longest = nullptr;
+    for (Connection* const each : mConnections) {
+      if (each->mStage != Stage::Silent) continue;
+      if (longest == nullptr || each->mSilentSince < longest->mSilentSince) longest = each;
     }
-    connection.mStage = Stage::Silent;
-    connection.mSilentSince = ++mTurns;
-    mConnections.push_back(&connection);
+    if (longest == nullptr) return false;
+    longest->mStage = Stage::Gone;
+    released = longest->weak_from_this().lock();
   }
-  if (makesRoom != nullptr) makesRoom->LetGo();
+  if (released != nullptr) released->LetGo();
+  return true;
+}
+
+// One at a time: there is one acceptor.
+bool Connections::Enter(Connection& connection) {
+  const auto isFull = [this] {
+    const std::lock_guard lock(mLock);
+    return mConnections.size() - CountIn(Stage::Gone) >= mMost;
+  };
+  if (isFull() && !MakeRoom()) return false;
+  const std::lock_guard lock(mLock);
+  connection.mStage = Stage::Silent;
+  connection.mSilentSince = ++mTurns;
+  mConnections.push_back(&connection);
   return true;
 }
 

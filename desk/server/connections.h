@@ -45,6 +45,8 @@ class Connections {
   // Before its end: it is not known any more.
   void Forget(Connection& connection);
   void TellOfEvents();
+  // Lets the one go that has been silent longest; false where none is silent.
+  bool MakeRoom();
 
  private:
   std::size_t CountIn(Connection::Stage stage) const;

@@ -76,7 +76,7 @@ struct HttpServer::State {
   State(Camera& served, const ServerLimits& limits)
       : camera(served),
         connections(ServerLimits::kMostConnections, ServerLimits::kMostEventStreams),
-        sessions{api, served.Events(), connections, limits},
+        sessions{api, served.Events(), connections, limits, {}},
         acceptor(context),
         acceptPause(context),
         api(served, [this](auto work) { return longRuns.Start(std::move(work)); }) {}
@@ -100,6 +100,7 @@ struct HttpServer::State {
                               Take(std::move(socket));
                               Accept();
                             } else if (acceptor.is_open()) {
+                              connections.MakeRoom();
                               AcceptLater();
                             }
                           });
@@ -113,11 +114,15 @@ struct HttpServer::State {
   }
 
   void Take(tcp::socket socket) {
-    const auto session = std::make_shared<Session>(std::move(socket), sessions);
-    if (connections.Enter(*session)) {
-      session->Start();
-    } else {
-      session->Refuse();
+    try {
+      const auto session = std::make_shared<Session>(std::move(socket), sessions);
+      if (connections.Enter(*session)) {
+        session->Start();
+      } else {
+        session->Refuse();
+      }
+    } catch (const std::exception& error) {  // it costs this connection; the next one is accepted
+      fprintf(stderr, "diagor: a connection ended by an exception: %s\n", error.what());
     }
   }
 

@@ -15,6 +15,7 @@ struct ServerLimits {
   // A new connection beyond them takes the place of the one that has been silent longest; while
   // none is silent it is told that there is no room.
   static constexpr std::size_t kMostConnections = 64;
+  static constexpr std::size_t kMostRefused = 32;  // at once; more of them are let go unheard
   static constexpr std::size_t kMostEventStreams = 16;
   static constexpr std::size_t kMostHeader = 16UL * 1024;  // bytes
   static constexpr std::size_t kMostBody = 64UL * 1024;    // bytes

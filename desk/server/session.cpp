@@ -39,6 +39,7 @@ Session::Session(tcp::socket socket, SessionContext& context)
 
 Session::~Session() {
   mContext.connections.Forget(*this);
+  if (mIsRefused) --mContext.refused;
 }
 
 void Session::Start() {
@@ -49,6 +50,8 @@ void Session::Start() {
 }
 
 void Session::Refuse() {
+  mIsRefused = true;
+  if (++mContext.refused > ServerLimits::kMostRefused) return;  // let go without a word
   asio::dispatch(mStream.get_executor(), [self = Self()] {
     self->Reply(Problem(503, "No room", "too many clients are connected; try again later"), false);
   });
@@ -95,9 +98,11 @@ void Session::RequestRead(beast::error_code error) {
 void Session::Answer() {
   const auto& message = mParser->get();
   const bool keepAlive = message.keep_alive();
-  // Two lengths, even alike, are two opinions of where the next request begins.
-  if (message.count(http::field::content_length) > 1) {
-    Reply(Problem(400, "Malformed", "more than one Content-Length"), false);
+  // Two lengths, even alike, are two opinions of where the next request begins; two hosts or
+  // origins of who asks.
+  for (const auto field : {http::field::content_length, http::field::host, http::field::origin}) {
+    if (message.count(field) <= 1) continue;
+    Reply(Problem(400, "Malformed", "more than one " + std::string(http::to_string(field))), false);
     return;
   }
   const ApiRequest request = {.method = std::string(message.method_string()),
@@ -135,7 +140,7 @@ void Session::Reply(const ApiReply& reply, bool keepAlive) {
   mIsReplied = true;
   const bool headOnly = mParser && mParser->get().method() == http::verb::head;
   if (reply.events && !headOnly) {
-    StreamEvents(*reply.events);
+    StreamEvents(*reply.events, keepAlive);
     return;
   }
   mReply = {};
@@ -147,6 +152,8 @@ void Session::Reply(const ApiReply& reply, bool keepAlive) {
   mReply.body() = reply.body;
   mReply.prepare_payload();
   if (headOnly) mReply.body().clear();
+  // A client that does not take its reply makes room for others too.
+  mContext.connections.ComeTo(*this, Stage::Silent);
   mStream.expires_after(mContext.limits.reply);
   http::async_write(mStream, mReply,
                     [self = Self(), keepAlive](beast::error_code error, std::size_t /*bytes*/) {
@@ -160,9 +167,10 @@ void Session::Reply(const ApiReply& reply, bool keepAlive) {
                     });
 }
 
-void Session::StreamEvents(const EventsFrom& from) {
+void Session::StreamEvents(const EventsFrom& from, bool keepAlive) {
   if (!mContext.connections.ComeTo(*this, Stage::Streaming)) {
-    Reply(Problem(503, "No room", "sixteen clients take events already; try again later"), true);
+    Reply(Problem(503, "No room", "sixteen clients take events already; try again later"),
+          keepAlive);
     return;
   }
   mPosition = from.after;

@@ -20,6 +20,7 @@ struct SessionContext {
   EventLog& events;
   Connections& connections;
   ServerLimits limits;
+  std::atomic<std::size_t> refused{0};  // connections that are being told that there is no room
 };
 
 class Session : public Connection {
@@ -40,7 +41,7 @@ class Session : public Connection {
   void Answer();
   void WatchForLeaving();
   void Reply(const ApiReply& reply, bool keepAlive);
-  void StreamEvents(const EventsFrom& from);
+  void StreamEvents(const EventsFrom& from, bool keepAlive);
   void SendEvents();
   void SendText();
   void SayFarewell();
@@ -54,6 +55,7 @@ class Session : public Connection {
   boost::beast::http::response<boost::beast::http::string_body> mReply;
   std::uint64_t mRequest = 0;
   bool mIsReplied = false;
+  bool mIsRefused = false;
   char mDiscarded[4096] = {};
   // Of a stream of events:
   std::uint64_t mPosition = 0;  // the event that was sent last

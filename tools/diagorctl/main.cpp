@@ -136,15 +136,21 @@ int Set(client::CameraClient& camera, const Options& options) {
 // A file that is there whole or not at all. What cannot be written is said before a run, not after.
 class ResultFile {
  public:
-  explicit ResultFile(const std::string& path) : mPath(path) {
+  explicit ResultFile(const std::string& path) {
     if (path.empty()) return;
-    mDraft = path + ".part";
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+      throw UsageError("cannot write " + path + ": it is no ordinary file");
+    }
+    mPath = std::filesystem::weakly_canonical(path, error).string();  // a link's file, not the link
+    mDraft = mPath + "." + std::to_string(getpid()) + ".part";
     mStream.open(mDraft, std::ios::binary);
     if (!mStream) throw UsageError("cannot write " + mDraft);
   }
   ~ResultFile() {
     std::error_code ignored;
-    if (mStream.is_open()) std::filesystem::remove(mDraft, ignored);
+    if (!mDraft.empty()) std::filesystem::remove(mDraft, ignored);
   }
   ResultFile(const ResultFile&) = delete;
   ResultFile& operator=(const ResultFile&) = delete;
@@ -156,11 +162,12 @@ class ResultFile {
     std::error_code error;
     if (mStream) std::filesystem::rename(mDraft, mPath, error);
     if (!mStream || error) throw UsageError("cannot write " + mPath);
+    mDraft.clear();
   }
 
  private:
-  const std::string mPath;
-  std::string mDraft;
+  std::string mPath;
+  std::string mDraft;  // empty: there is none
   std::ofstream mStream;
 };
 
@@ -207,13 +214,17 @@ int Run(client::CameraClient& camera, const Options& options) {
   } catch (...) {
     // What was found so far is not lost.
     std::cerr << "\n";
-    write();
+    try {
+      write();
+    } catch (const UsageError& error) {  // the reason why the run ended is the weightier one
+      std::cerr << "diagorctl: " << error.what() << "\n";
+    }
     throw;
   }
   report.isWhole = true;
   write();
   if (client::CountFailed(report.attempts) > 0) return kTestFailed;
-  return client::CountRefused(report.attempts) > 0 ? kRefused : kNothingFailed;
+  return client::CountWithoutResult(report.attempts) > 0 ? kRefused : kNothingFailed;
 }
 
 int Reset(client::CameraClient& camera, const Options& options) {
@@ -295,7 +306,10 @@ using Command = int (*)(client::CameraClient&, const Options&);
 int Execute(Command command, const Options& options) {
   try {
     client::CameraClient camera(options.port, [] { return gInterrupted.load(); });
-    return command(camera, options);
+    const int code = command(camera, options);
+    std::cout.flush();
+    if (!std::cout) throw UsageError("cannot write to standard output");
+    return code;
   } catch (const client::ConnectionError& error) {
     std::cerr << "diagorctl: no camera on port " << options.port << ": " << error.what()
               << " (start one with scripts/run --serve; name its port with --port)\n";
@@ -325,7 +339,7 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", DIAGORCTL_VERSION);
   Options options;
   app.add_option("--port", options.port, "The camera's port")->capture_default_str();
-  app.add_flag("--json", options.json, "Print JSON");
+  CLI::Option* const json = app.add_flag("--json", options.json, "Print JSON");
   app.add_flag("--quiet", options.quiet, "No progress");
   app.require_subcommand(1);
   app.fallthrough();
@@ -352,7 +366,8 @@ int main(int argc, char** argv) {
   sub->add_option("--repeat", options.run.rounds, "Rounds")->check(CLI::Range(1U, 1000000U));
   sub->add_flag("--until-fail", options.run.untilFail, "No further round after a failure");
   sub->add_option("--junit", options.junit, "Write the results as JUnit XML to that file too");
-  sub->add_flag("--tap", options.tap, "Print the results as TAP in place of a table");
+  sub->add_flag("--tap", options.tap, "Print the results as TAP in place of a table")
+      ->excludes(json);
   sub = add("reset", "Set every item back to Untested", Reset);
   sub->add_flag("--log", options.resetLog, "Restart the log file too");
   sub->add_flag("--camera", options.resetCamera, "Restore the simulated camera too");

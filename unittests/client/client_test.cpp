@@ -82,7 +82,7 @@ client::Report SomeReport() {
                         .started = "2013-08-29T12:00:00",
                         .seconds = 0.25,
                         .records = {"a;\x1B;E 0002  ;gone"},
-                        .refused = ""};
+                        .problem = ""};
   report.attempts[1] = {.path = "test.items.g.a",
                         .round = 2,
                         .passed = true,
@@ -92,7 +92,7 @@ client::Report SomeReport() {
                         .started = "2013-08-29T12:00:00",
                         .seconds = 5,
                         .records = {},
-                        .refused = ""};
+                        .problem = ""};
   report.attempts[2] = {.path = "test.items.b",
                         .round = 2,
                         .passed = false,
@@ -102,7 +102,7 @@ client::Report SomeReport() {
                         .started = "2013-08-29T12:00:05",
                         .seconds = 0,
                         .records = {},
-                        .refused = "busy"};
+                        .problem = "busy"};
   return report;
 }
 
@@ -114,14 +114,14 @@ TEST(ResultsTest, EveryAttemptIsShown) {
             "ROUND  ITEM            RESULT    SECONDS  MESSAGE\n"
             "1      test.items.g.a  E 0002    0.2      gone <\x01> # \xEF\xBF\xBF \xC3\xA4,\n"
             "2      test.items.g.a  OK        5.0      there\n"
-            "2      test.items.b    refused   0.0      busy\n"
-            "1 passed, 1 failed, 1 refused\n");
+            "2      test.items.b    none      0.0      busy\n"
+            "1 passed, 1 failed, 1 without a result\n");
   std::ostringstream text;
   client::WriteJson(text, report);
   const Json json = Json::parse(text.str());
   EXPECT_EQ(json["attempts"][0]["value"], "E 0002  ");
   EXPECT_EQ(json["attempts"][0]["started"], "2013-08-29T12:00:00");
-  EXPECT_EQ(json["attempts"][2]["refused"], "busy");
+  EXPECT_EQ(json["attempts"][2]["problem"], "busy");
   EXPECT_EQ(json["failed"], 1);
 }
 
@@ -264,6 +264,8 @@ TEST(CoolerPlanTest, EndsWithItsResults) {
     EXPECT_EQ(server.Bind(0), "");
     server.Serve();
     client::CameraClient client(server.Port());
+    // One run warms up as slowly as a detector does.
+    if (std::string_view(each.name) != "fresh") client.Set(".desk.cooler.warmingtime", "60");
     for (const auto& [path, value] : each.before) client.Set(path, value);
     if (std::string_view(each.name) == "no folder") {
       std::filesystem::remove_all(camera.File("/FlashFS/system/web"));
@@ -319,7 +321,7 @@ TEST_F(DiagorctlTest, RunsAndTellsWhatFailed) {
   }
   mCamera.Camera().Deliveries().JoinAll();
   EXPECT_EQ(run.code, 4);
-  EXPECT_TRUE(run.output.ends_with("0 passed, 0 failed, 1 refused\n")) << run.output;
+  EXPECT_TRUE(run.output.ends_with("0 passed, 0 failed, 1 without a result\n")) << run.output;
 
   mCamera.Set(".desk.bus.i2c1.e6.fail", "0,1");
   run = Ctl({"--quiet", "--json", "run", "items.battery", "--repeat", "2"});
@@ -352,8 +354,47 @@ TEST_F(DiagorctlTest, WritesResultsForTestServers) {
   EXPECT_EQ(time.Output(), "5.000\n");  // of the camera, not of this machine
   // Said before anything is run.
   mCamera.Set(".desk.restore", "true");
-  EXPECT_EQ(Ctl({"run", "items.battery", "--junit", "/nowhere/junit.xml"}).code, 2);
+  for (const std::string& path : {std::string("/nowhere/junit.xml"), folder.Path().string()}) {
+    EXPECT_EQ(Ctl({"run", "items.battery", "--junit", path}).code, 2);
+  }
   EXPECT_EQ(mCamera.Get("test.items.battery"), "E 0002  ");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
+  // Results that nobody gets are no success.
+  const std::string words = " --port " + std::to_string(mServer.Port()) + " list > /dev/full";
+  Process full("/bin/sh", {"-c", ProgramPath("diagorctl") + words});
+  EXPECT_EQ(full.Wait(), 2);
+}
+
+// A run that ends in the middle tells what it was at.
+TEST(CutRunTest, TheAttemptUnderWayIsAmongTheResults) {
+  for (const bool cameraDies : {false, true}) {
+    const TemporaryFolder folder;
+    const std::string file = (folder.Path() / "junit.xml").string();
+    Process camera("diagor", {"-p", "0"}, {{"DIAGOR_ROOT", (folder.Path() / "root").string()}});
+    const auto port = std::to_string(PortOf(camera.ErrorsUntil("http://127.0.0.1:")));
+    Process run("diagorctl", {"--port", port, "run", "items.eeprom.main", "items.clock", "--tap",
+                              "--junit", file});
+    run.ErrorsUntil("test.items.clock.clock ... ");  // it takes five seconds
+    if (cameraDies) {
+      camera.Signal(SIGKILL);
+    } else {
+      run.Signal(SIGINT);
+    }
+    EXPECT_EQ(run.Wait(), cameraDies ? 3 : 130) << run.Errors();
+    EXPECT_NE(run.Output().find("ok 1 - test.items.eeprom.main"), std::string::npos);
+    EXPECT_NE(run.Output().find("not ok 2 - test.items.clock.clock"), std::string::npos);
+    EXPECT_NE(run.Output().find("Bail out!"), std::string::npos);
+    const std::pair<const char*, const char*> finds[] = {
+        {"string(/testsuites/@errors)", "1"},
+        {"string(//testcase[2]/error/@type)", "no result"},
+        {"string(//property[@name='run.whole']/@value)", "false"},
+    };
+    for (const auto& [path, value] : finds) {
+      Process find("/usr/bin/xmllint", {"--xpath", path, file});
+      EXPECT_EQ(find.Wait(), 0) << path;
+      EXPECT_EQ(find.Output(), std::string(value) + "\n") << path;
+    }
+  }
 }
 
 TEST_F(DiagorctlTest, WatchesWhatHappens) {

@@ -144,9 +144,22 @@ TEST_F(ProgramTest, StorageThatCannotBeIsNamedAndNothingIsHalfMade) {
   };
   const Case cases[] = {
       {"a file", "/dev/null", "/dev/null is no folder\n"},
-      {"no folder can be made", "/proc/nothing/here", "cannot make "},
+      {"no folder can be made", "/proc/nothing/here", "cannot make /proc/nothing/here: "},
       {"cannot be written", "/proc", "cannot make /FlashFS/tmp in /proc: "},
+      {"a link that leads nowhere", Root().string() + ".link", "cannot make "},
+      {"a log that is a folder", mFolder.Path().string() + "/folder", "FlashFS/tmp/bitlog.txt: "},
+      {"a log folder that is a file", mFolder.Path().string() + "/file",
+       "cannot make /FlashFS/log in "},
+      {"a way out", mFolder.Path().string() + "/way", "/FlashFS/tmp/bitlog.txt leads out of "},
   };
+  fs::create_symlink("/nowhere/there", Root().string() + ".link");
+  fs::create_directories(mFolder.Path() / "folder/FlashFS/tmp/bitlog.txt");
+  fs::create_directories(mFolder.Path() / "file/FlashFS");
+  std::ofstream(mFolder.Path() / "file/FlashFS/log") << "x";
+  fs::create_directories(mFolder.Path() / "elsewhere");
+  fs::create_directories(mFolder.Path() / "way");
+  fs::create_symlink(mFolder.Path() / "elsewhere", mFolder.Path() / "way/FlashFS");
+
   for (const Case& each : cases) {
     const auto process = Start({"-p", "0"}, {{"DIAGOR_ROOT", each.root}});
     EXPECT_NE(process->Wait(), 0) << each.name;
@@ -155,15 +168,27 @@ TEST_F(ProgramTest, StorageThatCannotBeIsNamedAndNothingIsHalfMade) {
     EXPECT_NE(errors.find(each.complaint), std::string::npos) << errors;
     EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
   }
+  EXPECT_TRUE(fs::is_symlink(Root().string() + ".link"));  // it was not ours to remove
   // The folder whose place a file takes cannot be made: what was made before goes again.
   const fs::path variant = mFolder.Path() / "mine.toml";
-  std::ofstream(variant) << "name = \"X\"\nbsp = \"KY\"\nfiles = [\"/a/b\", \"/a/b/c\"]\n";
+  std::ofstream(variant) << "name = \"X\"\nbsp = \"KY\"\nfiles = [\"/a/b\", \"/a/b/c\"]\n"
+                         << "[nodes]\n\"version.product.name\" = \"X\"\n";
   const std::map<std::string, std::string> mine = {{"DIAGOR_VARIANT", variant.string()}};
   EXPECT_NE(Start({"-p", "0"}, mine)->Wait(), 0);
   EXPECT_FALSE(fs::exists(Root()));
   fs::create_directories(Root());
   EXPECT_NE(Start({"-p", "0"}, mine)->Wait(), 0);
   EXPECT_TRUE(fs::is_empty(Root()));
+}
+
+// What a process left that was killed while it filled its storage is no camera.
+TEST_F(ProgramTest, HalfFilledStorageIsFilledAnew) {
+  fs::create_directories(Root() / "FlashFS/half");
+  std::ofstream(Root() / ".filling") << "";
+  const auto process = Serve("KY");
+  EXPECT_FALSE(fs::exists(Root() / "FlashFS/half"));
+  EXPECT_TRUE(fs::exists(Root() / "FlashFS/system/bit/images"));
+  EXPECT_FALSE(fs::exists(Root() / ".filling"));
 }
 
 TEST_F(ProgramTest, StorageOfACameraThatRunsIsRefused) {
@@ -216,6 +241,7 @@ TEST_F(ProgramTest, VariantFileWithAMistakeIsNamedByFileLineAndKey) {
       {bus + "[knobs]\n\".desk.driver.i2c1.present\" = 1\n",
        ":5: knobs: .desk.driver.i2c1.present does not take that value"},
       {head + "[keypad]\n\"F1\" = 999\n", ":4: key F1 has no code from 0x01 to 0xFF"},
+      {head, ": nodes: version.product.name is missing"},
   };
   for (const Case& each : cases) {
     std::ofstream(file) << each.text;

@@ -10,6 +10,7 @@
 #include <deque>
 
 #include "client/camera_client.h"
+#include "server/connections.h"
 #include "server/http_server.h"
 #include "support/test_camera.h"
 
@@ -144,6 +145,8 @@ TEST_F(ServerTest, MalformedAndOversizedRequestsAreAnsweredAndEndTheConnection) 
        put + "Content-Length: 15\r\nTransfer-Encoding: chunked\r\n\r\nf\r\n" + body +
            "\r\n0\r\n\r\n",
        "400"},
+      {"two hosts", head + "Host: example.com\r\n\r\n", "400"},
+      {"two origins", head + "Origin: http://localhost\r\nOrigin: http://x\r\n\r\n", "400"},
       {"negative length", put + "Content-Length: -1\r\n\r\n" + body, "400"},
       {"chunks without end", endlessChunks, "413"},
       {"trailer without end", endlessTrailer, "413"},
@@ -222,7 +225,9 @@ TEST_F(ServerTest, ATestWhoseClientLeavesEndsAndIsRecorded) {
 
 class ImpatientServerTest : public ServerTest {
  protected:
-  ImpatientServerTest() : ServerTest({.request = std::chrono::milliseconds(50)}) {}
+  ImpatientServerTest()
+      : ServerTest(
+            {.request = std::chrono::milliseconds(50), .reply = std::chrono::milliseconds(50)}) {}
 };
 
 // The deadline is for the whole request: bytes that trickle in do not extend it.
@@ -236,6 +241,71 @@ TEST_F(ImpatientServerTest, SlowRequestsEnd) {
   halfway.Send(
       "PUT /api/v1/task/test.errcnt HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9\r\n\r\n{");
   EXPECT_EQ(halfway.ReadToEnd(), "");
+}
+
+// More than the sockets hold between the two.
+constexpr std::size_t kLargeFile = 12UL * 1024 * 1024;
+constexpr char kGetLargeFile[] =
+    "GET /api/v1/files/FlashFS/tmp/large.txt HTTP/1.1\r\nHost: localhost\r\n\r\n";
+
+TEST_F(ImpatientServerTest, RepliesThatNobodyTakesEnd) {
+  mCamera.MakeFile("/FlashFS/tmp/large.txt", std::string(kLargeFile, 'x'));
+  RawClient taker(mServer.Port());
+  taker.Send(kGetLargeFile);
+  EXPECT_TRUE(taker.ReadUntil("\r\n").starts_with("HTTP/1.1 200"));
+  // They are let go after as long a time, and come later.
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(RawClient(mServer.Port()).ReadToEnd(), "");
+  EXPECT_LT(taker.ReadToEnd().size(), kLargeFile);
+}
+
+TEST_F(ServerTest, AReplyThatNobodyTakesMakesRoom) {
+  mCamera.MakeFile("/FlashFS/tmp/large.txt", std::string(kLargeFile, 'x'));
+  RawClient taker(mServer.Port());
+  taker.Send(kGetLargeFile);
+  EXPECT_TRUE(taker.ReadUntil("\r\n").starts_with("HTTP/1.1 200"));
+  std::deque<RawClient> idle;
+  for (int i = 0; i < 64; ++i) idle.emplace_back(mServer.Port());
+  EXPECT_TRUE(Answers());
+  EXPECT_LT(taker.ReadToEnd().size(), kLargeFile);
+  mCamera.MakeFile("/FlashFS/tmp/larger.txt", std::string(17UL * 1024 * 1024, 'x'));
+  EXPECT_TRUE(Exchange("GET /api/v1/files/FlashFS/tmp/larger.txt HTTP/1.1\r\nHost: localhost\r\n"
+                       "Connection: close\r\n\r\n")
+                  .starts_with("HTTP/1.1 413"));
+}
+
+TEST_F(ServerTest, HeadIsTheHeadAlone) {
+  const std::string answer =
+      Exchange("HEAD /healthz HTTP/1.1\r\nHost: LocalHost\r\nConnection: close\r\n\r\n");
+  EXPECT_NE(answer.find("Content-Length: 15\r\n"), std::string::npos) << answer;
+  EXPECT_TRUE(answer.ends_with("\r\n\r\n")) << answer;
+}
+
+// Who is let go when a place is wanted.
+TEST(ConnectionsTest, TheLongestSilentMakesRoom) {
+  struct Fake : desk::Connection {
+    void LetGo() override { gone = true; }
+    void EventsCame() override { ++told; }
+    bool gone = false;
+    int told = 0;
+  };
+  desk::Connections connections(3, 1);
+  std::vector<std::shared_ptr<Fake>> fakes(6);
+  for (auto& each : fakes) each = std::make_shared<Fake>();
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(connections.Enter(*fakes[static_cast<std::size_t>(i)]));
+  EXPECT_TRUE(connections.ComeTo(*fakes[0], desk::Connection::Stage::Served));
+  EXPECT_TRUE(connections.ComeTo(*fakes[1], desk::Connection::Stage::Silent));  // since now
+  EXPECT_TRUE(connections.Enter(*fakes[3]));
+  EXPECT_TRUE(fakes[2]->gone);
+  EXPECT_FALSE(connections.ComeTo(*fakes[2], desk::Connection::Stage::Served));
+  EXPECT_TRUE(connections.ComeTo(*fakes[1], desk::Connection::Stage::Streaming));
+  EXPECT_FALSE(connections.ComeTo(*fakes[3], desk::Connection::Stage::Streaming));
+  EXPECT_TRUE(connections.ComeTo(*fakes[3], desk::Connection::Stage::Served));
+  EXPECT_FALSE(connections.Enter(*fakes[4]));  // nobody is silent
+  connections.TellOfEvents();
+  EXPECT_EQ(fakes[1]->told, 1);
+  EXPECT_EQ(fakes[0]->told, 0);
+  connections.Forget(*fakes[0]);
+  EXPECT_TRUE(connections.Enter(*fakes[5]));
 }
 
 TEST_F(ServerTest, FourWritersOfLongFieldsMixNoLines) {
@@ -321,6 +391,8 @@ TEST_F(ServerTest, EventsTellOfATestAndAreTakenUpWhereAClientLeft) {
   EXPECT_EQ(resumed.Next(), expected[4]);
   EXPECT_EQ(resumed.Id(), ids[4]);
   // What comes from another camera begins with what is kept, and is told that it missed something.
+  EventReader prophet(mServer.Port(), "Last-Event-ID: " + ids[4] + "0000\r\n");
+  EXPECT_EQ(prophet.Next(), R"(gap {"missed":null})");
   EventReader stranger(mServer.Port(), "Last-Event-ID: 00000000-3\r\n");
   EXPECT_EQ(stranger.Next(), R"(gap {"missed":null})");
   EXPECT_TRUE(stranger.Next().starts_with("value "));
@@ -342,6 +414,22 @@ TEST_F(ServerTest, WhoComesBackTooLateIsToldWhatItMissed) {
   EventReader late(mServer.Port(), "Last-Event-ID: " + lastSeen + "\r\n");
   EXPECT_EQ(late.Next(), R"(gap {"missed":2})");
   EXPECT_NE(late.Next().find("\"3\""), std::string::npos);
+}
+
+// It holds nobody up, and what is kept for it has its bound.
+TEST_F(ServerTest, AStreamThatIsNotReadMissesEvents) {
+  constexpr std::size_t kLength = 20000;
+  EventReader lazy(mServer.Port(), "");
+  for (int i = 0; i < 1000; ++i) {
+    mCamera.Write("test.description.tester", std::string(kLength, i % 2 == 0 ? 'a' : 'b'));
+  }
+  EXPECT_TRUE(Answers());
+  const auto kept = mCamera.Camera().Events().After(0, 2000).events.size();
+  EXPECT_GT(kept, 100U);
+  EXPECT_LE(kept, 4UL * 1024 * 1024 / kLength);
+  std::string event = lazy.Next();
+  while (event.starts_with("value ")) event = lazy.Next();
+  EXPECT_TRUE(event.starts_with("gap {\"missed\":")) << event.substr(0, 100);
 }
 
 TEST_F(ServerTest, SixteenStreamsOfEvents) {

@@ -89,6 +89,7 @@ std::vector<Json> BareCamera::RunTogether(const std::vector<std::string>& paths)
     for (const std::string& path : paths) asked.push_back(Ask(path, "run"));
   }
   std::vector<Json> replies;
+  replies.reserve(asked.size());
   for (std::future<Json>& each : asked) replies.push_back(each.get());
   return replies;
 }
