@@ -1,4 +1,5 @@
-// A counting semaphore whose post does not need a lock held. The only thing that blocks a thread.
+// A counting semaphore whose post does not need a lock held. What blocks a thread that waits for
+// the camera's time.
 #pragma once
 
 #include <semaphore.h>
