@@ -22,7 +22,8 @@ using Lines = std::vector<std::string>;
 std::string Acts(double from, const std::string& knob, const Lines& values) {
   std::string schedule;
   for (const std::string& value : values) {
-    schedule += std::to_string(from) + " " + knob + "=" + value + ";";
+    schedule.append(std::to_string(from)).append(" ").append(knob);
+    schedule.append("=").append(value).append(";");
     from += 1;
   }
   return schedule;
