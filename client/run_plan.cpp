@@ -77,9 +77,10 @@ class StageWatch {
     if (mAttempt == nullptr || !event.fields.is_object()) return;
     const Json& path = event.fields.value("path", Json(""));
     if (event.kind == "test-ended" && path == mAttempt->path) ++mEnded;
-    if (event.kind != "value" || path != mStateNode || !event.fields["value"].is_string()) return;
+    const Json& value = event.fields.value("value", Json());
+    if (event.kind != "value" || path != mStateNode || !value.is_string()) return;
     Attempt stage = *mAttempt;
-    stage.message = event.fields["value"].get<std::string>();
+    stage.message = value.get<std::string>();
     mProgress(stage, Phase::GoesOn);
   }
 
