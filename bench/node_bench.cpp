@@ -20,6 +20,7 @@ constexpr char kNode[] = "test.items.eeprom.main";
 
 void OpenGetClose(benchmark::State& state) {
   test::TestCamera camera("KY");
+  const TARQ::CSupervisor supervisor;
   TARQ::CResourceTree& tree = camera.Camera().TaskTree();
   const TARQ::CResourcePath path(kNode);
   while (state.KeepRunning()) {

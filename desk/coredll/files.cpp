@@ -1,5 +1,4 @@
 // Files and directories of the camera's storage.
-#include <fcntl.h>
 #include <windows.h>
 
 #include <algorithm>
@@ -67,8 +66,6 @@ FILE* __wrap_fopen(const char* path, const char* mode) {
   if (file != nullptr) {
     TheRecordFiles().Opened(file, mode[0] == 'a' && mapped->filename() == kRecordFile);
   }
-  // A file that one thread restarts while another appends: neither writes over the other.
-  if (file != nullptr && mode[0] == 'w') fcntl(fileno(file), F_SETFL, O_APPEND);
   if (desk::Observation::IsTraced()) {
     std::string canonical = path;
     std::replace(canonical.begin(), canonical.end(), '\\', '/');

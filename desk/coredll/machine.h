@@ -36,6 +36,7 @@ class Device {
 };
 
 class EventLog;
+class FaultCounter;
 class WindowSystem;
 
 struct Machine {
@@ -45,6 +46,7 @@ struct Machine {
   Storage storage;
   Registry registry;
   std::vector<std::unique_ptr<Device>> devices;
+  FaultCounter* waits = nullptr;  // for handles, which fail by it; null: none does
 };
 
 // There is one camera in a process. Installed before the program starts.

@@ -1,10 +1,13 @@
 // Events and waits.
 #include <windows.h>
 
+#include <algorithm>
 #include <thread>
+#include <vector>
 
 #include "coredll/handles.h"
 #include "coredll/machine.h"
+#include "knobs/knob.h"
 #include "trace/observation.h"
 
 namespace {
@@ -22,6 +25,16 @@ HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* /*security*/, BOOL manualReset, 
       std::make_shared<desk::Event>(manualReset != FALSE, initialState != FALSE));
 }
 
+BOOL WINAPI SetEvent(HANDLE event) {
+  const auto object = std::dynamic_pointer_cast<desk::Event>(desk::ObjectOf(event));
+  if (object == nullptr) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
+  object->Signal();
+  return TRUE;
+}
+
 DWORD WINAPI WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll,
                                     DWORD milliseconds) {
   std::vector<std::shared_ptr<desk::KernelObject>> objects;
@@ -29,6 +42,10 @@ DWORD WINAPI WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wai
   for (const auto& object : objects) {
     if (object != nullptr && waitAll == FALSE) continue;
     SetLastError(object == nullptr ? ERROR_INVALID_HANDLE : ERROR_INVALID_PARAMETER);
+    return WAIT_FAILED;
+  }
+  if (desk::TheMachine().waits != nullptr && desk::TheMachine().waits->Strikes()) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return WAIT_FAILED;
   }
   DWORD signalled = WAIT_TIMEOUT;
@@ -62,10 +79,26 @@ namespace {
 struct Section {
   std::thread::id owner;
   int entries = 0;
+  std::vector<std::thread::id> waiting;
 };
 
 Section& SectionOf(CRITICAL_SECTION* section) {
   return *static_cast<Section*>(section->section);
+}
+
+// Nobody may rely on an order of those who wait: here who came last goes first.
+bool Enters(Section& section, std::thread::id self) {
+  const auto place = std::find(section.waiting.begin(), section.waiting.end(), self);
+  const bool isFree = section.entries == 0 || section.owner == self;
+  const bool isNext = place == section.waiting.end() || place + 1 == section.waiting.end();
+  if (!isFree || !isNext) {
+    if (place == section.waiting.end()) section.waiting.push_back(self);
+    return false;
+  }
+  if (place != section.waiting.end()) section.waiting.erase(place);
+  section.owner = self;
+  ++section.entries;
+  return true;
 }
 
 }  // namespace
@@ -80,16 +113,9 @@ void WINAPI DeleteCriticalSection(CRITICAL_SECTION* section) {
 }
 
 void WINAPI EnterCriticalSection(CRITICAL_SECTION* section) {
-  Section& entered = SectionOf(section);
   const std::thread::id self = std::this_thread::get_id();
   desk::TheMachine().clock->Wait(
-      [&entered, self] {
-        if (entered.entries > 0 && entered.owner != self) return false;
-        entered.owner = self;
-        ++entered.entries;
-        return true;
-      },
-      desk::kNever);
+      [&entered = SectionOf(section), self] { return Enters(entered, self); }, desk::kNever);
 }
 
 void WINAPI LeaveCriticalSection(CRITICAL_SECTION* section) {

@@ -42,7 +42,7 @@ constexpr KnobRow kClockRows[] = {
      "replaces the old one, an empty one clears it."},
 };
 
-enum TaskRow : std::size_t { kPing, kSubscribe, kSend, kSignal };
+enum TaskRow : std::size_t { kPing, kSubscribe, kSend, kSignal, kWaitFail };
 constexpr KnobRow kTaskRows[] = {
     {"ping", KnobKind::Command, "number", "", 0, 0,
      "Sends a ping with that number to the task's queue and waits for the answer, a second of "
@@ -51,9 +51,13 @@ constexpr KnobRow kTaskRows[] = {
      "Sends a subscription record for that node of the program's tree; refused when no reply comes "
      "within a second. Reads the last reply, path=value."},
     {"send", KnobKind::Command, "kind", "", 0, 0,
-     "Puts a record of that kind into the task's queue; refused when the queue is full."},
+     "Puts a record of that kind, and of nothing else, into the task's queue; refused when the "
+     "queue is full."},
     {"signal", KnobKind::Trigger, "", "false", 0, 0,
      "Signals the task's start/stop event although nothing is to stop."},
+    {"wait_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
+     "After skip good waits of the program for handles the next count fail; counted from this "
+     "write on. Read: what is left."},
 };
 
 enum RegistryRow : std::size_t { kBsp };
@@ -160,14 +164,16 @@ Camera::Camera(const CameraSettings& settings)
       mClock(std::make_unique<desk::Clock>(settings.clock)),
       mEvents(*mClock),
       mWindows(*mClock, mVariant.displayWidth, mVariant.displayHeight),
-      mMachine{mClock.get(), &mWindows, &mEvents, Storage(settings.root), {}, {}},
+      mMachine{mClock.get(), &mWindows, &mEvents, Storage(settings.root), {}, {}, nullptr},
       mInstallation(*this),
       mClockKnobs(".desk.clock", kClockRows),
       mTaskKnobs(".desk.task", kTaskRows),
+      mWaits(mTaskKnobs[kWaitFail]),
       mCameraKnobs(".desk", kCameraRows),
       mInputKnobs(".desk", kInputRows),
       mRegistryKnobs(".desk.registry", kRegistryRows) {
   TARQ::NodeAccess::SetRules(mCameraTree, &mAccessFaults);
+  mMachine.waits = &mWaits;
   mMachine.storage.OnLook(
       [this](const std::string& name) { return mAccessFaults.LosesFile(name); });
   SetRegistry("");
@@ -438,6 +444,7 @@ void Camera::AddTaskKnobs() {
     const std::optional<DWORD> number = ParseDword(value);
     return number && PingTask(*number);
   });
+  mTaskKnobs[kPing].OnRead([] { return KnobValue(std::to_string(LastPing())); });
   mTaskKnobs[kSubscribe].OnWrite(
       [](const KnobValue& value) { return AskForReply(std::get<std::string>(value)); });
   mTaskKnobs[kSubscribe].OnRead([] { return KnobValue(LastReply()); });

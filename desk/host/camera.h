@@ -107,6 +107,7 @@ class Camera {
   AccessFaults mAccessFaults;
   KnobSet mClockKnobs;
   KnobSet mTaskKnobs;
+  FaultCounter mWaits;
   KnobSet mCameraKnobs;
   KnobSet mInputKnobs;
   KnobSet mRegistryKnobs;

@@ -25,11 +25,14 @@ void ResetFramework();
 
 // Sends a ping to the task and waits for its answer, a second of camera time at most.
 bool PingTask(DWORD number);
+// The number answered last; 0 before the first.
+DWORD LastPing();
 // Asks for the reply to a subscription of that node of the task's tree the same way.
 bool AskForReply(const std::string& path);
 // "path=value"
 std::string LastReply();
-// Puts a record of that kind into the task's queue; false when it is full or not there.
+// Puts a record that holds its kind alone into the task's queue; false when it is full or not
+// there.
 bool SendKind(DWORD kind);
 // Signals every task's start/stop event although nothing is to stop.
 void SignalTasks();

@@ -73,7 +73,6 @@ bool TaskAccess::Send(const std::wstring& queue, const void* record, std::size_t
   desk::TheMachine().clock->Change([&] {
     if (target->records.size() >= target->most || size > target->size) return;
     target->records.emplace_back(bytes, bytes + size);
-    target->records.back().resize(target->size);
     sent = true;
   });
   return sent;

@@ -5,6 +5,7 @@
 #include "common_dll.h"
 #include "coredll/machine.h"
 #include "tarq/node_access.h"
+#include "tarq/task_access.h"
 #include "tarq/trace_value.h"
 #include "trace/observation.h"
 
@@ -172,6 +173,8 @@ CResourceTree::~CResourceTree() = default;
 
 DWORD CResourceTree::OpenResource(const CResourcePath& path, CResource*& resource,
                                   const CUser* /*user*/) {
+  // The trees are there for who holds a supervisor; a camera may take them away from any other.
+  if (!TaskAccess::ReachesTrees()) return kStatusFailed;
   return OpenFound(NodeAccess::Find(*mRoot, path.AsString()), resource);
 }
 

@@ -16,6 +16,8 @@ constexpr desk::Duration kStopPatience = std::chrono::milliseconds(600);
 
 desk::FrameworkHooks gHooks;
 std::atomic<bool> gStopRequested{false};
+// Instances that the calling thread holds.
+thread_local int tSupervisors = 0;
 
 }  // namespace
 
@@ -69,10 +71,17 @@ DWORD Perform(CLibContainer& container, const SupvItem& item) {
 
 }  // namespace
 
-CSupervisor::CSupervisor() = default;
+CSupervisor::CSupervisor() {
+  ++tSupervisors;
+}
 
 CSupervisor::~CSupervisor() {
   Unload();
+  --tSupervisors;
+}
+
+bool TaskAccess::ReachesTrees() {
+  return tSupervisors > 0;
 }
 
 DWORD CSupervisor::Init(CSupvFactory* factory, const SupvItem* items, const char* localName,

@@ -23,6 +23,7 @@ std::atomic<DWORD> gNextTask{1};
 // What came back, under the clock's lock.
 struct Answers {
   std::multiset<DWORD> pings;  // answered, and not yet heard by who sent them
+  DWORD ping = 0;
   DWORD subscription = 0;
   std::string reply;
 };
@@ -93,7 +94,10 @@ DWORD CTaskContainer::StopReceived() {
 }
 
 DWORD CTaskContainer::PingReceived(const PING_MESSAGE_T& message) {
-  desk::TheMachine().clock->Change([&] { gAnswers.pings.insert(message.number); });
+  desk::TheMachine().clock->Change([&] {
+    gAnswers.pings.insert(message.number);
+    gAnswers.ping = message.number;
+  });
   return 0;
 }
 
@@ -158,6 +162,12 @@ bool PingTask(DWORD number) {
   });
 }
 
+DWORD LastPing() {
+  DWORD number = 0;
+  TheMachine().clock->Change([&] { number = TARQ::gAnswers.ping; });
+  return number;
+}
+
 bool AskForReply(const std::string& path) {
   TARQ::CResource::SubscrMsg message = {2, 0, {}};
   {
@@ -179,8 +189,7 @@ std::string LastReply() {
 }
 
 bool SendKind(DWORD kind) {
-  const DWORD record[8] = {kind};
-  return TARQ::TaskAccess::Send(kTaskQueue, record, sizeof record);
+  return TARQ::TaskAccess::Send(kTaskQueue, &kind, sizeof kind);
 }
 
 void SignalTasks() {

@@ -39,6 +39,8 @@ class TaskAccess {
   static bool Send(const std::wstring& queue, const void* record, std::size_t size);
   // The tasks that were started and are not destroyed.
   static std::vector<CTaskContainer*> Tasks();
+  // Whether the calling thread holds a supervisor, through which the trees are reached.
+  static bool ReachesTrees();
 };
 
 }  // namespace TARQ

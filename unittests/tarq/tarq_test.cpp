@@ -110,6 +110,7 @@ TEST(ValueTest, MayBeReadWhileItIsStored) {
 
 TEST(TreeTest, PathsOrderAndOpenCounts) {
   BareCamera camera;
+  const TARQ::CSupervisor supervisor;
   TARQ::CResourceTree& tree = camera.Camera().TaskTree();
   auto& branch = TARQ::NodeAccess::MakeBranch(TARQ::NodeAccess::Root(tree), "a.b");
   for (const char* const name : {"z", "m", "a"}) {
@@ -159,6 +160,7 @@ TEST(TreeTest, BranchesHaveNoValueAndTriggersReadFalse) {
 
 TEST(AccessTest, KnobsFailTheProgramsCallsAndNotTheClients) {
   BareCamera camera;
+  const TARQ::CSupervisor supervisor;
   TARQ::CResourceTree& tree = camera.Camera().CameraTree();
   TARQ::CResource* node = nullptr;
   CResourceValue value("");

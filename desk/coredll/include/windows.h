@@ -111,6 +111,8 @@ BOOL WINAPI CreateDirectoryW(LPCWSTR path, SECURITY_ATTRIBUTES* security);
 
 HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL initialState,
                            LPCWSTR name);
+// Signals the event; false for a handle that is none.
+BOOL WINAPI SetEvent(HANDLE event);
 // Waits for any of the handles (waitAll is not supported on the camera: WAIT_FAILED).
 // The lowest signalled index counts, from WAIT_OBJECT_0; time in milliseconds.
 DWORD WINAPI WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll,
@@ -145,7 +147,8 @@ int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR wide, int len
 // Below, at or above 0, without regard to case.
 int _wcsicmp(const wchar_t* first, const wchar_t* second);
 
-// One thread at a time; the same thread may enter again.
+// One thread at a time; the same thread may enter again. Of several that wait nobody can say who
+// comes next.
 struct CRITICAL_SECTION {
   void* section;
 };
