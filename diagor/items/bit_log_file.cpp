@@ -4,6 +4,7 @@
 
 #include "app/framework.h"
 #include "items/files.h"
+#include "items/turn.h"
 
 namespace {
 
@@ -11,7 +12,15 @@ std::string BitLogPath() {
   return std::string(getFlashTmpPath()) + "\\" + "bitlog.txt";
 }
 
+TurnLock& LogTurns() {
+  static TurnLock lock;
+  return lock;
+}
+
+// One at a time: a record that was begun before the log is restarted must not stand above its
+// header.
 void WriteBitLog(const char* mode, const std::string& text) {
+  const Turn turn(LogTurns());
   FILE* const file = fopen(BitLogPath().c_str(), mode);
   if (file == nullptr) return;
   // Unbuffered: however long the text, it leaves in one write.

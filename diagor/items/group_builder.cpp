@@ -2,8 +2,8 @@
 
 #include "items/status.h"
 
-GroupBuilder::GroupBuilder(const char* group) : mItems(TaskTree(), "test.items") {
-  mStatus = TaskTree() == nullptr ? kNoResourceTree : mItems.Status();
+GroupBuilder::GroupBuilder(const char* group) : mItems(mTrees.task, "test.items") {
+  mStatus = mTrees.task == nullptr ? kNoResourceTree : mItems.Status();
   if (mStatus != 0) return;
   auto* const items = dynamic_cast<TARQ::CServerResource*>(mItems.Get());
   if (items == nullptr) {

@@ -18,15 +18,31 @@ class GroupBuilder {
   void Add(TARQ::CServerResource* node);
 
  private:
+  Trees mTrees;
   OpenedResource mItems;
   TARQ::CServerResource* mGroup = nullptr;
   DWORD mStatus = 0;
 };
 
+// An item of a group whose items differ in a mode.
+template <typename Mode>
+struct ItemRow {
+  const char* node;
+  const char* description;
+  Mode mode;
+};
+
+// The whole of a group creator: fill adds the nodes. 0, or why nothing was built.
+template <typename Fill>
+DWORD CreateGroup(const char* group, const Fill& fill) {
+  GroupBuilder builder(group);
+  if (builder.Status() == 0) fill(builder);
+  return builder.Status();
+}
+
 // A group with one item.
 template <typename Item>
 DWORD CreateGroupOfOne(const char* group, const char* node, const char* description) {
-  GroupBuilder builder(group);
-  if (builder.Status() == 0) builder.Add(new Item(node, description));
-  return builder.Status();
+  return CreateGroup(group,
+                     [&](GroupBuilder& builder) { builder.Add(new Item(node, description)); });
 }

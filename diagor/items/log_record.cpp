@@ -46,12 +46,12 @@ std::string FileLine(const RunDescription& run, const char* item, const char* re
 }  // namespace
 
 void CResBitItem::LogResult(const char* message) {
-  TARQ::CResourceTree* const tree = TaskTree();
-  if (tree == nullptr) return;
+  const Trees trees;
+  if (trees.task == nullptr) return;
 
   AppendText(mMessage, message);
 
-  const RunDescription run = ReadDescription(tree);
+  const RunDescription run = ReadDescription(trees.task);
   const CText result = mValue.GetAscii();
   if (strcmp(run.format.GetAscii().AsChar(), "XML") == 0) {
     TARQ::CSyslogIntf log;

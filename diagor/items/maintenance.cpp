@@ -72,14 +72,14 @@ CResBitClearLog::CResBitClearLog(const TARQ::CResourcePath& path)
 }
 
 DWORD CResBitClearLog::SetImpl(TARQ::CResourceValue& value, bool& /*changed*/) {
-  TARQ::CResourceTree* const camera = CameraTree();
+  const Trees trees;
   if (!value.GetBool()) return 0;
-  if (camera == nullptr) return kNoResourceTree;
+  if (trees.camera == nullptr) return kNoResourceTree;
 
   TARQ::CResourceValue name("????????", 0);
   TARQ::CResourceValue serial("????????", 0);
-  OpenedResource(camera, "version.product.name").ReadInto(name);
-  OpenedResource(camera, "version.product.serial").ReadInto(serial);
+  OpenedResource(trees.camera, "version.product.name").ReadInto(name);
+  OpenedResource(trees.camera, "version.product.serial").ReadInto(serial);
   RestartBitLog(ReportHeader(name.GetAscii().AsChar(), serial.GetAscii().AsChar()));
   return 0;
 }
@@ -89,10 +89,10 @@ CResBitClearResult::CResBitClearResult(const TARQ::CResourcePath& path)
 
 DWORD CResBitClearResult::SetImpl(TARQ::CResourceValue& value, bool& /*changed*/) {
   if (!value.GetBool()) return 0;
-  TARQ::CResourceTree* const tree = TaskTree();
-  if (tree == nullptr) return kNoResourceTree;
+  const Trees trees;
+  if (trees.task == nullptr) return kNoResourceTree;
 
-  const OpenedResource items(tree, "test.items");
+  const OpenedResource items(trees.task, "test.items");
   if (items) {
     WalkValueNodes(*items.Get(), [](TARQ::CResource& node) {
       node.Set(TARQ::CResourceValue(kUntested, 0), 0, 0, nullptr);
@@ -107,11 +107,11 @@ CResBitErrCnt::CResBitErrCnt(const TARQ::CResourcePath& path)
 }
 
 DWORD CResBitErrCnt::GetImpl(TARQ::CResourceValue& value) {
-  TARQ::CResourceTree* const tree = TaskTree();
-  if (tree == nullptr) return kNoResourceTree;
+  const Trees trees;
+  if (trees.task == nullptr) return kNoResourceTree;
 
   DWORD count = 0;
-  const OpenedResource items(tree, "test.items");
+  const OpenedResource items(trees.task, "test.items");
   if (items) {
     WalkValueNodes(*items.Get(), [&count](TARQ::CResource& node) {
       TARQ::CResourceValue result("", 0);

@@ -4,23 +4,28 @@
 #include <string>
 
 #include "app/framework.h"
+#include "items/turn.h"
+
+constexpr char kUntested[] = "Untested";
+constexpr char kResultOK[] = "OK      ";
+constexpr char kResultTested[] = "Tested  ";
+
+// How a test without an error has ended: "OK", or "Tested" without a verdict.
+enum class Passed { OK, Tested };
 
 // What a test found: an error code, 0 for none, and the message about it.
 struct Finding {
   DWORD code = 0;
   std::string message;
+  Passed passed = Passed::OK;
 };
 
-// A row of a table of failures: one that has nothing to add to its text.
+// A failure that has nothing to add to its text.
 struct Failure {
   DWORD code;
   const char* message;
-  Finding Found() const { return {code, message}; }
+  operator Finding() const { return {code, message}; }  // NOLINT(google-explicit-constructor)
 };
-
-constexpr char kUntested[] = "Untested";
-constexpr char kResultOK[] = "OK      ";
-constexpr char kResultTested[] = "Tested  ";
 
 // Writing any text but "Untested" runs the test on the writing thread; the write returns when the
 // test has ended. The value is one of the result texts, always eight characters:
@@ -49,14 +54,28 @@ class CResBitItem : public TARQ::CServerResource {
   DWORD SetResultOK(const char* message);
   DWORD SetResultTested(const char* message);
   DWORD SetResultError(const char* message, DWORD code);
-  // OK without a code, else an error.
+  DWORD SetResultError(const Failure& failure) {
+    return SetResultError(failure.message, failure.code);
+  }
   DWORD SetResult(const Finding& finding);
+
+  // The whole of a test that shares a part of the camera with others: in its turn, from the emptied
+  // message to the record. test gives its Finding.
+  template <typename Test>
+  DWORD RunInTurn(TurnLock& turns, const Test& test) {
+    const Turn turn(turns);
+    EmptyMessage();
+    return SetResult(test());
+  }
 
   // The value alone, without a record.
   void StoreResult(const char* result);
-  // Appends the message to mMessage and writes one record: a line of the log file, or a record of
-  // the system log when test.description.format says "XML".
+  // Appends the message to mMessage and writes one record of the stored result: a line of the log
+  // file, or a record of the system log when test.description.format says "XML".
   void LogResult(const char* message);
+
+  // The two together, as one step to everybody else.
+  void Conclude(const char* result, const char* message);
 
   char mDescription[kDescriptionSize];
   char mMessage[kMessageSize];  // of the current run

@@ -4,6 +4,9 @@
 #include "items/driver_handle.h"
 #include "items/res_bit_item.h"
 
+// The bus of a row of a table.
+enum class Bus { First, Second };
+
 class CResBitItemI2C : public CResBitItem {
  public:
   // Opens "I2C2:" for the second bus, else "I2C1:". A missing driver shows in every transfer.

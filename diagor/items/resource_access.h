@@ -6,14 +6,32 @@
 // The attribute word of every node of the test tree but errcnt.
 constexpr DWORD kNodeAttributes = 0x80000000;
 
+// The two trees, which the framework keeps reachable while a local supervisor lives. Either may be
+// missing.
+class Trees {
+ private:
+  TARQ::CSupervisor mSupervisor;
+
+ public:
+  TARQ::CResourceTree* const camera = TARQ::CSupervisor::mpGlobalResourceTree;  // all tasks'
+  TARQ::CResourceTree* const task = TARQ::CSupervisor::mpLocalResourceTree;     // this task's own
+};
+
+enum class Tree { Camera, Task };
+
 // An opened resource, closed at the end of its scope. One that cannot be opened is empty, and
 // every access to it is skipped.
 class OpenedResource {
  public:
   OpenedResource() = default;
+  OpenedResource(Tree tree, const char* path) { Open(tree, path); }
+  // Of a tree that the caller has read and keeps reachable.
   OpenedResource(TARQ::CResourceTree* tree, const char* path) { Open(tree, path); }
   OpenedResource(const OpenedResource& parent, const char* child) { Open(parent, child); }
   // For one that is to be opened later than it is made.
+  void Open(Tree tree, const char* path) {
+    Open(tree == Tree::Camera ? mTrees.camera : mTrees.task, path);
+  }
   void Open(TARQ::CResourceTree* tree, const char* path) {
     Close();
     mStatus = tree == nullptr ? TARQ::kStatusNotFound
@@ -57,21 +75,12 @@ class OpenedResource {
     if (mStatus != 0) mResource = nullptr;
   }
 
+  Trees mTrees;  // reachable until the resource is closed
   TARQ::CResource* mResource = nullptr;
   DWORD mStatus = 0;
 };
 
-inline void WriteTo(TARQ::CResourceTree* tree, const char* path,
-                    const TARQ::CResourceValue& value) {
+template <typename TreeOrPointer>
+void WriteTo(TreeOrPointer tree, const char* path, const TARQ::CResourceValue& value) {
   OpenedResource(tree, path).Write(value);
-}
-
-// The trees as the supervisor gives them; either may be missing.
-inline TARQ::CResourceTree* CameraTree() {
-  const TARQ::CSupervisor supervisor;
-  return TARQ::CSupervisor::mpGlobalResourceTree;
-}
-inline TARQ::CResourceTree* TaskTree() {
-  const TARQ::CSupervisor supervisor;
-  return TARQ::CSupervisor::mpLocalResourceTree;
 }

@@ -1,12 +1,12 @@
-// Tests that share a part of the camera take turns at it: one at a time, whoever comes second
-// waits.
+// Tests that share a part of the camera take turns at it: one at a time, in the order in which they
+// came.
 #pragma once
 
 #include <windows.h>
 
-// The system's own lock, since it is held while a test waits for a person or a motor. Made by
-// whichever thread comes first, and there for the process' life: a test may still wait in it when
-// the process ends.
+// The system's critical sections promise no order, and an operator answers the dialogs in the order
+// in which their tests were asked for: who waits here stands in a queue. Made by whichever thread
+// comes first, and there for the process' life: a test may still wait in it when the process ends.
 class TurnLock {
  public:
   TurnLock() { InitializeCriticalSection(&mSection); }
@@ -15,13 +15,27 @@ class TurnLock {
 
  private:
   friend class Turn;
-  CRITICAL_SECTION mSection = {};
+  struct Waiting {
+    HANDLE event = nullptr;  // signalled when the turn has come
+    bool hasTurn = false;
+    Waiting* next = nullptr;
+  };
+  class Section;
+
+  void Take();
+  void Give();
+  bool HasTurn(const Waiting& waiting);
+
+  CRITICAL_SECTION mSection = {};  // of what follows; held for a moment, never across a wait
+  bool mIsTaken = false;
+  Waiting* mFirst = nullptr;
+  Waiting* mLast = nullptr;
 };
 
 class Turn {
  public:
-  explicit Turn(TurnLock& lock) : mLock(lock) { EnterCriticalSection(&mLock.mSection); }
-  ~Turn() { LeaveCriticalSection(&mLock.mSection); }
+  explicit Turn(TurnLock& lock) : mLock(lock) { mLock.Take(); }
+  ~Turn() { mLock.Give(); }
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
 

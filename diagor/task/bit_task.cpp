@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "items/files.h"
+#include "items/platform.h"
 #include "items/resource_access.h"
 #include "task/platform.h"
 
@@ -28,30 +29,28 @@ void CreateTemporaryDirectory() {
 }
 
 // A service technician leaves a marker file to have a test run unattended after the next start.
-void CheckMarkers() {
-  TARQ::CResourceTree* const tests = TaskTree();
-  TARQ::CResourceTree* const camera = CameraTree();
+void CheckMarkers(const Trees& trees) {
   if (CanBeRead("/FlashFS/system/bit/BitRunLCDTest")) {
-    WriteTo(tests, "test.items.lcd_i.bitmaps", TARQ::CResourceValue("", 0));
+    WriteTo(trees.task, "test.items.lcd_i.bitmaps", TARQ::CResourceValue("", 0));
   } else if (CanBeRead("/FlashFS/system/bit/BitRunViewTest")) {
-    WriteTo(tests, "test.items.viewFinder_i.bitmaps", TARQ::CResourceValue("", 0));
+    WriteTo(trees.task, "test.items.viewFinder_i.bitmaps", TARQ::CResourceValue("", 0));
   }
   if (CanBeRead("/FlashFS/system/bit/BitRunVCamTest")) {
     gTorchBlink = 1;
-    WriteTo(camera, ".image.services.channel.active", TARQ::CResourceValue("VISUAL", 0));
-    WriteTo(camera, ".image.services.channel.commit", TARQ::CResourceValue(true, 0));
+    WriteTo(trees.camera, ".image.services.channel.active", TARQ::CResourceValue("VISUAL", 0));
+    WriteTo(trees.camera, ".image.services.channel.commit", TARQ::CResourceValue(true, 0));
   }
 }
 
-void BlinkTorch() {
+void BlinkTorch(const Trees& trees) {
   ++gTorchBlink;
-  WriteTo(CameraTree(), ".system.vcam.torch", TARQ::CResourceValue(gTorchBlink % 2 == 1, 0));
+  WriteTo(trees.camera, ".system.vcam.torch", TARQ::CResourceValue(gTorchBlink % 2 == 1, 0));
 }
 
 // While the cooler test logs, each read of its item takes a temperature sample.
-void SampleCooler() {
+void SampleCooler(const Trees& trees) {
   TARQ::CResourceValue value(0, 0);
-  OpenedResource(TaskTree(), "test.items.cooler.cooler").ReadInto(value);
+  OpenedResource(trees.task, "test.items.cooler.cooler").ReadInto(value);
 }
 
 }  // namespace
@@ -68,7 +67,8 @@ DWORD CBitTask::Init(char* name, DWORD argument1, DWORD argument2, DWORD argumen
 }
 
 DWORD CBitTask::Run() {
-  WriteTo(CameraTree(), ".appl.journal.active", TARQ::CResourceValue(false, 0));
+  const Trees trees;
+  WriteTo(trees.camera, ".appl.journal.active", TARQ::CResourceValue(false, 0));
   CreateTemporaryDirectory();
 
   const HANDLE handles[] = {mpQueue->GetHandle(), GetStartStopEvent()};
@@ -76,34 +76,38 @@ DWORD CBitTask::Run() {
     const DWORD reason =
         WaitForMultipleObjects(static_cast<DWORD>(std::size(handles)), handles, FALSE, mTimeout);
     if (reason == WAIT_TIMEOUT) {
-      if (!HandleTimeout()) return 0;
+      if (!HandleTimeout(trees)) return 0;
       continue;
     }
     if (reason == WAIT_OBJECT_0 + 1 && StopReceived() == kTaskEnds) return 0;
-    // Also after a failed wait: what has arrived is handled, then the wait repeats.
+    // Also after a failed wait: what has arrived is handled, then the wait repeats. One that keeps
+    // failing must not take the processor from everybody else.
     DrainQueue();
+    if (reason >= WAIT_OBJECT_0 + std::size(handles)) Sleep(mTimeout);
   }
 }
 
 // False: the task body ends.
-bool CBitTask::HandleTimeout() {
+bool CBitTask::HandleTimeout(const Trees& trees) {
   if (gIdleTicks < kIdleTicksToMarkers) {
     ++gIdleTicks;
     if (gIdleTicks == kIdleTicksToMarkers) {
       // Without a tree of its own the task has nothing left to do.
-      if (TaskTree() == nullptr) return false;
-      CheckMarkers();
+      if (trees.task == nullptr) return false;
+      CheckMarkers(trees);
     }
   } else if (gTorchBlink != 0) {
-    BlinkTorch();
+    BlinkTorch(trees);
   }
-  if (mPlatform == kPlatformH) SampleCooler();
+  if (mPlatform == kPlatformH) SampleCooler(trees);
   return true;
 }
 
 void CBitTask::DrainQueue() {
-  alignas(DWORD) BYTE record[kRecordSize] = {};
-  while (mpQueue->Receive(record, 0, 0, kRecordSize) == 0) {
+  for (;;) {
+    // Emptied each time: a short record leaves the rest of the buffer as it was.
+    alignas(DWORD) BYTE record[kRecordSize] = {};
+    if (mpQueue->Receive(record, 0, 0, kRecordSize) != 0) return;
     DWORD kind = 0;
     memcpy(&kind, record, sizeof kind);
     if (kind == kSubscriptionRecord) {

@@ -3,6 +3,8 @@
 
 #include "app/framework.h"
 
+class Trees;
+
 class CBitTask : public TARQ::CTaskContainer {
  public:
   using CTaskContainer::Init;
@@ -14,7 +16,7 @@ class CBitTask : public TARQ::CTaskContainer {
   void SetPlatform(DWORD platform) { mPlatform = platform; }
 
  private:
-  bool HandleTimeout();
+  bool HandleTimeout(const Trees& trees);
   void DrainQueue();
 
   TARQ::CQueue* mpQueue = nullptr;  // owned

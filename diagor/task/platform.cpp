@@ -4,11 +4,10 @@
 #include <cwchar>
 
 #include "items/files.h"
+#include "items/platform.h"
 #include "items/resource_access.h"
 #include "items/status.h"
 #include "task/test_sets.h"
-
-bool gBfsInUse = false;
 
 namespace {
 
@@ -28,7 +27,7 @@ constexpr CodeRow kCodes[] = {
 
 // Two cameras share the code R: only the one that makes its own system image has all the optics.
 bool HasSystemImage() {
-  const OpenedResource systemImage(CameraTree(), "image.sysimg");
+  const OpenedResource systemImage(Tree::Camera, "image.sysimg");
   return static_cast<bool>(systemImage);
 }
 

@@ -1,31 +1,9 @@
-// Which camera this is: the numbers of the platforms, and the registry code that selects each.
+// Which camera this is, by the code in its registry.
 #pragma once
 
 #include <windows.h>
 
 class CBitTask;
-
-enum PlatformNumber : DWORD {
-  kPlatformN = 0,
-  kPlatformK = 1,
-  kPlatformR = 2,  // with a system image
-  kPlatformM = 3,
-  kPlatformV = 4,
-  kPlatformRRem = 5,  // R without a system image
-  kPlatformN7 = 6,
-  kPlatformH = 7,
-  kPlatformM7 = 8,
-  kPlatformKY = 9,
-  kPlatformR7 = 10,
-  kPlatformR8 = 11,
-  kPlatformM8 = 12,
-  kPlatformLQ = 13,
-  kPlatformV8 = 14,
-};
-
-// The camera runs from its second flash file system. Set while the platform is identified; the
-// keypad and the LCD test images depend on it.
-extern bool gBfsInUse;
 
 // Identifies the platform by the registry and runs its builder. The builder's status, or
 // kUnknownPlatform when the registry names none; standard error then says why.

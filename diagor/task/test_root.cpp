@@ -34,9 +34,9 @@ void AddDescription(TARQ::CServerResource& test) {
 
 // Both arguments are what every builder passes; the root is alike everywhere.
 DWORD BuildTestRoot(CBitTask* /*task*/, DWORD /*platform*/) {
-  TARQ::CResourceTree* const tree = TaskTree();
-  if (tree == nullptr) return kNoResourceTree;
-  auto* const root = dynamic_cast<TARQ::CServerResource*>(tree->GetRoot());
+  const Trees trees;
+  if (trees.task == nullptr) return kNoResourceTree;
+  auto* const root = dynamic_cast<TARQ::CServerResource*>(trees.task->GetRoot());
   if (root == nullptr) return kNoResourceTree;
 
   TARQ::CServerResource* const test = NewBranch("test");

@@ -30,123 +30,91 @@
 
 namespace {
 
-enum class Group {
-  Accel,
-  Aperture,
-  Battery,
-  Buttons,
-  Clock,
-  Compass,
-  Cooler,
-  Eeprom,
-  Filter,
-  Flash,
-  Focus,
-  Gps,
-  Irdm,
-  Laser,
-  Lcd,
-  LcdInteractive,
-  LcdMagnet,
-  Shutter,
-  Tempsens,
-  Torch,
-  TouchScreen,
-  Vddr,
-  ViewFinder,
-  ViewFinderInteractive,
-  Visual,
-};
-
 using GroupCreator = DWORD (*)(CBitTask* task, DWORD platform);
 
-template <bool viewFinder>
 DWORD CreateLcd(CBitTask* task, DWORD platform) {
-  return CreateLcdGroup(task, platform, viewFinder);
+  return CreateLcdGroup(task, platform, false);
 }
-template <bool viewFinder>
+DWORD CreateViewFinder(CBitTask* task, DWORD platform) {
+  return CreateLcdGroup(task, platform, true);
+}
 DWORD CreateLcdInteractive(CBitTask* task, DWORD platform) {
-  return CreateLcdInteractiveGroup(task, platform, viewFinder);
+  return CreateLcdInteractiveGroup(task, platform, false);
 }
-
-struct CreatorRow {
-  Group group;
-  GroupCreator creator;
-};
-constexpr CreatorRow kCreators[] = {
-    {Group::Accel, CreateAccelGroup},
-    {Group::Aperture, CreateApertureGroup},
-    {Group::Battery, CreateBatteryGroup},
-    {Group::Buttons, CreateButtonsGroup},
-    {Group::Clock, CreateClockGroup},
-    {Group::Compass, CreateCompassGroup},
-    {Group::Cooler, CreateCoolerGroup},
-    {Group::Eeprom, CreateEepromGroup},
-    {Group::Filter, CreateFilterGroup},
-    {Group::Flash, CreateFlashGroup},
-    {Group::Focus, CreateFocusGroup},
-    {Group::Gps, CreateGpsGroup},
-    {Group::Irdm, CreateIrdmGroup},
-    {Group::Laser, CreateLaserGroup},
-    {Group::Lcd, CreateLcd<false>},
-    {Group::LcdInteractive, CreateLcdInteractive<false>},
-    {Group::LcdMagnet, CreateLcdMagnetGroup},
-    {Group::Shutter, CreateShutterGroup},
-    {Group::Tempsens, CreateTempsensGroup},
-    {Group::Torch, CreateTorchGroup},
-    {Group::TouchScreen, CreateTouchScreenGroup},
-    {Group::Vddr, CreateVddrGroup},
-    {Group::ViewFinder, CreateLcd<true>},
-    {Group::ViewFinderInteractive, CreateLcdInteractive<true>},
-    {Group::Visual, CreateVisualGroup},
-};
+DWORD CreateViewFinderInteractive(CBitTask* task, DWORD platform) {
+  return CreateLcdInteractiveGroup(task, platform, true);
+}
 
 // The groups of each platform, in the order in which they are built.
-using enum Group;
-constexpr Group kK[] = {Eeprom,  Shutter, Focus, Tempsens, Lcd, LcdInteractive, Aperture, Filter,
-                        Buttons, Battery, Clock, Laser,    Gps, Visual};
-constexpr Group kR[] = {Eeprom,  Shutter, Focus, Tempsens, Lcd,         Aperture, Buttons,
-                        Battery, Clock,   Laser, Irdm,     TouchScreen, Flash};
-constexpr Group kM[] = {Eeprom, Shutter, Focus, Tempsens, Aperture, Clock};
-constexpr Group kV[] = {Eeprom, Shutter, Tempsens, Lcd, Buttons};
-constexpr Group kRRem[] = {Eeprom, Lcd, Buttons, Battery, Clock, Laser, TouchScreen};
-constexpr Group kN7[] = {Tempsens, TouchScreen, Lcd,   Eeprom, Shutter, Buttons, Visual,
-                         Irdm,     Focus,       Torch, Laser,  Clock,   Battery};
-constexpr Group kH[] = {Eeprom,
-                        Focus,
-                        Tempsens,
-                        Lcd,
-                        ViewFinder,
-                        LcdInteractive,
-                        ViewFinderInteractive,
-                        Filter,
-                        Buttons,
-                        Battery,
-                        Clock,
-                        Laser,
-                        Gps,
-                        Visual,
-                        LcdMagnet,
-                        Vddr,
-                        Cooler};
-constexpr Group kM7[] = {Eeprom, Shutter, Focus, Tempsens, Aperture, Clock, Irdm, Vddr};
-constexpr Group kKY[] = {Eeprom,     Shutter,        Focus,
-                         Tempsens,   Aperture,       Lcd,
-                         ViewFinder, LcdInteractive, ViewFinderInteractive,
-                         Clock,      Battery,        Vddr,
-                         Buttons,    TouchScreen,    Laser,
-                         Gps};
-constexpr Group kR7[] = {Eeprom, Shutter, Tempsens,    Lcd,   Buttons, Battery,
-                         Clock,  Laser,   TouchScreen, Flash, Vddr};
-constexpr Group kR8[] = {Eeprom, Shutter,     Focus, Tempsens, Lcd,      Buttons, Battery, Clock,
-                         Laser,  TouchScreen, Flash, Vddr,     Aperture, Accel,   Compass};
-constexpr Group kM8[] = {Eeprom, Shutter, Focus, Tempsens, Aperture, Clock};
-constexpr Group kLQ[] = {Eeprom, Shutter, Tempsens, Lcd, Buttons, Battery, Clock, Vddr};
-constexpr Group kV8[] = {Eeprom, Shutter, Tempsens, Buttons, Clock, Lcd};
+constexpr GroupCreator kK[] = {CreateEepromGroup,   CreateShutterGroup, CreateFocusGroup,
+                               CreateTempsensGroup, CreateLcd,          CreateLcdInteractive,
+                               CreateApertureGroup, CreateFilterGroup,  CreateButtonsGroup,
+                               CreateBatteryGroup,  CreateClockGroup,   CreateLaserGroup,
+                               CreateGpsGroup,      CreateVisualGroup};
+constexpr GroupCreator kR[] = {CreateEepromGroup,   CreateShutterGroup, CreateFocusGroup,
+                               CreateTempsensGroup, CreateLcd,          CreateApertureGroup,
+                               CreateButtonsGroup,  CreateBatteryGroup, CreateClockGroup,
+                               CreateLaserGroup,    CreateIrdmGroup,    CreateTouchScreenGroup,
+                               CreateFlashGroup};
+constexpr GroupCreator kM[] = {CreateEepromGroup,   CreateShutterGroup,  CreateFocusGroup,
+                               CreateTempsensGroup, CreateApertureGroup, CreateClockGroup};
+constexpr GroupCreator kV[] = {CreateEepromGroup, CreateShutterGroup, CreateTempsensGroup,
+                               CreateLcd, CreateButtonsGroup};
+constexpr GroupCreator kRRem[] = {CreateEepromGroup,     CreateLcd,        CreateButtonsGroup,
+                                  CreateBatteryGroup,    CreateClockGroup, CreateLaserGroup,
+                                  CreateTouchScreenGroup};
+constexpr GroupCreator kN7[] = {CreateTempsensGroup, CreateTouchScreenGroup, CreateLcd,
+                                CreateEepromGroup,   CreateShutterGroup,     CreateButtonsGroup,
+                                CreateVisualGroup,   CreateIrdmGroup,        CreateFocusGroup,
+                                CreateTorchGroup,    CreateLaserGroup,       CreateClockGroup,
+                                CreateBatteryGroup};
+constexpr GroupCreator kH[] = {CreateEepromGroup,
+                               CreateFocusGroup,
+                               CreateTempsensGroup,
+                               CreateLcd,
+                               CreateViewFinder,
+                               CreateLcdInteractive,
+                               CreateViewFinderInteractive,
+                               CreateFilterGroup,
+                               CreateButtonsGroup,
+                               CreateBatteryGroup,
+                               CreateClockGroup,
+                               CreateLaserGroup,
+                               CreateGpsGroup,
+                               CreateVisualGroup,
+                               CreateLcdMagnetGroup,
+                               CreateVddrGroup,
+                               CreateCoolerGroup};
+constexpr GroupCreator kM7[] = {CreateEepromGroup,   CreateShutterGroup,  CreateFocusGroup,
+                                CreateTempsensGroup, CreateApertureGroup, CreateClockGroup,
+                                CreateIrdmGroup,     CreateVddrGroup};
+constexpr GroupCreator kKY[] = {
+    CreateEepromGroup,   CreateShutterGroup,     CreateFocusGroup,
+    CreateTempsensGroup, CreateApertureGroup,    CreateLcd,
+    CreateViewFinder,    CreateLcdInteractive,   CreateViewFinderInteractive,
+    CreateClockGroup,    CreateBatteryGroup,     CreateVddrGroup,
+    CreateButtonsGroup,  CreateTouchScreenGroup, CreateLaserGroup,
+    CreateGpsGroup};
+constexpr GroupCreator kR7[] = {CreateEepromGroup, CreateShutterGroup, CreateTempsensGroup,
+                                CreateLcd,         CreateButtonsGroup, CreateBatteryGroup,
+                                CreateClockGroup,  CreateLaserGroup,   CreateTouchScreenGroup,
+                                CreateFlashGroup,  CreateVddrGroup};
+constexpr GroupCreator kR8[] = {CreateEepromGroup,      CreateShutterGroup, CreateFocusGroup,
+                                CreateTempsensGroup,    CreateLcd,          CreateButtonsGroup,
+                                CreateBatteryGroup,     CreateClockGroup,   CreateLaserGroup,
+                                CreateTouchScreenGroup, CreateFlashGroup,   CreateVddrGroup,
+                                CreateApertureGroup,    CreateAccelGroup,   CreateCompassGroup};
+constexpr GroupCreator kM8[] = {CreateEepromGroup,   CreateShutterGroup,  CreateFocusGroup,
+                                CreateTempsensGroup, CreateApertureGroup, CreateClockGroup};
+constexpr GroupCreator kLQ[] = {CreateEepromGroup, CreateShutterGroup, CreateTempsensGroup,
+                                CreateLcd,         CreateButtonsGroup, CreateBatteryGroup,
+                                CreateClockGroup,  CreateVddrGroup};
+constexpr GroupCreator kV8[] = {CreateEepromGroup,  CreateShutterGroup, CreateTempsensGroup,
+                                CreateButtonsGroup, CreateClockGroup,   CreateLcd};
 
 struct TestSet {
   PlatformNumber platform;
-  std::span<const Group> groups;
+  std::span<const GroupCreator> groups;
   bool reportsLastCreator;  // in the builder's status
 };
 constexpr TestSet kTestSets[] = {
@@ -160,11 +128,7 @@ constexpr TestSet kTestSets[] = {
 // Every platform builds each of its groups whatever became of the ones before.
 DWORD CreateGroups(CBitTask* task, const TestSet& set) {
   DWORD status = 0;
-  for (const Group group : set.groups) {
-    for (const CreatorRow& row : kCreators) {
-      if (row.group == group) status = row.creator(task, set.platform);
-    }
-  }
+  for (const GroupCreator create : set.groups) status = create(task, set.platform);
   return set.reportsLastCreator ? status : 0;
 }
 
@@ -185,8 +149,9 @@ DWORD BuildPlatformN(CBitTask* task) {
   const DWORD status = BuildTestRoot(task, kPlatformN);
   if (status != 0) return status;
 
-  if (TaskTree() == nullptr) return kNoResourceTree;
-  const OpenedResource opened(TaskTree(), "test.items");
+  const Trees trees;
+  if (trees.task == nullptr) return kNoResourceTree;
+  const OpenedResource opened(trees.task, "test.items");
   if (!opened) return opened.Status();
   auto* const items = dynamic_cast<TARQ::CServerResource*>(opened.Get());
   if (items == nullptr) return kNoResourceTree;

@@ -1,7 +1,9 @@
 // Which hardware groups each platform has, and the builders that make its test tree of them.
 #pragma once
 
-#include "task/platform.h"
+#include "items/platform.h"
+
+class CBitTask;
 
 // The builder of the platforms 1 to 14. The test root's status when that fails; else 0, or for
 // most platforms what the last group's creator returned.

@@ -102,6 +102,18 @@ TEST_F(ProgramTest, PortNumbersReadAsTheirRuleSays) {
   }
 }
 
+// Whoever reads along at a pipe sees a key that is none while its dialog is up: a program that is
+// killed then has said it.
+TEST_F(ProgramTest, UnknownKeysAreToldAtOnce) {
+  const auto process =
+      Serve("K", {{"DIAGOR_KNOBS", ".desk.operator.mode=none;.desk.clock.at=1 .desk.key=0x99"}});
+  client::CameraClient camera(mPort);
+  camera.Set("test.items.buttons.buttons", "run");
+  process->Signal(SIGKILL);
+  process->Wait();
+  EXPECT_EQ(process->Output(), "Unkown:0x99\n");
+}
+
 TEST_F(ProgramTest, PortInUseIsNamed) {
   const auto first = Serve("V");
   const auto second = Start({"-p", std::to_string(mPort)});

@@ -123,6 +123,31 @@ TEST(IdleTest, MessagesDelayTheMarkersAndAreNoTimeOuts) {
   EXPECT_EQ(camera.Get(kChannel), "VISUAL");
 }
 
+// A wait that fails is no time-out, takes no processor, and keeps nobody waiting for long.
+TEST(IdleTest, FailedWaitsDrainTheQueueAndAreNoTimeOuts) {
+  TestCamera camera("KY", "", {kVcamMarker});
+  Idle(camera, 5);
+  camera.Set(".desk.task.wait_fail", "0,10");
+  Idle(camera, 1);                        // the wait that was under way
+  camera.Set(".desk.task.ping", "4711");  // answered a second later: time has passed
+  Idle(camera, 9);
+  EXPECT_EQ(camera.Get(".desk.task.wait_fail"), "0,0");
+  Idle(camera, 13);
+  EXPECT_EQ(camera.Get(kChannel), "IR");
+  Idle(camera, 1);
+  EXPECT_EQ(camera.Get(kChannel), "VISUAL");
+}
+
+// What a short record does not bring is nothing, not the rest of the record before.
+TEST(QueueTest, AShortRecordLeavesNothingOfTheOneBefore) {
+  TestCamera camera("KY");
+  camera.Set(".desk.task.ping", "4711");
+  EXPECT_EQ(camera.Get(".desk.task.ping"), "4711");
+  camera.Set(".desk.task.send", "7");
+  Idle(camera, 0);
+  EXPECT_EQ(camera.Get(".desk.task.ping"), "0");
+}
+
 TEST(QueueTest, PingsAndSubscriptionsReachTheFrameworkAndOthersAreDropped) {
   TestCamera camera("KY");
   camera.Set(".desk.task.send", "3");

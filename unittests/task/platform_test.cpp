@@ -3,9 +3,9 @@
 
 #include <sstream>
 
+#include "items/platform.h"
 #include "support/test_camera.h"
 #include "tarq/node_access.h"
-#include "task/platform.h"
 #include "task/test_root.h"
 #include "tests/device/battery.h"
 #include "tests/device/clock.h"

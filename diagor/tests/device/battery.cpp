@@ -2,7 +2,7 @@
 
 #include "items/format.h"
 #include "items/group_builder.h"
-#include "task/platform.h"
+#include "items/platform.h"
 
 namespace {
 
@@ -13,8 +13,7 @@ constexpr BYTE kGaugeVoltage = 0x08;  // mV
 constexpr BYTE kGaugeCurrent = 0x14;  // mA, negative while discharging
 constexpr BYTE kGaugeCharge = 0x2C;   // percent
 
-constexpr char kNotDetected[] = "Battery not detected";
-constexpr DWORD kNotDetectedCode = 2;
+constexpr Failure kNotDetected = {2, "Battery not detected"};
 
 CResBitItem* NewBattery(DWORD platform) {
   switch (platform) {
@@ -31,15 +30,30 @@ CResBitItem* NewBattery(DWORD platform) {
   }
 }
 
+// By the driver's answer to a read of one byte.
+Finding Detected(DWORD error) {
+  if (error != 0) return kNotDetected;
+  return {0, "Battery detected"};
+}
+
 }  // namespace
 
 DWORD CResBitBattery::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   BYTE answer = 0;
-  if (Transfer(kBatteryAddress, &answer, sizeof answer, 0x00, 1) != 0) {
-    return SetResultError(kNotDetected, kNotDetectedCode);
-  }
-  return SetResultOK("Battery detected");
+  return SetResult(Detected(Transfer(kBatteryAddress, &answer, sizeof answer, 0x00, 1)));
+}
+
+DWORD CResBitBatteryR8::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  BYTE answer = 0;
+  return SetResult(Detected(Transfer(kBatteryAddress, &answer, sizeof answer, 0x00, 1)));
+}
+
+DWORD CResBitBatteryH::RunTest(const TARQ::CResourceValue& /*written*/) {
+  EmptyMessage();
+  BYTE answer = 0;
+  return SetResult(Detected(Transfer(kBatteryAddress, &answer, sizeof answer, 0x00, 1)));
 }
 
 bool CResBitBatteryFG::ReadGauge(BYTE gaugeRegister, std::int16_t& reading) {
@@ -56,15 +70,13 @@ DWORD CResBitBatteryFG::RunTest(const TARQ::CResourceValue& /*written*/) {
   std::int16_t charge = 0;
   if (!ReadGauge(kGaugeVoltage, voltage) || !ReadGauge(kGaugeCurrent, current) ||
       !ReadGauge(kGaugeCharge, charge)) {
-    return SetResultError(kNotDetected, kNotDetectedCode);
+    return SetResultError(kNotDetected);
   }
   return SetResultOK(
       FormatText("Fuel Gauge detected U=%d, I=%d, C=%d%%", voltage, current, charge).c_str());
 }
 
 DWORD CreateBatteryGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("battery");
-  if (group.Status() != 0) return group.Status();
-  group.Add(NewBattery(platform));
-  return 0;
+  return CreateGroup("battery",
+                     [platform](GroupBuilder& group) { group.Add(NewBattery(platform)); });
 }

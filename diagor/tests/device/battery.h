@@ -8,7 +8,7 @@
 
 class CBitTask;
 
-// A battery without a readable gauge: it is there when it acknowledges. The platforms keep classes
+// Batteries without a readable gauge: one is there when it acknowledges. The platforms have classes
 // of their own, so that a client can tell which battery a camera has.
 class CResBitBattery : public CResBitItemI2C {
  public:
@@ -16,14 +16,16 @@ class CResBitBattery : public CResBitItemI2C {
   DWORD RunTest(const TARQ::CResourceValue& written) override;
 };
 
-class CResBitBatteryR8 : public CResBitBattery {
+class CResBitBatteryR8 : public CResBitItemI2C {
  public:
-  using CResBitBattery::CResBitBattery;
+  using CResBitItemI2C::CResBitItemI2C;
+  DWORD RunTest(const TARQ::CResourceValue& written) override;
 };
 
-class CResBitBatteryH : public CResBitBattery {
+class CResBitBatteryH : public CResBitItemI2C {
  public:
-  using CResBitBattery::CResBitBattery;
+  using CResBitItemI2C::CResBitItemI2C;
+  DWORD RunTest(const TARQ::CResourceValue& written) override;
 };
 
 // A battery with a fuel gauge, whose readings go into the message.

@@ -3,7 +3,7 @@
 #include "items/driver_handle.h"
 #include "items/group_builder.h"
 #include "items/i2c_transfer.h"
-#include "task/platform.h"
+#include "items/platform.h"
 
 namespace {
 
@@ -17,10 +17,8 @@ constexpr DWORD kIoctlPmiRead = 0x224000;
 constexpr DWORD kPmiSecondsCounter = 20;
 constexpr DWORD kPmiReadFailed = 0x6401000A;
 
-constexpr char kNotDetected[] = "Clock not detected";
-constexpr DWORD kNotDetectedCode = 0x11;
-constexpr char kNotRunning[] = "Clock not running";
-constexpr DWORD kNotRunningCode = 0x12;
+constexpr Failure kNotDetected = {0x11, "Clock not detected"};
+constexpr Failure kNotRunning = {0x12, "Clock not running"};
 constexpr char kRunning[] = "Clock OK";
 
 // Exactly the slept seconds, or what a turned minute makes of them.
@@ -87,10 +85,10 @@ DWORD CResBitClock::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   int first = 0;
   int second = 0;
-  if (!ReadSeconds(first)) return SetResultError(kNotDetected, kNotDetectedCode);
+  if (!ReadSeconds(first)) return SetResultError(kNotDetected);
   Sleep(kObservation);
-  if (!ReadSeconds(second)) return SetResultError(kNotDetected, kNotDetectedCode);
-  if (!AdvancedAsSlept(first, second)) return SetResultError(kNotRunning, kNotRunningCode);
+  if (!ReadSeconds(second)) return SetResultError(kNotDetected);
+  if (!AdvancedAsSlept(first, second)) return SetResultError(kNotRunning);
   return SetResultOK(kRunning);
 }
 
@@ -99,15 +97,12 @@ DWORD CResBitClockH::RunTest(const TARQ::CResourceValue& /*written*/) {
   bool runs = false;
   {
     const DriverHandle driver(L"PMI1:");
-    if (!driver.IsOpen()) return SetResultError(kNotDetected, kNotDetectedCode);
+    if (!driver.IsOpen()) return SetResultError(kNotDetected);
     runs = CounterRuns(driver.Get());
   }
-  return runs ? SetResultOK(kRunning) : SetResultError(kNotRunning, kNotRunningCode);
+  return runs ? SetResultOK(kRunning) : SetResultError(kNotRunning);
 }
 
 DWORD CreateClockGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("clock");
-  if (group.Status() != 0) return group.Status();
-  group.Add(NewClock(platform));
-  return 0;
+  return CreateGroup("clock", [platform](GroupBuilder& group) { group.Add(NewClock(platform)); });
 }

@@ -10,39 +10,38 @@ struct DirectionSensor {
   const char* typeNode;
   Failure absent;
   Failure silent;
+  const char* tested;  // with its type
 };
 constexpr DirectionSensor kCompass = {"system.direction.compass.type",
                                       {0x130, "No Compass available"},
-                                      {0x132, "Compass not responding"}};
+                                      {0x132, "Compass not responding"},
+                                      "Compass %s tested"};
 constexpr DirectionSensor kAccel = {"system.direction.sensorAccel.type",
                                     {0x140, "No Accelerometer available"},
-                                    {0x142, "Accelerometer not responding"}};
+                                    {0x142, "Accelerometer not responding"},
+                                    "Accelerometer %s tested"};
 
-// The type text of a sensor that is there; a node that cannot be read counts as an empty one.
-Finding FindType(const DirectionSensor& sensor) {
-  const OpenedResource node(CameraTree(), sensor.typeNode);
-  if (!node) return sensor.absent.Found();
+// A node that cannot be read counts as an empty one.
+Finding AskType(const DirectionSensor& sensor) {
+  const OpenedResource node(Tree::Camera, sensor.typeNode);
+  if (!node) return sensor.absent;
   TARQ::CResourceValue type("", 0);
   node.ReadInto(type);
   const CText text = type.GetAsAscii(true);
-  if (text.IsEmpty()) return sensor.silent.Found();
-  return {0, text.AsChar()};
+  if (text.IsEmpty()) return sensor.silent;
+  return {0, FormatText(sensor.tested, text.AsChar()), Passed::Tested};
 }
 
 }  // namespace
 
 DWORD CResBitCompass::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  const Finding finding = FindType(kCompass);
-  if (finding.code != 0) return SetResult(finding);
-  return SetResultTested(FormatText("Compass %s tested", finding.message.c_str()).c_str());
+  return SetResult(AskType(kCompass));
 }
 
 DWORD CResBitAccel::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  const Finding finding = FindType(kAccel);
-  if (finding.code != 0) return SetResult(finding);
-  return SetResultTested(FormatText("Accelerometer %s tested", finding.message.c_str()).c_str());
+  return SetResult(AskType(kAccel));
 }
 
 DWORD CreateCompassGroup(CBitTask* /*task*/, DWORD /*platform*/) {

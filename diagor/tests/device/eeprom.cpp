@@ -5,12 +5,10 @@
 
 #include "items/format.h"
 #include "items/group_builder.h"
+#include "items/platform.h"
 #include "items/text.h"
-#include "task/platform.h"
 
 namespace {
-
-enum class Bus { First, Second };
 
 struct EepromRow {
   const char* text;  // what the item is called in messages and records
@@ -160,10 +158,9 @@ DWORD CResBitEEPromN::RunTest(const TARQ::CResourceValue& /*written*/) {
 }
 
 DWORD CreateEepromGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("eeprom");
-  if (group.Status() != 0) return group.Status();
-  for (const EepromRow& row : EepromsOf(platform)) {
-    group.Add(new CResBitEEPromItems(row.node, row.text, row.bus == Bus::Second, row.address));
-  }
-  return 0;
+  return CreateGroup("eeprom", [platform](GroupBuilder& group) {
+    for (const EepromRow& row : EepromsOf(platform)) {
+      group.Add(new CResBitEEPromItems(row.node, row.text, row.bus == Bus::Second, row.address));
+    }
+  });
 }

@@ -5,45 +5,38 @@
 
 namespace {
 
-constexpr DWORD kNotAvailable = 0xE0;
-constexpr DWORD kNotConnected = 0xE2;
+constexpr Failure kNotAvailable = {0xE0, "No GPS available"};
+constexpr Failure kNotConnected = {0xE2, "GPS not connected"};
 
-bool HasReceiver() {
-  const OpenedResource receiver(CameraTree(), "image.sysimg.gps");
-  return static_cast<bool>(receiver);
+Finding ReadConnection() {
+  const OpenedResource state(Tree::Camera, "power.states.gpsOK");
+  if (!state) return kNotAvailable;
+  TARQ::CResourceValue connected(false, 0);
+  state.ReadInto(connected);
+  if (!connected.GetBool()) return kNotConnected;
+  return {0, "GPS tested", Passed::Tested};
 }
 
-// 0 for a receiver that is connected. Its power is on meanwhile, and afterwards as it was.
-DWORD ReadConnection() {
-  const OpenedResource power(CameraTree(), "power.settings.gpsPower");
+// The receiver's power is on meanwhile, and afterwards as it was.
+Finding AskReceiver() {
+  if (!OpenedResource(Tree::Camera, "image.sysimg.gps")) return kNotAvailable;
+  const OpenedResource power(Tree::Camera, "power.settings.gpsPower");
   if (!power) return kNotAvailable;
   // A supply that cannot be read is never switched: nobody could put it back.
   TARQ::CResourceValue wasOn(true, 0);
   power.ReadInto(wasOn);
-  const bool switches = !wasOn.GetBool();
-  if (switches) power.Write(TARQ::CResourceValue(true, 0));
-
-  DWORD code = kNotAvailable;
-  {
-    const OpenedResource state(CameraTree(), "power.states.gpsOK");
-    if (state) {
-      TARQ::CResourceValue connected(false, 0);
-      state.ReadInto(connected);
-      code = connected.GetBool() ? 0 : kNotConnected;
-    }
-  }
-  if (switches) power.Write(TARQ::CResourceValue(false, 0));
-  return code;
+  if (wasOn.GetBool()) return ReadConnection();
+  power.Write(TARQ::CResourceValue(true, 0));
+  Finding finding = ReadConnection();
+  power.Write(TARQ::CResourceValue(false, 0));
+  return finding;
 }
 
 }  // namespace
 
 DWORD CResBitGps::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  const DWORD code = HasReceiver() ? ReadConnection() : kNotAvailable;
-  if (code == kNotAvailable) return SetResultError("No GPS available", code);
-  if (code == kNotConnected) return SetResultError("GPS not connected", code);
-  return SetResultTested("GPS tested");
+  return SetResult(AskReceiver());
 }
 
 DWORD CreateGpsGroup(CBitTask* /*task*/, DWORD /*platform*/) {

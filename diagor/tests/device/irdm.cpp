@@ -8,19 +8,25 @@ namespace {
 constexpr DWORD kIrdmFunction = 1;
 constexpr DWORD kSettling = 100;  // ms
 
+constexpr Failure kFailedInit = {0xB0, "Failed to init IRDM test"};
+constexpr Failure kNotDetected = {0xB1, "IRDM not detected"};
+
 }  // namespace
 
 CResBitIRDM::CResBitIRDM(const TARQ::CResourcePath& path, const char* description)
     : CResBitItem(path, description), mFvdHandle(L"FVD1:") {}
 
-DWORD CResBitIRDM::RunTest(const TARQ::CResourceValue& /*written*/) {
-  EmptyMessage();
+Finding CResBitIRDM::AskFrontEnd() {
   if (!mFvdHandle.IsOpen() || !SetFunctionRegister(mFvdHandle.Get(), kIrdmFunction)) {
-    return SetResultError("Failed to init IRDM test", 0xB0);
+    return kFailedInit;
   }
   Sleep(kSettling);
-  if (!RegistersAreClear(mFvdHandle.Get())) return SetResultError("IRDM not detected", 0xB1);
-  return SetResultOK("IRDM OK");
+  if (!RegistersAreClear(mFvdHandle.Get())) return kNotDetected;
+  return {0, "IRDM OK"};
+}
+
+DWORD CResBitIRDM::RunTest(const TARQ::CResourceValue& /*written*/) {
+  return RunInTurn(VideoFunctionTurns(), [this] { return AskFrontEnd(); });
 }
 
 DWORD CreateIrdmGroup(CBitTask* /*task*/, DWORD /*platform*/) {

@@ -13,6 +13,8 @@ class CResBitIRDM : public CResBitItem {
   DWORD RunTest(const TARQ::CResourceValue& written) override;
 
  private:
+  Finding AskFrontEnd();
+
   DriverHandle mFvdHandle;
 };
 

@@ -5,6 +5,9 @@
 
 namespace {
 
+constexpr Failure kFailedInit = {0x100, "Failed to init test"};
+constexpr Failure kNotDetected = {0x101, "LCD Magnet not detected"};
+
 constexpr int kReadings = 20;
 constexpr DWORD kReadingPause = 500;  // ms
 constexpr int kChangesNeeded = 5;
@@ -32,13 +35,12 @@ DWORD CResBitLCDMagnet::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   bool moved = false;
   {
-    const OpenedResource lcdOut(CameraTree(), ".power.states.lcdOut");
-    if (!lcdOut) return SetResultError("Failed to init test", 0x100);
+    const OpenedResource lcdOut(Tree::Camera, ".power.states.lcdOut");
+    if (!lcdOut) return SetResultError(kFailedInit);
     moved = SeesTheDisplayMove(lcdOut);
   }
   // The text is the filter test's too: the technicians' sheets know it so.
-  return moved ? SetResultTested("FILTER tested")
-               : SetResultError("LCD Magnet not detected", 0x101);
+  return moved ? SetResultTested("FILTER tested") : SetResultError(kNotDetected);
 }
 
 DWORD CreateLcdMagnetGroup(CBitTask* /*task*/, DWORD /*platform*/) {

@@ -5,9 +5,9 @@
 
 #include "items/format.h"
 #include "items/group_builder.h"
+#include "items/platform.h"
 #include "items/resource_access.h"
 #include "items/text.h"
-#include "task/platform.h"
 
 namespace {
 
@@ -19,13 +19,13 @@ constexpr DWORD kConverterPause = 300;  // ms, after each attempt
 
 constexpr DWORD kNotDetectedCode = 0x31;
 constexpr DWORD kOutOfRangeCode = 0x32;
+constexpr Failure kNotDetectedN = {kNotDetectedCode, "Tempsens not detected"};
 constexpr char kBothFailed[] = "E 0031  ";
 
 // A run's text in its fixed buffer: what is beyond its 99 characters is cut.
 using RunText = char[100];
 
-enum class Bus { First, Second };
-enum class Built { Always, WithVisualCamera, Dual };
+enum class Built { Always, WithVisualCamera };
 
 struct SensorRow {
   const char* node;
@@ -34,6 +34,7 @@ struct SensorRow {
   DWORD address;  // 8 bits
   Bus bus;
   Built built = Built::Always;
+  CResBitDualTempsensItems::Sensor second = {};  // beside it, where one of two suffices
 };
 
 constexpr SensorRow kK[] = {
@@ -60,7 +61,8 @@ constexpr SensorRow kH[] = {
     {"TSLens", "Tempsens Lens", 4, 0x92, Bus::Second},
 };
 constexpr SensorRow kM7AndKY[] = {
-    {"TSShutter", "Tempsens Shutter", 0, 0, Bus::Second, Built::Dual},
+    // A converter, and a 16-bit sensor.
+    {"TSShutter", "Tempsens Shutter", 11, 0x4C, Bus::Second, Built::Always, {6, 0x90}},
     {"TSLens", "Tempsens Lens", 9, 0x2A, Bus::Second},
     {"TSFront", "Tempsens Front", 10, 0x48, Bus::Second},
 };
@@ -69,10 +71,6 @@ constexpr SensorRow kLQ[] = {
     {"TSShutter", "Tempsens Shutter", 3, 0x90, Bus::First},
     {"TSBoard", "Tempsens Board", 4, 0x92, Bus::First},
 };
-
-// The shutter's two sensors of the dual item: a converter, and a 16-bit sensor beside it.
-constexpr CResBitDualTempsensItems::Sensor kDualFirst = {11, 0x4C};
-constexpr CResBitDualTempsensItems::Sensor kDualSecond = {6, 0x90};
 
 struct SensorSet {
   PlatformNumber platform;
@@ -104,15 +102,15 @@ std::span<const SensorRow> SensorsOf(DWORD platform) {
 // Only this model of the visual camera has a sensor of its own.
 bool HasSensingVisualCamera() {
   TARQ::CResourceValue model("", 0);
-  OpenedResource(CameraTree(), "system.vcam.model").ReadInto(model);
+  OpenedResource(Tree::Camera, "system.vcam.model").ReadInto(model);
   return strcmp(model.GetAscii().AsChar(), "MT9M111") == 0;
 }
 
 CResBitItem* NewItem(const SensorRow& row) {
   const bool secondBus = row.bus == Bus::Second;
-  if (row.built == Built::Dual) {
-    return new CResBitDualTempsensItems(row.node, row.description, kDualFirst, kDualSecond,
-                                        secondBus);
+  if (row.second.address != 0) {
+    return new CResBitDualTempsensItems(row.node, row.description, {row.kind, row.address},
+                                        row.second, secondBus);
   }
   return new CResBitTempsensItems(row.node, row.description, secondBus, row.kind, row.address);
 }
@@ -191,7 +189,7 @@ DWORD CResBitTempsensN::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   BYTE answer[kBlockBytes] = {};
   if (Transfer(kBlockAddress, answer, sizeof answer, 0x00, 1) != 0) {
-    return SetResultError("Tempsens not detected", kNotDetectedCode);
+    return SetResultError(kNotDetectedN);
   }
   RunText text = "";
   bool allPlausible = true;
@@ -205,11 +203,10 @@ DWORD CResBitTempsensN::RunTest(const TARQ::CResourceValue& /*written*/) {
 }
 
 DWORD CreateTempsensGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("tempsens");
-  if (group.Status() != 0) return group.Status();
-  const bool hasVisual = platform == kPlatformK && HasSensingVisualCamera();
-  for (const SensorRow& row : SensorsOf(platform)) {
-    if (row.built != Built::WithVisualCamera || hasVisual) group.Add(NewItem(row));
-  }
-  return 0;
+  return CreateGroup("tempsens", [platform](GroupBuilder& group) {
+    const bool hasVisual = platform == kPlatformK && HasSensingVisualCamera();
+    for (const SensorRow& row : SensorsOf(platform)) {
+      if (row.built != Built::WithVisualCamera || hasVisual) group.Add(NewItem(row));
+    }
+  });
 }

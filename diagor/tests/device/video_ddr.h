@@ -13,7 +13,12 @@ class CResBitVDDR : public CResBitItem {
   DWORD RunTest(const TARQ::CResourceValue& written) override;
 
  private:
-  DWORD TestBlock(DWORD address, DWORD* pattern, DWORD* readBack, bool& passed);
+  // One block of words, at the driver's address; each request has a data area of its own. 0, or 1
+  // when the area cannot be made or the driver fails.
+  DWORD WriteMemory(HANDLE fvd, DWORD address, DWORD words, const DWORD* source);
+  DWORD ReadMemory(HANDLE fvd, DWORD address, DWORD words, DWORD* destination);
+  Finding TestBlock(DWORD address, DWORD* pattern, DWORD* readBack);
+  Finding TestRanges();
 
   DWORD mPlatform;
   DriverHandle mFvdHandle;

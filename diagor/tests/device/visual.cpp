@@ -15,6 +15,10 @@ constexpr DWORD kSettling = 100;    // ms
 constexpr DWORD kActive = 1;
 
 constexpr DWORD kNoDriver = 0xF0;
+constexpr DWORD kNotResponding = 0xF1;
+constexpr Failure kFailedInit = {0xF0, "Failed to init visual test"};
+constexpr Failure kModeFailed = {0xB1, "Visual test mode failed"};
+constexpr Failure kNotActive = {0xF2, "Visual camera not active"};
 
 }  // namespace
 
@@ -36,15 +40,16 @@ bool CResBitVisualMode::Initialise() {
   return done;
 }
 
-DWORD CResBitVisualMode::RunTest(const TARQ::CResourceValue& /*written*/) {
-  EmptyMessage();
+Finding CResBitVisualMode::TakePicture() {
   const bool initialised = Initialise();
-  if (!mFvdHandle.IsOpen() || !initialised) {
-    return SetResultError("Failed to init visual test", 0xF0);
-  }
+  if (!mFvdHandle.IsOpen() || !initialised) return kFailedInit;
   Sleep(kSettling);
-  if (!RegistersAreClear(mFvdHandle.Get())) return SetResultError("Visual test mode failed", 0xB1);
-  return SetResultOK("Visual OK");
+  if (!RegistersAreClear(mFvdHandle.Get())) return kModeFailed;
+  return {0, "Visual OK"};
+}
+
+DWORD CResBitVisualMode::RunTest(const TARQ::CResourceValue& /*written*/) {
+  return RunInTurn(VideoFunctionTurns(), [this] { return TakePicture(); });
 }
 
 DWORD CResBitVisual::RunTest(const TARQ::CResourceValue& /*written*/) {
@@ -60,17 +65,16 @@ DWORD CResBitVisual::RunTest(const TARQ::CResourceValue& /*written*/) {
   }
   if (!answered) {
     return SetResultError(FormatText("Visual camera not responding, error: 0x%X", error).c_str(),
-                          0xF1);
+                          kNotResponding);
   }
-  if (state != kActive) return SetResultError("Visual camera not active", 0xF2);
+  if (state != kActive) return SetResultError(kNotActive);
   return SetResultTested("Visual camera tested");
 }
 
 DWORD CreateVisualGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("visual");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitVisual("detect", "Visual"));
-  group.Add(new CResBitVisualMode("draft", "Draft", 0));
-  group.Add(new CResBitVisualMode("still", "Still", 1));
-  return 0;
+  return CreateGroup("visual", [](GroupBuilder& group) {
+    group.Add(new CResBitVisual("detect", "Visual"));
+    group.Add(new CResBitVisualMode("draft", "Draft", 0));
+    group.Add(new CResBitVisualMode("still", "Still", 1));
+  });
 }

@@ -16,6 +16,7 @@ class CResBitVisualMode : public CResBitItem {
 
  private:
   bool Initialise();
+  Finding TakePicture();
 
   DriverHandle mFvdHandle;
   DriverHandle mCamHandle;

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "items/group_builder.h"
-#include "task/platform.h"
+#include "items/platform.h"
 #include "tests/interactive/key_dialogs.h"
 #include "tests/interactive/test_window.h"
 
@@ -33,96 +33,73 @@ constexpr ButtonTest kTestKy = {{119, KyDialogProc, true, 0}, kKeypadKy, 0x8A30F
 constexpr ButtonTest kTestKy090 = {{119, KyDialogProc, true, 0}, kKeypadKy, 0x8A30B50F};
 constexpr ButtonTest kTestV8 = {{126, KeyTestDialogProc<kKeypadV8>, false, 0}, kKeypadV8, 0x3E0F};
 
+constexpr Failure kFailedInit = {0x50, "Failed to init test"};
+constexpr DWORD kKeysMissing = 0x51;
+
 Finding RunButtonTest(const ButtonTest& test) {
   gPendingMask = test.mask;
   gLcdAnswer = kLcdGood;  // no question about an image is open
-  if (!RunOverTestWindow(test.dialog)) return {0x50, "Failed to init test"};
+  if (!RunOverTestWindow(test.dialog)) return kFailedInit;
   if (gPendingMask == 0) return {0, "Buttons OK"};
   std::string missing = "Keys missing: ";
   for (const KeyRow& key : test.keypad.keys) {
     if ((gPendingMask & key.bit) != 0) missing += key.name;
   }
-  return {0x51, missing};
+  return {kKeysMissing, missing};
 }
 
 }  // namespace
 
 DWORD CResBitButtonsN::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestN));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestN); });
 }
 
 DWORD CResBitButtonsV::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestV));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestV); });
 }
 
 DWORD CResBitButtonsK::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestK));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestK); });
 }
 
 DWORD CResBitButtonsH::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestH));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestH); });
 }
 
 DWORD CResBitButtonsKRem::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestKRem));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestKRem); });
 }
 
 DWORD CResBitButtonsR::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestR));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestR); });
 }
 
 DWORD CResBitButtonsR7::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestR7));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestR7); });
 }
 
 DWORD CResBitButtonsR7_BfsInUse::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestR7Bfs));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestR7Bfs); });
 }
 
 DWORD CResBitButtonsR8::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestR8));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestR8); });
 }
 
 DWORD CResBitButtonsLQ::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestLQ));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestLQ); });
 }
 
 DWORD CResBitButtonsKy::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestKy));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestKy); });
 }
 
 DWORD CResBitButtonsKy090::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestKy090));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestKy090); });
 }
 
 DWORD CResBitButtonsV8::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(RunButtonTest(kTestV8));
+  return RunInTurn(ScreenTurns(), [] { return RunButtonTest(kTestV8); });
 }
 
 namespace {
@@ -148,13 +125,12 @@ constexpr ClassRow kClasses[] = {
 }  // namespace
 
 DWORD CreateButtonsGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("buttons");
-  if (group.Status() != 0) return group.Status();
-  for (const ClassRow& row : kClasses) {
-    if (row.platform != platform) continue;
-    const bool hasOtherKeys = platform == kPlatformR7 && gBfsInUse;
-    group.Add(hasOtherKeys ? Make<CResBitButtonsR7_BfsInUse>() : row.make());
-  }
-  if (platform == kPlatformKY) group.Add(new CResBitButtonsKy090("buttons090", "Buttons090"));
-  return 0;
+  return CreateGroup("buttons", [platform](GroupBuilder& group) {
+    for (const ClassRow& row : kClasses) {
+      if (row.platform != platform) continue;
+      const bool hasOtherKeys = platform == kPlatformR7 && gBfsInUse;
+      group.Add(hasOtherKeys ? Make<CResBitButtonsR7_BfsInUse>() : row.make());
+    }
+    if (platform == kPlatformKY) group.Add(new CResBitButtonsKy090("buttons090", "Buttons090"));
+  });
 }

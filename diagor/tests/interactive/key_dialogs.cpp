@@ -64,7 +64,10 @@ INT_PTR Answer(HWND dialog, LONG answer) {
 INT_PTR HandleLcdKey(HWND dialog, WPARAM wParam) {
   const bool isAsked = gLcdAnswer == kLcdWaiting;
   const KeyRow* const key = MarkKey(dialog, kKeypadK, wParam);
-  if (key == nullptr) printf("Unkown:0x%X\n", static_cast<unsigned>(wParam));
+  if (key == nullptr) {
+    printf("Unkown:0x%X\n", static_cast<unsigned>(wParam));
+    fflush(stdout);  // whoever reads along sees it while the dialog is up
+  }
   if (isAsked && key != nullptr && key->bit == kFaultyBit) return Answer(dialog, kLcdFaulty);
   if (isAsked && key != nullptr && key->bit == kGoodBit) return Answer(dialog, kLcdGood);
   return EndIfComplete(dialog);

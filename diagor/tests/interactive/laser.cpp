@@ -17,13 +17,16 @@ constexpr UINT kLaserTimeout = 20000;  // ms
 constexpr std::uintptr_t kPollTimer = 2;
 constexpr UINT kPollPeriod = 50;  // ms
 
+constexpr Failure kFailedInit = {0x40, "Failed to init test"};
+constexpr Failure kNotDetected = {0x41, "Laser not detected"};
+
 constexpr INT_PTR kSeen = 0;
 constexpr INT_PTR kNotSeen = 1;
 
 // What cannot be read is not seen.
 bool LaserIsOn() {
   TARQ::CResourceValue value(false, 0);
-  OpenedResource(CameraTree(), "power.states.laser").ReadInto(value);
+  OpenedResource(Tree::Camera, "power.states.laser").ReadInto(value);
   return value.GetBool();
 }
 
@@ -57,19 +60,17 @@ INT_PTR WINAPI LaserDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM 
 }
 
 Finding WatchLaser() {
-  WriteTo(CameraTree(), "power.settings.laserEnable", TARQ::CResourceValue(true, 0));
+  WriteTo(Tree::Camera, "power.settings.laserEnable", TARQ::CResourceValue(true, 0));
   const auto result = RunOverTestWindow({kDialog, LaserDialogProc, true, 0});
-  if (!result) return {0x40, "Failed to init test"};
-  if (*result != kSeen) return {0x41, "Laser not detected"};
+  if (!result) return kFailedInit;
+  if (*result != kSeen) return kNotDetected;
   return {0, "Laser OK"};
 }
 
 }  // namespace
 
 DWORD CResBitLaser::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(WatchLaser());
+  return RunInTurn(ScreenTurns(), WatchLaser);
 }
 
 DWORD CreateLaserGroup(CBitTask* /*task*/, DWORD /*platform*/) {

@@ -7,8 +7,8 @@
 
 #include "items/format.h"
 #include "items/group_builder.h"
+#include "items/platform.h"
 #include "items/resource_access.h"
-#include "task/platform.h"
 #include "tests/interactive/image_list.h"
 #include "tests/interactive/key_dialogs.h"
 #include "tests/interactive/test_window.h"
@@ -31,14 +31,15 @@ constexpr WORD kQuestionDialog = 114;
 constexpr WORD kGoodDialog = 115;
 constexpr WORD kFaultyDialog = 116;
 
-constexpr DWORD kNotShown = 0x60;
+constexpr Failure kFailedInit = {0x60, "Failed to init test"};
+constexpr Failure kNoImages = {0x60, "No test images found"};
 constexpr DWORD kFaultyCode = 0xF2;
 
 void Write(const char* path, bool value) {
-  WriteTo(CameraTree(), path, TARQ::CResourceValue(value, 0));
+  WriteTo(Tree::Camera, path, TARQ::CResourceValue(value, 0));
 }
 void Write(const char* path, const char* value) {
-  WriteTo(CameraTree(), path, TARQ::CResourceValue(value, 0));
+  WriteTo(Tree::Camera, path, TARQ::CResourceValue(value, 0));
 }
 
 void SelectDisplay(bool viewFinder) {
@@ -58,7 +59,7 @@ std::wstring PathOf(const char* folder, const std::wstring& name) {
 // Shows one picture of the camera's own after the other.
 class Recall {
  public:
-  Recall() : mRecall(CameraTree(), kRecall) {}
+  Recall() : mRecall(Tree::Camera, kRecall) {}
   explicit operator bool() const { return static_cast<bool>(mRecall); }
   void Show(const std::wstring& picture) {
     mRecall.Write(TARQ::CResourceValue(picture.c_str(), 0));
@@ -150,20 +151,19 @@ void AskAboutImages(const std::vector<std::wstring>& images, const char* folder,
 
 Finding AskOperator(const char* folder, const Camera& camera) {
   const std::vector<std::wstring> images = ListImages(folder);
-  if (images.empty()) return {kNotShown, "No test images found"};
-  if (CreateTestWindow(true) == 0) return {kNotShown, "Failed to init test"};
+  if (images.empty()) return kNoImages;
+  if (CreateTestWindow(true) == 0) return kFailedInit;
   RunWindows windows;
   windows.TakeNewest();
   AskAboutImages(images, folder, camera, windows);
   // An answer to the last image may still come here.
   RunTestDialog(gLcdAnswer == kLcdGood ? kGoodDialog : kFaultyDialog, LcdKeyDialogProc);
-  if (gLcdAnswer != kLcdFaulty) return {};
-  return {kFaultyCode, camera.viewFinder ? "ViewFinder Failed (interactive test)"
-                                         : "LCD Failed (interactive test)"};
-}
-
-const char* TestedText(bool viewFinder) {
-  return viewFinder ? "ViewFinder tested (interactive)" : "LCD tested (interactive)";
+  if (gLcdAnswer == kLcdFaulty) {
+    return {kFaultyCode, camera.viewFinder ? "ViewFinder Failed (interactive test)"
+                                           : "LCD Failed (interactive test)"};
+  }
+  return {0, camera.viewFinder ? "ViewFinder tested (interactive)" : "LCD tested (interactive)",
+          Passed::Tested};
 }
 
 }  // namespace
@@ -205,28 +205,27 @@ void CResBitLCD::ShowBitmaps() {
 }
 
 DWORD CResBitLCD::RunInteractively(bool viewFinder, bool isKy) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  ChooseImageFolder();
-  const Camera camera = {viewFinder, isKy};
-  camera.Prepare();
-  const Finding finding = AskOperator(mImageFolder, camera);
-  camera.Restore();
-  return finding.code == 0 ? SetResultTested(TestedText(viewFinder)) : SetResult(finding);
+  return RunInTurn(ScreenTurns(), [&] {
+    ChooseImageFolder();
+    const Camera camera = {viewFinder, isKy};
+    camera.Prepare();
+    Finding finding = AskOperator(mImageFolder, camera);
+    camera.Restore();
+    return finding;
+  });
 }
 
 DWORD CResBitLCD::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  bool shown = true;
-  SelectDisplay(mViewFinder);
-  ChooseImageFolder();
-  if (mMode == kLcdBitmaps) {
-    ShowBitmaps();
-  } else {
-    shown = ShowRecalled();
-  }
-  return shown ? SetResultTested("LCD tested") : SetResultError("Failed to init test", kNotShown);
+  return RunInTurn(ScreenTurns(), [this]() -> Finding {
+    SelectDisplay(mViewFinder);
+    ChooseImageFolder();
+    if (mMode == kLcdBitmaps) {
+      ShowBitmaps();
+    } else if (!ShowRecalled()) {
+      return kFailedInit;
+    }
+    return {0, "LCD tested", Passed::Tested};
+  });
 }
 
 CResBitLCD_I::CResBitLCD_I(const TARQ::CResourcePath& path, const char* description, LONG platform,
@@ -249,14 +248,9 @@ DWORD CResBitLCD_I_Ky::RunTest(const TARQ::CResourceValue& /*written*/) {
 
 namespace {
 
-struct LcdRow {
-  const char* node;
-  const char* description;
-  LcdMode mode;
-};
-constexpr LcdRow kItems[] = {{"images", "LCD JPG images", kLcdImages},
-                             {"testpattern", "LCD Testpattern", kLcdPatterns},
-                             {"bitmaps", "LCD Bitmaps", kLcdBitmaps}};
+constexpr ItemRow<LcdMode> kItems[] = {{"images", "LCD JPG images", kLcdImages},
+                                       {"testpattern", "LCD Testpattern", kLcdPatterns},
+                                       {"bitmaps", "LCD Bitmaps", kLcdBitmaps}};
 
 // Cameras whose image service recalls no pictures show bitmaps alone.
 bool Recalls(DWORD platform) {
@@ -266,24 +260,21 @@ bool Recalls(DWORD platform) {
 }  // namespace
 
 DWORD CreateLcdGroup(CBitTask* /*task*/, DWORD platform, bool viewFinder) {
-  GroupBuilder group(viewFinder ? "viewFinder" : "lcd");
-  if (group.Status() != 0) return group.Status();
-  for (const LcdRow& row : kItems) {
-    if (row.mode != kLcdBitmaps && !Recalls(platform)) continue;
-    group.Add(new CResBitLCD(row.node, row.description, static_cast<LONG>(platform), row.mode,
-                             viewFinder));
-  }
-  return 0;
+  return CreateGroup(viewFinder ? "viewFinder" : "lcd", [&](GroupBuilder& group) {
+    for (const auto& [node, description, mode] : kItems) {
+      if (mode != kLcdBitmaps && !Recalls(platform)) continue;
+      group.Add(new CResBitLCD(node, description, static_cast<LONG>(platform), mode, viewFinder));
+    }
+  });
 }
 
 DWORD CreateLcdInteractiveGroup(CBitTask* /*task*/, DWORD platform, bool viewFinder) {
-  GroupBuilder group(viewFinder ? "viewFinder_i" : "lcd_i");
-  if (group.Status() != 0) return group.Status();
-  const LONG number = static_cast<LONG>(platform);
-  if (platform == kPlatformKY) {
-    group.Add(new CResBitLCD_I_Ky("bitmaps", "LCD BitMaps", number, viewFinder));
-  } else if (platform != kPlatformRRem) {
-    group.Add(new CResBitLCD_I("bitmaps", "LCD BitMaps", number, viewFinder));
-  }
-  return 0;
+  return CreateGroup(viewFinder ? "viewFinder_i" : "lcd_i", [&](GroupBuilder& group) {
+    const LONG number = static_cast<LONG>(platform);
+    if (platform == kPlatformKY) {
+      group.Add(new CResBitLCD_I_Ky("bitmaps", "LCD BitMaps", number, viewFinder));
+    } else if (platform != kPlatformRRem) {
+      group.Add(new CResBitLCD_I("bitmaps", "LCD BitMaps", number, viewFinder));
+    }
+  });
 }

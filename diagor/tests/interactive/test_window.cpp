@@ -17,15 +17,10 @@ constexpr COLORREF kDarkRed = RGB(128, 0, 0);
 constexpr int kConversionSize = 512;  // bytes
 char gConversion[kConversionSize] = "";
 
-TurnLock& ScreenTurns() {
-  static TurnLock lock;
-  return lock;
-}
-
 // Freezes the camera's image, or shows it live again. Nodes that cannot be opened are skipped.
 DWORD SetImageFreeze(bool freeze) {
   const char* const node = freeze ? ".image.state.freeze.set" : ".image.state.live.set";
-  WriteTo(CameraTree(), node, TARQ::CResourceValue(true, 0));
+  WriteTo(Tree::Camera, node, TARQ::CResourceValue(true, 0));
   return 0;
 }
 
@@ -93,7 +88,10 @@ bool DrawPicture(const wchar_t* path, const RECT& window, DWORD holdTime) {
 
 }  // namespace
 
-InteractiveTurn::InteractiveTurn() : mTurn(ScreenTurns()) {}
+TurnLock& ScreenTurns() {
+  static TurnLock lock;
+  return lock;
+}
 
 int CreateTestWindow(bool redBackground) {
   WNDCLASSW windowClass = {};

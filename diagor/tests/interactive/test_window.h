@@ -18,13 +18,7 @@ constexpr LONG kLcdFaulty = -1;
 // One interactive test at a time: they share the screen, the keys and the variables above, and each
 // waits for a person. Held for the whole run, record included: an item may be run by a client and
 // by a marker file at once.
-class InteractiveTurn {
- public:
-  InteractiveTurn();
-
- private:
-  Turn mTurn;
-};
+TurnLock& ScreenTurns();
 
 // 1 created, 0 failed. A class left registered from an earlier window keeps its background.
 int CreateTestWindow(bool redBackground);

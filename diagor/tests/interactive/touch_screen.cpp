@@ -2,7 +2,7 @@
 
 #include "items/format.h"
 #include "items/group_builder.h"
-#include "task/platform.h"
+#include "items/platform.h"
 #include "tests/interactive/dialog_frame.h"
 #include "tests/interactive/test_window.h"
 
@@ -17,6 +17,9 @@ constexpr WORD kTallDialog = 109;
 constexpr WORD kLargeDialog = 120;  // with a larger font
 
 constexpr UINT kTouchTimeout = 60000;  // ms
+
+constexpr Failure kFailedInit = {0xC0, "Failed to init test"};
+constexpr DWORD kTargetsMissing = 0x51;
 
 constexpr DWORD BitOf(int target) {
   return DWORD{1} << target;
@@ -45,15 +48,13 @@ WORD DialogOf(LONG platform) {
 
 Finding TouchTargets(WORD dialog) {
   gPendingMask = kAllTargets;
-  if (!RunOverTestWindow({dialog, TouchDialogProc, true, kLookTime})) {
-    return {0xC0, "Failed to init test"};
-  }
+  if (!RunOverTestWindow({dialog, TouchDialogProc, true, kLookTime})) return kFailedInit;
   if (gPendingMask == 0) return {0, "Segments OK"};
   std::string missing = "Segments missing: ";
   for (int target = 0; target < kTargets; ++target) {
     if ((gPendingMask & BitOf(target)) != 0) missing += FormatText("%d, ", target + 1);
   }
-  return {0x51, missing};
+  return {kTargetsMissing, missing};
 }
 
 }  // namespace
@@ -63,14 +64,11 @@ CResBitTouchScreen::CResBitTouchScreen(const TARQ::CResourcePath& path, const ch
     : CResBitItem(path, description), mPlatform(platform) {}
 
 DWORD CResBitTouchScreen::RunTest(const TARQ::CResourceValue& /*written*/) {
-  const InteractiveTurn turn;
-  EmptyMessage();
-  return SetResult(TouchTargets(DialogOf(mPlatform)));
+  return RunInTurn(ScreenTurns(), [this] { return TouchTargets(DialogOf(mPlatform)); });
 }
 
 DWORD CreateTouchScreenGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("touchscreen");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitTouchScreen("touchscreen", "Touch Screen", static_cast<LONG>(platform)));
-  return 0;
+  return CreateGroup("touchscreen", [platform](GroupBuilder& group) {
+    group.Add(new CResBitTouchScreen("touchscreen", "Touch Screen", static_cast<LONG>(platform)));
+  });
 }

@@ -1,8 +1,8 @@
 #include "tests/optics/aperture.h"
 
 #include "items/group_builder.h"
+#include "items/platform.h"
 #include "items/text.h"
-#include "task/platform.h"
 
 namespace {
 
@@ -23,7 +23,10 @@ constexpr ImagedFlag kImaged = {kUnsensed,
                                  0x84,
                                  "Aperture stucked, diff:%d",
                                  0x85,
-                                 "Aperture locked, diff: %d"}};
+                                 "Aperture locked, diff: %d"},
+                                true,
+                                Passed::OK,
+                                kTested};
 
 }  // namespace
 
@@ -51,14 +54,22 @@ DWORD CResBitAperture::RunTest(const TARQ::CResourceValue& /*written*/) {
   return moved ? SetResultTested(kTested) : SetResult(finding);
 }
 
+CResBitApertureR8::CResBitApertureR8(const TARQ::CResourcePath& path, const char* description,
+                                     LONG mode)
+    : CResBitItemI2C(path, description, false), mTestName(), mMode(mode), mFvdHandle(L"FVD1:") {
+  CopyText(mTestName, description);
+}
+
+DWORD CResBitApertureR8::MeasureCorners(CornerValues& values, WORD width, WORD height) {
+  return MeasureFvdCorners(mFvdHandle.Get(), values, width, height);
+}
+
 DWORD CResBitApertureR8::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  // Here the compensation rests from the very beginning.
-  std::optional<TcompPause> pause(std::in_place);
-  const Finding finding = RunImagedFlag(kImaged, pause);
-  pause.reset();
-  const bool judged = finding.code == 0 && mMode == kFlagFull;
-  return judged ? SetResultTested(kTested) : SetResult(finding);
+  return SetResult(RunImagedFlag(kImaged, {*this, mMode, mTestName, mFvdHandle.IsOpen()},
+                                 [this](CornerValues& values, WORD width, WORD height) {
+                                   return MeasureCorners(values, width, height);
+                                 }));
 }
 
 namespace {
@@ -77,8 +88,7 @@ TARQ::CServerResource* MakeItem(const FlagItemRow& row, DWORD platform) {
 }  // namespace
 
 DWORD CreateApertureGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("aperture");
-  if (group.Status() != 0) return group.Status();
-  for (const FlagItemRow& row : kItems) group.Add(MakeItem(row, platform));
-  return 0;
+  return CreateGroup("aperture", [platform](GroupBuilder& group) {
+    for (const FlagItemRow& row : kItems) group.Add(MakeItem(row, platform));
+  });
 }

@@ -2,6 +2,7 @@
 // Needs image.flow.aperture.position; by class its truePosition, or "FVD1:".
 #pragma once
 
+#include "items/res_bit_item_i2c.h"
 #include "tests/optics/flag.h"
 
 class CBitTask;
@@ -29,10 +30,18 @@ class CResBitAperture : public CResBitItem {
 };
 
 // An aperture that the image judges; platform R8.
-class CResBitApertureR8 : public CResBitImagedFlag {
+class CResBitApertureR8 : public CResBitItemI2C {
  public:
-  using CResBitImagedFlag::CResBitImagedFlag;
+  CResBitApertureR8(const TARQ::CResourcePath& path, const char* description, LONG mode);
   DWORD RunTest(const TARQ::CResourceValue& written) override;
+
+ private:
+  // 0, or the driver's error; the values are unchanged then.
+  DWORD MeasureCorners(CornerValues& values, WORD width, WORD height);
+
+  char mTestName[kDescriptionSize];
+  LONG mMode;
+  DriverHandle mFvdHandle;
 };
 
 DWORD CreateApertureGroup(CBitTask* task, DWORD platform);

@@ -8,6 +8,7 @@
 #include <new>
 #include <numeric>
 #include <utility>
+#include <vector>
 
 #include "items/files.h"
 #include "items/format.h"
@@ -48,7 +49,7 @@ void WriteText(const OpenedResource& node, const std::string& text) {
 }
 
 void ClearCommand() {
-  WriteText(OpenedResource(TaskTree(), kCommand), "");
+  WriteText(OpenedResource(Tree::Task, kCommand), "");
 }
 
 std::string TimeStamp(const LocalTime& time) {
@@ -56,11 +57,19 @@ std::string TimeStamp(const LocalTime& time) {
                     time.minute, time.second);
 }
 
-bool WriteResults(const char* mode, const std::string& text) {
+// How many of the lines found room, whole and in their order.
+int WriteResults(const char* mode, const std::vector<std::string>& lines) {
   FILE* const file = fopen(kResultsFile, mode);
-  if (file == nullptr) return false;
-  const bool written = fwrite(text.data(), 1, text.size(), file) == text.size();
-  return fclose(file) == 0 && written;
+  if (file == nullptr) return 0;
+  // Unbuffered: each line is known to be there before the next one.
+  setvbuf(file, nullptr, _IONBF, 0);
+  int written = 0;
+  for (const std::string& line : lines) {
+    if (fwrite(line.data(), 1, line.size(), file) != line.size()) break;
+    ++written;
+  }
+  fclose(file);
+  return written;
 }
 
 }  // namespace
@@ -99,14 +108,14 @@ DWORD CResBitCooler::RunTest(const TARQ::CResourceValue& /*written*/) {
 
 // False: an input is missing, and the step changes nothing.
 bool CResBitCooler::ReadInputs(Step& step) {
-  step.group.Open(TaskTree(), kGroup);
+  step.group.Open(Tree::Task, kGroup);
   step.stateNode.Open(step.group, "state");
   TARQ::CResourceValue state("", 0);
   if (!step.stateNode.ReadInto(state) || state.GetAscii().IsEmpty()) return false;
   mState = state.GetAscii();
   step.newState = mState.AsChar();
 
-  step.cooler.Open(CameraTree(), "system.cooler");
+  step.cooler.Open(Tree::Camera, "system.cooler");
   const OpenedResource temperature(step.cooler, "temperature");
   TARQ::CResourceValue value(0, 0);
   if (!temperature.ReadInto(value)) return false;
@@ -115,7 +124,7 @@ bool CResBitCooler::ReadInputs(Step& step) {
   if (!step.activeNode.ReadInto(value)) return false;
   step.active = value.GetBool();
 
-  const OpenedResource command(TaskTree(), kCommand);
+  const OpenedResource command(Tree::Task, kCommand);
   const OpenedResource coolerState(step.cooler, "state");
   if (!command || !coolerState.ReadInto(value)) return false;
   step.coolerState = value.GetInt();
@@ -127,7 +136,7 @@ void CResBitCooler::ActFirst(Step& step) {
   if (step.command == "abort") {
     step.newState = kAborted;
   } else if (step.command == "clearLog") {
-    WriteResults("w", kFileHeader);
+    WriteResults("w", {kFileHeader});
     ClearCommand();
     step.newState = kIdle;
   } else if (step.command == "coolDown" || step.command == "full") {
@@ -205,18 +214,20 @@ void CResBitCooler::PublishLog(const Step& step) {
 }
 
 void CResBitCooler::Save(Step& step) {
-  const std::string tester = ReadText(OpenedResource(TaskTree(), "test.description.tester"));
-  if (!CanBeRead(kResultsFile)) WriteResults("w", kFileHeader);
-  std::string lines;
+  const std::string tester = ReadText(OpenedResource(Tree::Task, "test.description.tester"));
+  if (!CanBeRead(kResultsFile)) WriteResults("w", {kFileHeader});
+  std::vector<std::string> lines;
   const std::string logResult = ReadText(OpenedResource(step.group, "logResult"));
   if (!logResult.empty()) {
-    lines += FormatText("Cooler log result:%s. Tested by %s\n", logResult.c_str(), tester.c_str());
+    lines.push_back(
+        FormatText("Cooler log result:%s. Tested by %s\n", logResult.c_str(), tester.c_str()));
   }
   const std::string coolDown = ReadText(OpenedResource(step.group, "coolDownResult"));
   if (!coolDown.empty()) {
-    lines += FormatText("Cool down result:%s. Tested by %s\n", coolDown.c_str(), tester.c_str());
+    lines.push_back(
+        FormatText("Cool down result:%s. Tested by %s\n", coolDown.c_str(), tester.c_str()));
   }
-  const bool saved = WriteResults("a", lines) && !lines.empty();
+  const bool saved = WriteResults("a", lines) > 0;
   ClearCommand();
   SetResultTested(saved ? "Tested" : "Unknown error");
 }
@@ -258,13 +269,14 @@ void CResBitCooler::TakeSample() {
     number = mLogNumber;
     if (--mLogCountdown <= 0) mLogging = false;  // this one is still taken
   }
-  const OpenedResource temperature(CameraTree(), "system.cooler.temperature");
+  const OpenedResource temperature(Tree::Camera, "system.cooler.temperature");
   TARQ::CResourceValue value(0, 0);
   const bool isRead = temperature.ReadInto(value);
   const std::lock_guard lock(mLogLock);
   if (mLogNumber != number) return;  // a step came meanwhile: the sample is of no log any more
-  // A log without a temperature, or without room to grow, keeps what it has and ends.
-  if (!isRead || !Append(value.GetInt())) mLogging = false;
+  // A temperature that cannot be read is no sample; the next one may be. Without the node, or
+  // without room to grow, the log keeps what it has and ends.
+  if (!temperature || (isRead && !Append(value.GetInt()))) mLogging = false;
 }
 
 // Under the lock. False: there is no memory for it.
@@ -283,19 +295,23 @@ bool CResBitCooler::Append(LONG sample) {
   return true;
 }
 
+namespace {
+
+struct TextRow {
+  const char* node;
+  const char* text;
+};
+constexpr TextRow kTexts[] = {
+    {"command", ""}, {"coolDownResult", ""}, {"logResult", ""}, {"state", kIdle}};
+
+}  // namespace
+
 DWORD CreateCoolerGroup(CBitTask* /*task*/, DWORD /*platform*/) {
-  GroupBuilder group("cooler");
-  if (group.Status() != 0) return group.Status();
-  group.Add(new CResBitCooler("cooler", "Cooler test"));
-  struct TextRow {
-    const char* node;
-    const char* text;
-  };
-  constexpr TextRow kTexts[] = {
-      {"command", ""}, {"coolDownResult", ""}, {"logResult", ""}, {"state", kIdle}};
-  for (const TextRow& row : kTexts) {
-    group.Add(
-        new TARQ::CServerResource(row.node, TARQ::CResourceValue(row.text, 0), kNodeAttributes));
-  }
-  return 0;
+  return CreateGroup("cooler", [](GroupBuilder& group) {
+    group.Add(new CResBitCooler("cooler", "Cooler test"));
+    for (const TextRow& row : kTexts) {
+      group.Add(
+          new TARQ::CServerResource(row.node, TARQ::CResourceValue(row.text, 0), kNodeAttributes));
+    }
+  });
 }

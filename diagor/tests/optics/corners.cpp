@@ -43,7 +43,7 @@ FVD_WINDOW WindowAt(int x, int y) {
 
 WORD ReadExtent(const char* path, WORD otherwise) {
   TARQ::CResourceValue value(otherwise, 0);
-  OpenedResource(CameraTree(), path).ReadInto(value);
+  OpenedResource(Tree::Camera, path).ReadInto(value);
   return static_cast<WORD>(value.GetInt());
 }
 
@@ -139,8 +139,8 @@ CornerRounds MeasureRounds(const OpenedResource& position, const MeasureFunction
 
 Finding JudgeCorners(const CornerRounds& rounds, const CornerLevels& levels,
                      const CornerVerdicts& verdicts) {
-  if (rounds.failures != 0) return verdicts.failedRequest.Found();
-  if (rounds.identical > 0) return verdicts.identical.Found();
+  if (rounds.failures != 0) return verdicts.failedRequest;
+  if (rounds.identical > 0) return verdicts.identical;
   Evaluation found = {0, 0, levels.flat, levels.response};
   for (int round = 0; round < kCornerRounds; ++round) {
     CompareCorners(rounds.in[round], rounds.out[round], levels.flat, found);

@@ -5,8 +5,8 @@
 
 #include "items/format.h"
 #include "items/group_builder.h"
+#include "items/platform.h"
 #include "items/resource_access.h"
-#include "task/platform.h"
 
 namespace {
 
@@ -23,6 +23,8 @@ constexpr DWORD kDropNeeded = 2000;  // of the frame average, when the filter go
 constexpr LONG kRise = -20;          // below that the average rose: no black body stands in view
 
 constexpr DWORD kFailedInit = 0x90;
+constexpr Failure kNoFilter = {kFailedInit, "Failed to init test"};
+constexpr Failure kNotPrepared = {kFailedInit, "FILTER test init failed"};
 constexpr DWORD kNoDrop = 0x61;
 
 bool Move(const OpenedResource& position, LONG end) {
@@ -73,7 +75,7 @@ struct Nodes {
 };
 
 bool Open(OpenedResource& node, const char* path) {
-  node.Open(CameraTree(), path);
+  node.Open(Tree::Camera, path);
   return static_cast<bool>(node);
 }
 
@@ -110,8 +112,8 @@ DWORD MoveAndCompare(const Nodes& nodes, Drops& drops) {
 DWORD CResBitFilter::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   {
-    const OpenedResource position(CameraTree(), kPosition);
-    if (!position) return SetResultError("Failed to init test", kFailedInit);
+    const OpenedResource position(Tree::Camera, kPosition);
+    if (!position) return SetResultError(kNoFilter);
     for (int round = 0; round < kRounds; ++round) {
       Move(position, kIn);
       Sleep(kMoveTime);
@@ -136,7 +138,7 @@ DWORD CResBitFilterH::RunTest(const TARQ::CResourceValue& /*written*/) {
     nodes.frameAverage.Close();
   }
   if (code == 0) return SetResultTested(kTested);
-  if (code == kFailedInit) return SetResultError("FILTER test init failed", code);
+  if (code == kFailedInit) return SetResultError(kNotPrepared);
   const LONG largest = drops.Largest();
   const std::string message =
       largest < kRise ? FormatText("FILTER test failed, maxdiff %d ( missing BB ? )", largest)
@@ -145,12 +147,11 @@ DWORD CResBitFilterH::RunTest(const TARQ::CResourceValue& /*written*/) {
 }
 
 DWORD CreateFilterGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("filter");
-  if (group.Status() != 0) return group.Status();
-  if (platform == kPlatformH) {
-    group.Add(new CResBitFilterH("filter", "Filter"));
-  } else {
-    group.Add(new CResBitFilter("filter", "Filter"));
-  }
-  return 0;
+  return CreateGroup("filter", [platform](GroupBuilder& group) {
+    if (platform == kPlatformH) {
+      group.Add(new CResBitFilterH("filter", "Filter"));
+    } else {
+      group.Add(new CResBitFilter("filter", "Filter"));
+    }
+  });
 }

@@ -1,9 +1,9 @@
 #include "tests/optics/flag.h"
 
 #include <cstring>
+#include <optional>
 
 #include "items/format.h"
-#include "items/text.h"
 
 namespace {
 
@@ -69,7 +69,7 @@ TurnLock& FlagTurns() {
 }  // namespace
 
 bool SetTcompActive(bool active) {
-  const OpenedResource tcomp(CameraTree(), ".tcomp.active");
+  const OpenedResource tcomp(Tree::Camera, ".tcomp.active");
   if (!tcomp) return true;
   TARQ::CResourceValue before(true, 0);
   tcomp.ReadInto(before);
@@ -80,16 +80,13 @@ bool SetTcompActive(bool active) {
 TcompPause::TcompPause() : mTurn(FlagTurns()), mWasActive(SetTcompActive(false)) {}
 
 Finding RunSensedFlag(const SensedFlag& flag, LONG mode, const char* name) {
-  OpenedResource position(CameraTree(), flag.position);
-  OpenedResource truePosition(CameraTree(), flag.truePosition);
-  if (!position || !truePosition) return flag.failedInit.Found();
-  const TcompPause pause;
-  Finding finding = mode == kFlagFull
-                        ? Finding{CheckThreeRounds(position, truePosition, flag), ""}
-                        : CheckItem(position, truePosition, kMoveTime, flag.items, mode, name);
-  position.Close();
-  truePosition.Close();
-  return finding;
+  std::optional<TcompPause> pause;  // ends after the resources are closed
+  const OpenedResource position(Tree::Camera, flag.position);
+  const OpenedResource truePosition(Tree::Camera, flag.truePosition);
+  if (!position || !truePosition) return flag.failedInit;
+  pause.emplace();
+  if (mode == kFlagFull) return {CheckThreeRounds(position, truePosition, flag), ""};
+  return CheckItem(position, truePosition, kMoveTime, flag.items, mode, name);
 }
 
 void MoveThreeTimes(const OpenedResource& position) {
@@ -102,50 +99,39 @@ void MoveThreeTimes(const OpenedResource& position) {
 }
 
 Finding RunUnsensedFlag(const UnsensedFlag& flag, LONG mode, const char* name) {
-  OpenedResource position(CameraTree(), flag.position);
-  if (!position) return flag.failedInit.Found();
-  const TcompPause pause;
-  Finding finding;
-  if (mode == kFlagFull) {
-    MoveThreeTimes(position);
-  } else {
-    finding = CheckItem(position, position, 0, flag.items, mode, name);
-  }
-  position.Close();
-  return finding;
+  std::optional<TcompPause> pause;
+  const OpenedResource position(Tree::Camera, flag.position);
+  if (!position) return flag.failedInit;
+  pause.emplace();
+  if (mode != kFlagFull) return CheckItem(position, position, 0, flag.items, mode, name);
+  MoveThreeTimes(position);
+  return {};
 }
 
-CResBitImagedFlag::CResBitImagedFlag(const TARQ::CResourcePath& path, const char* description,
-                                     LONG mode)
-    : CResBitItemI2C(path, description, false), mTestName(), mMode(mode), mFvdHandle(L"FVD1:") {
-  CopyText(mTestName, description);
+namespace {
+
+Finding CheckImagedItem(const ImagedFlag& flag, const OpenedResource& position,
+                        const ImagedItem& item) {
+  const Finding finding = CheckItem(position, position, 0, flag.flag.items, item.mode, item.name);
+  const bool tells = finding.code != 0 || flag.itemsPassed == Passed::OK;
+  return tells ? finding : Finding{0, flag.tested, Passed::Tested};
 }
 
-DWORD CResBitImagedFlag::MeasureCorners(CornerValues& values, WORD width, WORD height) {
-  return MeasureFvdCorners(mFvdHandle.Get(), values, width, height);
-}
+}  // namespace
 
-Finding CResBitImagedFlag::RunImagedFlag(const ImagedFlag& flag, std::optional<TcompPause>& pause) {
-  const bool judges = mMode == kFlagFull;
-  if (judges && !mFvdHandle.IsOpen()) return flag.flag.failedInit.Found();
+Finding RunImagedFlag(const ImagedFlag& flag, const ImagedItem& item,
+                      const MeasureFunction& measure) {
+  std::optional<TcompPause> pause;
+  if (flag.restsFirst) pause.emplace();
+  const bool judges = item.mode == kFlagFull;
+  if (judges && !item.hasFrontEnd) return flag.flag.failedInit;
   const DetectorSize size = judges ? ReadDetectorSize() : DetectorSize();
-  const CornerLevels levels = judges ? ReadCornerLevels(*this) : CornerLevels();
-  OpenedResource position(CameraTree(), flag.flag.position);
-  if (!position) return flag.flag.failedInit.Found();
+  const CornerLevels levels = judges ? ReadCornerLevels(item.item) : CornerLevels();
+  const OpenedResource position(Tree::Camera, flag.flag.position);
+  if (!position) return flag.flag.failedInit;
   if (!pause) pause.emplace();
-  if (!judges) {
-    Finding finding = CheckItem(position, position, 0, flag.flag.items, mMode, mTestName);
-    position.Close();
-    pause.reset();
-    return finding;
-  }
-  const CornerRounds rounds = MeasureRounds(
-      position,
-      [this](CornerValues& values, WORD width, WORD height) {
-        return MeasureCorners(values, width, height);
-      },
-      size);
-  position.Close();
-  pause.reset();
-  return JudgeCorners(rounds, levels, flag.verdicts);
+  if (!judges) return CheckImagedItem(flag, position, item);
+  const Finding finding =
+      JudgeCorners(MeasureRounds(position, measure, size), levels, flag.verdicts);
+  return finding.code != 0 ? finding : Finding{0, flag.tested, Passed::Tested};
 }

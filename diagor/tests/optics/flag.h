@@ -4,9 +4,8 @@
 // Needs image.flow.<flag>.position; by class its truePosition, or what corners.h says.
 #pragma once
 
-#include <optional>
-
-#include "items/res_bit_item_i2c.h"
+#include "items/group_builder.h"
+#include "items/res_bit_item.h"
 #include "items/resource_access.h"
 #include "items/turn.h"
 #include "tests/optics/corners.h"
@@ -18,12 +17,7 @@ enum FlagMode : LONG {
   kFlagFull = 3,
 };
 
-// The items of a flag's group.
-struct FlagItemRow {
-  const char* node;
-  const char* description;
-  FlagMode mode;
-};
+using FlagItemRow = ItemRow<FlagMode>;
 
 // Switches the pipeline's own compensation, which moves the shutter too. What it was before; true
 // when it cannot be opened, which is no error: a test then runs with it as it is.
@@ -79,19 +73,17 @@ Finding RunUnsensedFlag(const UnsensedFlag& flag, LONG mode, const char* name);
 struct ImagedFlag {
   UnsensedFlag flag;
   CornerVerdicts verdicts;
+  bool restsFirst;     // the compensation, also before it is known whether the flag is there
+  Passed itemsPassed;  // how a detect, in or out ends that is good
+  const char* tested;  // the full test's message, and that of items that end so
 };
 
-// An item of such a flag. It holds the front-end open for its life.
-class CResBitImagedFlag : public CResBitItemI2C {
- public:
-  CResBitImagedFlag(const TARQ::CResourcePath& path, const char* description, LONG mode);
-
- protected:
-  DWORD MeasureCorners(CornerValues& values, WORD width, WORD height);
-  // pause: begun here unless the caller has begun it; ended after the flag's last move.
-  Finding RunImagedFlag(const ImagedFlag& flag, std::optional<TcompPause>& pause);
-
-  char mTestName[kDescriptionSize];
-  LONG mMode;
-  DriverHandle mFvdHandle;
+// One item of such a flag.
+struct ImagedItem {
+  CResBitItem& item;
+  LONG mode;
+  const char* name;  // in its messages
+  bool hasFrontEnd;  // "FVD1:" is open
 };
+Finding RunImagedFlag(const ImagedFlag& flag, const ImagedItem& item,
+                      const MeasureFunction& measure);

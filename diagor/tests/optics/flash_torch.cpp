@@ -7,6 +7,8 @@ namespace {
 
 constexpr char kTorch[] = "system.vcam.torch";
 constexpr char kFlash[] = "system.vcam.flash";
+constexpr Failure kNoFlash = {0xD0, "Failed to init test"};
+constexpr Failure kNoTorch = {0xD1, "Failed to init torch test"};
 constexpr int kRounds = 3;
 constexpr DWORD kHold = 1000;  // ms
 
@@ -16,8 +18,8 @@ void Switch(const OpenedResource& lamp, bool on) {
 
 // Each false without the lamps that it switches; both leave the lamps off.
 bool FlashThreeTimes() {
-  OpenedResource torch(CameraTree(), kTorch);
-  OpenedResource flash(CameraTree(), kFlash);
+  OpenedResource torch(Tree::Camera, kTorch);
+  OpenedResource flash(Tree::Camera, kFlash);
   if (!torch || !flash) return false;
   for (int round = 0; round < kRounds; ++round) {
     Switch(flash, false);
@@ -35,7 +37,7 @@ bool FlashThreeTimes() {
 }
 
 bool LightThreeTimes() {
-  const OpenedResource torch(CameraTree(), kTorch);
+  const OpenedResource torch(Tree::Camera, kTorch);
   if (!torch) return false;
   for (int round = 0; round < kRounds; ++round) {
     Switch(torch, true);
@@ -50,13 +52,13 @@ bool LightThreeTimes() {
 
 DWORD CResBitFlash::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  if (!FlashThreeTimes()) return SetResultError("Failed to init test", 0xD0);
+  if (!FlashThreeTimes()) return SetResultError(kNoFlash);
   return SetResultTested("FLASH tested");
 }
 
 DWORD CResBitTorch::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  if (!LightThreeTimes()) return SetResultError("Failed to init torch test", 0xD1);
+  if (!LightThreeTimes()) return SetResultError(kNoTorch);
   return SetResultTested("TORCH tested");
 }
 

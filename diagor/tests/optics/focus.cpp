@@ -1,13 +1,12 @@
 #include "tests/optics/focus.h"
 
 #include <cstdint>
-#include <functional>
 #include <string>
 
 #include "items/format.h"
 #include "items/group_builder.h"
+#include "items/platform.h"
 #include "items/text.h"
-#include "task/platform.h"
 
 namespace {
 
@@ -22,9 +21,6 @@ constexpr LONG kTolerance = 250;
 constexpr LONG kToleranceM7 = 500;
 constexpr LONG kFirstPositionM7 = 0;
 constexpr LONG kLastPositionM7 = 65535;
-
-constexpr char kDetected[] = "%s:Detected, ";
-constexpr char kNotDetected[] = "%s:NOT Detected, ";
 
 // Both ends are outside.
 struct Window {
@@ -66,49 +62,42 @@ bool Reaches(const OpenedResource& position, const TARQ::CResourceValue& end, LO
   return ReadPosition(position, reached) && window.low < reached && reached < window.high;
 }
 
-struct Steps {
-  std::function<DWORD()> detect;
-  std::function<DWORD()> far;
-  std::function<DWORD()> near;
+Finding Detected(const char* name) {
+  return {0, FormatText("%s:Detected, ", name)};
+}
+
+Finding NotDetected(DWORD code, const char* name) {
+  return {code, FormatText("%s:NOT Detected, ", name)};
+}
+
+// The steps of the full test, until the first that fails.
+struct FullStep {
+  FocusMode mode;
+  const char* failed;
 };
+constexpr FullStep kFullSteps[] = {{kFocusDetect, "%s:NOT Detected (Pos), "},
+                                   {kFocusFar, "%s:NOT Detected (Far), "},
+                                   {kFocusNear, "%s:NOT Detected (Near), "}};
 
-Finding Single(DWORD code, const char* name) {
-  return {code, FormatText(code == 0 ? kDetected : kNotDetected, name)};
-}
-
-Finding NoMotor(const char* name) {
-  return {kNoMotor, FormatText(kNotDetected, name)};
-}
-
-Finding FullTest(const Steps& steps, const char* name) {
-  DWORD code = steps.detect();
-  if (code != 0) return {code, FormatText("%s:NOT Detected (Pos), ", name)};
-  code = steps.far();
-  if (code != 0) return {code, FormatText("%s:NOT Detected (Far), ", name)};
-  code = steps.near();
-  if (code != 0) return {code, FormatText("%s:NOT Detected (Near), ", name)};
-  return {0, FormatText(kDetected, name)};
-}
-
-Finding RunSteps(const Steps& steps, LONG mode, const char* name) {
-  switch (mode) {
-    case kFocusDetect:
-      return Single(steps.detect(), name);
-    case kFocusFar:
-      return Single(steps.far(), name);
-    case kFocusNear:
-      return Single(steps.near(), name);
-    case kFocusFull:
-      return FullTest(steps, name);
-    default:
-      return {};
+// check gives the code of detect, far or near; 0 when it passed.
+template <typename Check>
+Finding RunMode(LONG mode, const char* name, const Check& check) {
+  if (mode == kFocusFull) {
+    for (const FullStep& step : kFullSteps) {
+      const DWORD code = check(step.mode);
+      if (code != 0) return {code, FormatText(step.failed, name)};
+    }
+    return Detected(name);
   }
+  if (mode < kFocusDetect || mode > kFocusNear) return {};
+  const DWORD code = check(mode);
+  return code == 0 ? Detected(name) : NotDetected(code, name);
 }
 
-// A motor without one of its nodes has no position that could be read.
-Finding RunWithoutChild(LONG mode, const char* name) {
-  const auto missing = [] { return kNoPosition; };
-  return RunSteps({missing, missing, missing}, mode, name);
+// The motors of a camera move one lens.
+TurnLock& LensTurns() {
+  static TurnLock lock;
+  return lock;
 }
 
 DWORD CheckPosition(const OpenedResource& position) {
@@ -151,28 +140,29 @@ DWORD CResBitFocus::CheckNear(const OpenedResource& position, const OpenedResour
   return Reaches(position, highest, target, Around(target, kTolerance)) ? 0 : kNearMissed;
 }
 
+Finding CResBitFocus::RunMotor() const {
+  const OpenedResource motor(Tree::Camera, "system.focus");
+  if (!motor) return NotDetected(kNoMotor, mTestName);
+  // Closed in the order in which they are opened, before the motor.
+  OpenedResource position(motor, "position");
+  OpenedResource maxPos(motor, "maxPos");
+  OpenedResource minPos(motor, "minPos");
+  const bool isWhole = position && maxPos && minPos;
+  Finding finding = RunMode(mMode, mTestName, [&](LONG step) {
+    // A motor without one of its nodes has no position that could be read.
+    if (!isWhole) return kNoPosition;
+    if (step == kFocusDetect) return CheckDetect(position);
+    return step == kFocusFar ? CheckFar(position, minPos, maxPos)
+                             : CheckNear(position, minPos, maxPos);
+  });
+  position.Close();
+  maxPos.Close();
+  minPos.Close();
+  return finding;
+}
+
 DWORD CResBitFocus::RunTest(const TARQ::CResourceValue& /*written*/) {
-  EmptyMessage();
-  Finding finding;
-  {
-    const OpenedResource motor(CameraTree(), "system.focus");
-    if (!motor) return SetResult(NoMotor(mTestName));
-    OpenedResource position(motor, "position");
-    OpenedResource maxPos(motor, "maxPos");
-    OpenedResource minPos(motor, "minPos");
-    if (position && maxPos && minPos) {
-      finding = RunSteps({[&] { return CheckDetect(position); },
-                          [&] { return CheckFar(position, minPos, maxPos); },
-                          [&] { return CheckNear(position, minPos, maxPos); }},
-                         mMode, mTestName);
-    } else {
-      finding = RunWithoutChild(mMode, mTestName);
-    }
-    position.Close();
-    maxPos.Close();
-    minPos.Close();
-  }
-  return SetResult(finding);
+  return RunInTurn(LensTurns(), [this] { return RunMotor(); });
 }
 
 CResBitFocusM7::CResBitFocusM7(const TARQ::CResourcePath& path, const char* description, LONG mode,
@@ -199,21 +189,19 @@ DWORD CResBitFocusM7::CheckNear(const OpenedResource& position) const {
              : kNearMissed;
 }
 
+Finding CResBitFocusM7::RunMotor() const {
+  const OpenedResource motor(Tree::Camera, "system.focus");
+  if (!motor) return NotDetected(kNoMotor, mTestName);
+  const OpenedResource position(motor, "position");
+  return RunMode(mMode, mTestName, [&](LONG step) {
+    if (!position) return kNoPosition;
+    if (step == kFocusDetect) return CheckDetect(position);
+    return step == kFocusFar ? CheckFar(position) : CheckNear(position);
+  });
+}
+
 DWORD CResBitFocusM7::RunTest(const TARQ::CResourceValue& /*written*/) {
-  EmptyMessage();
-  Finding finding;
-  {
-    const OpenedResource motor(CameraTree(), "system.focus");
-    if (!motor) return SetResult(NoMotor(mTestName));
-    const OpenedResource position(motor, "position");
-    finding =
-        position
-            ? RunSteps({[&] { return CheckDetect(position); }, [&] { return CheckFar(position); },
-                        [&] { return CheckNear(position); }},
-                       mMode, mTestName)
-            : RunWithoutChild(mMode, mTestName);
-  }
-  return SetResult(finding);
+  return RunInTurn(LensTurns(), [this] { return RunMotor(); });
 }
 
 CResBitFocusManual::CResBitFocusManual(const TARQ::CResourcePath& path, const char* description,
@@ -222,49 +210,46 @@ CResBitFocusManual::CResBitFocusManual(const TARQ::CResourcePath& path, const ch
   CopyText(mTestName, description);
 }
 
+Finding CResBitFocusManual::ReadMotor() const {
+  const OpenedResource motor(Tree::Camera, "system.focus");
+  if (!motor) return NotDetected(kNoMotor, mTestName);
+  const OpenedResource position(motor, "position");
+  const DWORD code = CheckPosition(position);
+  return code == 0 ? Detected(mTestName) : NotDetected(code, mTestName);
+}
+
 DWORD CResBitFocusManual::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  Finding finding;
-  {
-    const OpenedResource motor(CameraTree(), "system.focus");
-    if (!motor) return SetResult(NoMotor(mTestName));
-    const OpenedResource position(motor, "position");
-    finding = Single(CheckPosition(position), mTestName);
-  }
-  return SetResult(finding);
+  return SetResult(ReadMotor());
 }
 
 namespace {
 
-struct FocusRow {
-  const char* node;
-  const char* description;
-  FocusMode mode;
-};
-constexpr FocusRow kItems[] = {{"detect", "Focus detect", kFocusDetect},
-                               {"far", "Focus far", kFocusFar},
-                               {"near", "Focus near", kFocusNear},
-                               {"focus", "Focus test", kFocusFull}};
+constexpr ItemRow<FocusMode> kItems[] = {{"detect", "Focus detect", kFocusDetect},
+                                         {"far", "Focus far", kFocusFar},
+                                         {"near", "Focus near", kFocusNear},
+                                         {"focus", "Focus test", kFocusFull}};
 
 bool HasMotorM7(DWORD platform) {
   return platform == kPlatformM7 || platform == kPlatformKY || platform == kPlatformR8;
 }
 
+void AddItems(GroupBuilder& group, DWORD platform) {
+  if (platform == kPlatformN7) {
+    group.Add(new CResBitFocusManual("detect", "Focus detect", kFocusManual));
+    return;
+  }
+  for (const auto& [node, description, mode] : kItems) {
+    if (HasMotorM7(platform)) {
+      group.Add(new CResBitFocusM7(node, description, mode, platform));
+    } else {
+      group.Add(new CResBitFocus(node, description, mode, platform));
+    }
+  }
+}
+
 }  // namespace
 
 DWORD CreateFocusGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("focus");
-  if (group.Status() != 0) return group.Status();
-  if (platform == kPlatformN7) {
-    group.Add(new CResBitFocusManual("detect", "Focus detect", kFocusManual));
-    return 0;
-  }
-  for (const FocusRow& row : kItems) {
-    if (HasMotorM7(platform)) {
-      group.Add(new CResBitFocusM7(row.node, row.description, row.mode, platform));
-    } else {
-      group.Add(new CResBitFocus(row.node, row.description, row.mode, platform));
-    }
-  }
-  return 0;
+  return CreateGroup("focus", [platform](GroupBuilder& group) { AddItems(group, platform); });
 }

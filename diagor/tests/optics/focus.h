@@ -22,6 +22,7 @@ class CResBitFocus : public CResBitItem {
   DWORD RunTest(const TARQ::CResourceValue& written) override;
 
  private:
+  Finding RunMotor() const;
   // Each 0 when it passed, else its error code. The far and the near step leave the lens where they
   // sent it.
   DWORD CheckDetect(const OpenedResource& position) const;
@@ -43,6 +44,7 @@ class CResBitFocusM7 : public CResBitItem {
   DWORD RunTest(const TARQ::CResourceValue& written) override;
 
  private:
+  Finding RunMotor() const;
   DWORD CheckDetect(const OpenedResource& position) const;
   DWORD CheckFar(const OpenedResource& position) const;
   DWORD CheckNear(const OpenedResource& position) const;
@@ -59,6 +61,8 @@ class CResBitFocusManual : public CResBitItem {
   DWORD RunTest(const TARQ::CResourceValue& written) override;
 
  private:
+  Finding ReadMotor() const;
+
   char mTestName[kDescriptionSize];
   [[maybe_unused]] LONG mMode;
 };

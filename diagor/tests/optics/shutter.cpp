@@ -1,8 +1,8 @@
 #include "tests/optics/shutter.h"
 
 #include "items/group_builder.h"
+#include "items/platform.h"
 #include "items/text.h"
-#include "task/platform.h"
 
 namespace {
 
@@ -11,6 +11,8 @@ constexpr char kTruePosition[] = "image.flow.shutter.truePosition";
 constexpr char kTested[] = "Shutter tested";
 
 constexpr Failure kFailedInit = {0x70, "Failed to init Shutter test"};
+
+constexpr Failure kFailedInitN = {0x70, "Failed to init test"};
 
 constexpr SensedFlag kSensed = {kPosition,          kTruePosition, kFailedInit,
                                 {0x71, 0x72, 0x73}, 0x72,          0x73};
@@ -21,15 +23,18 @@ constexpr ImagedFlag kImaged = {{kPosition, kFailedInit, {0x71, 0x71, 0x71}},
                                  0x74,
                                  "Shutter stucked, diff:%d",
                                  0x75,
-                                 "Shutter locked, diff: %d"}};
+                                 "Shutter locked, diff: %d"},
+                                false,
+                                Passed::Tested,
+                                kTested};
 
 }  // namespace
 
 DWORD CResBitShutterN::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
   {
-    const OpenedResource position(CameraTree(), kPosition);
-    if (!position) return SetResultError("Failed to init test", 0x70);
+    const OpenedResource position(Tree::Camera, kPosition);
+    if (!position) return SetResultError(kFailedInitN);
     MoveThreeTimes(position);
   }
   return SetResultTested(kTested);
@@ -46,12 +51,22 @@ DWORD CResBitShutterK::RunTest(const TARQ::CResourceValue& /*written*/) {
   return SetResult(RunSensedFlag(kSensed, mMode, mTestName));
 }
 
+CResBitShutterRMV::CResBitShutterRMV(const TARQ::CResourcePath& path, const char* description,
+                                     LONG mode)
+    : CResBitItemI2C(path, description, false), mTestName(), mMode(mode), mFvdHandle(L"FVD1:") {
+  CopyText(mTestName, description);
+}
+
+DWORD CResBitShutterRMV::MeasureCorners(CornerValues& values, WORD width, WORD height) {
+  return MeasureFvdCorners(mFvdHandle.Get(), values, width, height);
+}
+
 DWORD CResBitShutterRMV::RunTest(const TARQ::CResourceValue& /*written*/) {
   EmptyMessage();
-  std::optional<TcompPause> pause;
-  const Finding finding = RunImagedFlag(kImaged, pause);
-  // The items' own findings are not told when they are good.
-  return finding.code == 0 ? SetResultTested(kTested) : SetResult(finding);
+  return SetResult(RunImagedFlag(kImaged, {*this, mMode, mTestName, mFvdHandle.IsOpen()},
+                                 [this](CornerValues& values, WORD width, WORD height) {
+                                   return MeasureCorners(values, width, height);
+                                 }));
 }
 
 namespace {
@@ -73,19 +88,17 @@ void AddLevel(GroupBuilder& group, const char* node, LONG level) {
 }  // namespace
 
 DWORD CreateShutterGroup(CBitTask* /*task*/, DWORD platform) {
-  GroupBuilder group("shutter");
-  if (group.Status() != 0) return group.Status();
-  for (const FlagItemRow& row : kItems) {
-    if (platform == kPlatformK) {
-      group.Add(new CResBitShutterK(row.node, row.description, row.mode));
-    } else if (row.mode != kFlagDetect || HasDetect(platform)) {
-      group.Add(new CResBitShutterRMV(row.node, row.description, row.mode));
+  return CreateGroup("shutter", [platform](GroupBuilder& group) {
+    for (const FlagItemRow& row : kItems) {
+      if (platform == kPlatformK) {
+        group.Add(new CResBitShutterK(row.node, row.description, row.mode));
+      } else if (row.mode != kFlagDetect || HasDetect(platform)) {
+        group.Add(new CResBitShutterRMV(row.node, row.description, row.mode));
+      }
     }
-  }
-  if (platform != kPlatformK) {
+    if (platform == kPlatformK) return;
     const CornerLevels levels;
     AddLevel(group, "flatLevel", levels.flat);
     AddLevel(group, "responseLevel", levels.response);
-  }
-  return 0;
+  });
 }

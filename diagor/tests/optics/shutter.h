@@ -2,6 +2,7 @@
 // Needs image.flow.shutter.position; by class its truePosition, or "FVD1:".
 #pragma once
 
+#include "items/res_bit_item_i2c.h"
 #include "tests/optics/flag.h"
 
 class CBitTask;
@@ -25,10 +26,18 @@ class CResBitShutterK : public CResBitItem {
 };
 
 // A shutter that the image judges.
-class CResBitShutterRMV : public CResBitImagedFlag {
+class CResBitShutterRMV : public CResBitItemI2C {
  public:
-  using CResBitImagedFlag::CResBitImagedFlag;
+  CResBitShutterRMV(const TARQ::CResourcePath& path, const char* description, LONG mode);
   DWORD RunTest(const TARQ::CResourceValue& written) override;
+
+ private:
+  // 0, or the driver's error; the values are unchanged then.
+  DWORD MeasureCorners(CornerValues& values, WORD width, WORD height);
+
+  char mTestName[kDescriptionSize];
+  LONG mMode;
+  DriverHandle mFvdHandle;
 };
 
 DWORD CreateShutterGroup(CBitTask* task, DWORD platform);

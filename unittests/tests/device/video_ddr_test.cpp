@@ -7,9 +7,9 @@
 #include "drivers/video_memory.h"
 #include "items/group_builder.h"
 #include "support/test_camera.h"
+#include "tarq/node_access.h"
 #include "task/test_root.h"
 #include "tests/device/video_ddr.h"
-#include "tests/device/video_driver.h"
 
 namespace test {
 namespace {
@@ -80,6 +80,20 @@ TEST_F(ShortRangeTest, FailedRequestsNameTheBlock) {
   mCamera.Set(".desk.driver.fvd1.fail", "5,1");
   EXPECT_EQ(mCamera.Run(kItem),
             (Result{1, "E 0112  ", "Couldn't write to SDRAM at 0x800 (error: 0x0)"}));
+}
+
+// Two passes at the same moment, outside the clock's order: neither meets the other's words.
+TEST_F(ShortRangeTest, PassesTakeTurns) {
+  auto& root = TARQ::NodeAccess::Root(mCamera.Camera().TaskTree());
+  const auto pass = [&root] {
+    auto* const item = TARQ::NodeAccess::Find(root, kItem);
+    for (int i = 0; i < 10; ++i) {
+      EXPECT_EQ(TARQ::NodeAccess::Write(*item, TARQ::CResourceValue("run")), 0U);
+    }
+  };
+  std::thread other(pass);
+  pass();
+  other.join();
 }
 
 TEST(VideoMemoryTest, MissingDriverIsReportedAtOnce) {

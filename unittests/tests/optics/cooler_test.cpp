@@ -2,8 +2,11 @@
 #include "tests/optics/cooler.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+
 #include <atomic>
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <thread>
 
@@ -267,9 +270,13 @@ TEST_F(CoolerTest, StoppedCoolerEndsTheLog) {
   EXPECT_EQ(Step("coolDown"), "warmingUp");
 }
 
+// Without the node the log ends; a reading that fails is no sample, and the log goes on.
 TEST_F(CoolerTest, SamplingStopsWithoutATemperature) {
   mCamera.Set(".desk.cooler.ripple", "0");
-  for (const char* const knob : {".desk.hidden", ".desk.unreadable"}) {
+  const std::pair<const char*, const char*> cases[] = {
+      {".desk.hidden", "Max:7000 Min:7000 Std:0"},
+      {".desk.unreadable", "Max:9000 Min:7000 Std:894.427"}};
+  for (const auto& [knob, log] : cases) {
     Step("tempLog");
     for (int i = 0; i < 4; ++i) Sample(7000);
     mCamera.Set(knob, "system.cooler.temperature");
@@ -277,7 +284,7 @@ TEST_F(CoolerTest, SamplingStopsWithoutATemperature) {
     mCamera.Set(knob, "");
     Sample(9000);
     Step();
-    EXPECT_EQ(Node("logResult").substr(20), "Max:7000 Min:7000 Std:0") << knob;
+    EXPECT_EQ(Node("logResult").substr(20), log) << knob;
     Step("abort");
   }
 }
@@ -349,6 +356,21 @@ TEST_F(CoolerTest, CommandsActOnTheState) {
   Command("save");
   EXPECT_EQ(mCamera.Run(kItem), (Result{0, "Tested  ", "Unknown error"}));
   EXPECT_EQ(Node("command"), "");
+}
+
+// A storage that fills up in the middle of the second line: the first one is saved.
+TEST_F(CoolerTest, TornSaveCountsWhatWasWritten) {
+  mCamera.Write("test.items.cooler.logResult", "x");
+  mCamera.Write("test.items.cooler.coolDownResult", std::string(5000, 'y'));
+  Command("save");
+  std::signal(SIGXFSZ, SIG_IGN);
+  const rlimit full = {4096, RLIM_INFINITY};
+  setrlimit(RLIMIT_FSIZE, &full);
+  const Result result = mCamera.Run(kItem);
+  const rlimit none = {RLIM_INFINITY, RLIM_INFINITY};
+  setrlimit(RLIMIT_FSIZE, &none);
+  EXPECT_EQ(result, (Result{0, "Tested  ", "Tested"}));
+  EXPECT_EQ(mCamera.Contents(kFile).size(), 4096U);
 }
 
 TEST_F(CoolerTest, StepWithoutItsInputsChangesNothing) {

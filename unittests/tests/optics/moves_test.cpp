@@ -308,6 +308,32 @@ TEST(LeftBehindTest, TcompIsBackAfterTestsThatOverlap) {
   }
 }
 
+// Who shares a lens, or what the front-end shows, waits for the others; ms from the common start.
+struct SharedCase {
+  const char* variant;
+  std::vector<std::string> items;
+  std::vector<double> ends;
+};
+TEST(SharedTest, TestsOfOnePartTakeTurns) {
+  const SharedCase cases[] = {
+      {"K",
+       {"focus.far", "focus.near", "focus.focus", "focus.detect"},
+       {6000, 12000, 24000, 24000}},
+      {"KY", {"focus.near", "focus.far"}, {6000, 12000}},
+      {"N7", {"visual.draft", "IRDM.IRDM", "visual.still"}, {600, 700, 1800}},
+  };
+  for (const auto& [variant, items, ends] : cases) {
+    TestCamera camera(variant);
+    std::vector<std::string> paths;
+    for (const std::string& item : items) paths.push_back("test.items." + item);
+    const std::vector<Json> replies = camera.RunTogether(paths);
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      EXPECT_EQ(replies[i]["elapsed_ms"], ends[i]) << variant << " " << items[i];
+      EXPECT_EQ(replies[i]["value"], "OK      ") << variant << " " << items[i];
+    }
+  }
+}
+
 // Faults that come and go while a test runs.
 struct MomentCase {
   const char* variant;

@@ -9,6 +9,7 @@
 #include "host/variant.h"
 #include "server/json.h"
 #include "support/test_camera.h"
+#include "tarq/node_access.h"
 
 namespace test {
 namespace {
@@ -73,6 +74,69 @@ TEST_P(RaceTest, ReadsAtEveryMomentOfEveryTest) {
     if (isLong) camera.Set(".desk.driver.fvd1.fail", "100,1");
     const Json reply = camera.Write(item, "run");
     EXPECT_EQ(reply["status"], isLong ? 1 : 0) << item << reply["value"];
+  }
+}
+
+// A reset that comes while the record is being put together.
+class ResetsMeanwhile : public TARQ::AccessRules {
+ public:
+  explicit ResetsMeanwhile(TARQ::CServerResource& item) : mItem(item) {}
+  ~ResetsMeanwhile() override {
+    if (mReset.joinable()) mReset.join();
+  }
+  ResetsMeanwhile(const ResetsMeanwhile&) = delete;
+  ResetsMeanwhile& operator=(const ResetsMeanwhile&) = delete;
+
+  bool MayOpen(const std::string& /*path*/) const override { return true; }
+  bool MayWrite(const std::string& /*path*/) const override { return true; }
+  bool MayRead(const std::string& path) const override {
+    if (path != "test.description.category") return true;
+    mReset =
+        std::thread([this] { TARQ::NodeAccess::Write(mItem, TARQ::CResourceValue("Untested")); });
+    // It gets time enough for what it must not do.
+    for (int looks = 0; looks < 10000; ++looks) {
+      const CText stored = TARQ::NodeAccess::Stored(mItem).GetAscii();
+      if (std::string_view(stored.AsChar()) == "Untested") break;
+      std::this_thread::yield();
+    }
+    return true;
+  }
+
+ private:
+  TARQ::CServerResource& mItem;
+  mutable std::thread mReset;
+};
+
+TEST(TwoClientsTest, ARecordCarriesItsVerdictBesideAReset) {
+  TestCamera camera("KY");
+  TARQ::CResourceTree& tree = camera.Camera().TaskTree();
+  constexpr char kItem[] = "test.items.battery.battery";
+  {
+    ResetsMeanwhile rules(*TARQ::NodeAccess::Find(TARQ::NodeAccess::Root(tree), kItem));
+    TARQ::NodeAccess::SetRules(tree, &rules);
+    EXPECT_TRUE(camera.Run(kItem).message.starts_with("Fuel Gauge detected"));
+    TARQ::NodeAccess::SetRules(tree, nullptr);
+  }
+  EXPECT_NE(camera.LogLines().back().find(";Battery      ;OK      ;"), std::string::npos);
+  EXPECT_EQ(camera.Get(kItem), "Untested");
+}
+
+// Whenever it is looked at, the log begins with its header, as far as that is written.
+TEST(TwoClientsTest, TheLogBeginsWithItsHeaderBesideWriters) {
+  TestCamera camera("KY");
+  TARQ::CServerResource& root = TARQ::NodeAccess::Root(camera.Camera().TaskTree());
+  const auto write = [&root](const char* path, const TARQ::CResourceValue& value) {
+    TARQ::NodeAccess::Write(*TARQ::NodeAccess::Find(root, path), value);
+  };
+  Watchers writers;
+  for (const char* const item : {"test.items.eeprom.main", "test.items.battery.battery"}) {
+    writers.Start([item, &write] { write(item, TARQ::CResourceValue("run")); });
+  }
+  const std::string begins = "\n\n########";
+  for (int i = 0; i < 500; ++i) {
+    write("test.clearLog", TARQ::CResourceValue(true));
+    const std::string log = camera.Contents("/FlashFS/tmp/bitlog.txt");
+    ASSERT_EQ(log.substr(0, begins.size()), begins.substr(0, log.size())) << i;
   }
 }
 
