@@ -123,6 +123,7 @@ ChipEntry ReadChip(const std::string& file, const toml::node& node) {
   }
   chip.address = static_cast<std::uint8_t>(address);
   chip.kind = reader.Take<std::string>("kind");
+  chip.serves = reader.TakeNames("serves");
   reader.Finish();
   return chip;
 }

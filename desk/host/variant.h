@@ -22,6 +22,7 @@ struct ChipEntry {
   std::string bus;  // "i2c1"
   std::uint8_t address = 0;
   std::string kind;
+  std::vector<ListedName> serves;  // test items that ask it, below test.items: "eeprom.main"
 };
 
 using NodeStart = std::variant<bool, std::int64_t, double, std::string>;
