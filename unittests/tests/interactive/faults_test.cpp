@@ -71,12 +71,6 @@ const FaultCase kCases[] = {
     {"LaserNever", "KY", ".desk.operator.laser=-1", "laser.laser", "E 0041  ",
      "Laser not detected"},
     {"LaserDark", "R8", ".desk.laser.works=false", "laser.laser", "E 0041  ", "Laser not detected"},
-    {"LaserUnreadable", "R7", ".desk.unreadable=power.states.laser", "laser.laser", "E 0041  ",
-     "Laser not detected"},
-    {"LaserHidden", "H", ".desk.hidden=power.states.laser", "laser.laser", "E 0041  ",
-     "Laser not detected"},
-    {"LaserNotEnabled", "R", ".desk.refused=power.settings.laserEnable", "laser.laser", "E 0041  ",
-     "Laser not detected"},
     {"LaserNoDialog", "N7", ".desk.screen.dialogs=false", "laser.laser", "E 0041  ",
      "Laser not detected"},
     {"LaserNoWindow", "N", ".desk.screen.windows=false", "laser", "E 0040  ",
@@ -97,10 +91,6 @@ const FaultCase kCases[] = {
      "Failed to init test"},
 
     // LCD and viewfinder.
-    {"LcdNoRecall", "K", ".desk.hidden=image.state.recall.setW", "lcd.images", "E 0060  ",
-     "Failed to init test"},
-    {"LcdPatternsNoRecall", "N", ".desk.hidden=image.state.recall.setW", "lcd", "E 0060  ",
-     "Failed to init test"},
     {"LcdBitmapsNeedNoRecall", "V", ".desk.hidden=image.state.recall.setW", "lcd.bitmaps",
      "Tested  ", "LCD tested"},
     {"LcdNothingToShow", "LQ", ".desk.lost=*.jpg", "lcd.images", "Tested  ", "LCD tested"},
