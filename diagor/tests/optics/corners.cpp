@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr DWORD kIoctlMeasure = 0x80000058;
+constexpr DWORD IOCTL_FVD_MEASURE = 0x80000058;
 constexpr DWORD kMeasureWindows = 2;
 constexpr WORD kWindowSize = 16;  // pixels, either way
 
@@ -96,8 +96,8 @@ DWORD MeasureFvdCorners(HANDLE fvd, CornerValues& values, WORD width, WORD heigh
   request.command = kMeasureWindows;
   request.windowCount = kCorners;
   request.windows = windows;
-  if (DeviceIoControl(fvd, kIoctlMeasure, &request, sizeof request, nullptr, 0, nullptr, nullptr) ==
-      FALSE) {
+  if (DeviceIoControl(fvd, IOCTL_FVD_MEASURE, &request, sizeof request, nullptr, 0, nullptr,
+                      nullptr) == FALSE) {
     return GetLastError();
   }
   std::transform(std::begin(windows), std::end(windows), std::begin(values),
