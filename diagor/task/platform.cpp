@@ -39,7 +39,7 @@ DWORD RunBuilder(CBitTask* task, PlatformNumber platform) {
   return BuildPlatform(task, platform);
 }
 
-DWORD Unknown(const char* reason) {
+DWORD UnknownPlatform(const char* reason) {
   fprintf(stderr, "bit: unknown camera platform: %s\n", reason);
   return kUnknownPlatform;
 }
@@ -49,12 +49,14 @@ DWORD BuildNamedPlatform(CBitTask* task, HKEY ident) {
   DWORD size = kCodeSize * sizeof(wchar_t);
   if (RegQueryValueExW(ident, L"BSP", nullptr, nullptr, reinterpret_cast<BYTE*>(code), &size) !=
       ERROR_SUCCESS) {
-    return Unknown("the registry value Ident\\BSP is missing or longer than three characters");
+    return UnknownPlatform(
+        "the registry value Ident\\BSP is missing or longer than three characters");
   }
   for (const CodeRow& row : kCodes) {
     if (wcscmp(row.code, code) == 0) return RunBuilder(task, row.platform);
   }
-  return Unknown("the registry value Ident\\BSP is none of the codes that this program knows");
+  return UnknownPlatform(
+      "the registry value Ident\\BSP is none of the codes that this program knows");
 }
 
 }  // namespace
@@ -62,7 +64,7 @@ DWORD BuildNamedPlatform(CBitTask* task, HKEY ident) {
 DWORD BuildTestTree(CBitTask* task) {
   HKEY ident = nullptr;
   if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Ident", 0, 0, &ident) != ERROR_SUCCESS) {
-    return Unknown("the registry key Ident is missing");
+    return UnknownPlatform("the registry key Ident is missing");
   }
   const DWORD status = BuildNamedPlatform(task, ident);
   RegCloseKey(ident);
