@@ -64,9 +64,9 @@ class CTaskContainer : public CLibContainer {
 
 class CSupvFactory {
  public:
-  virtual ~CSupvFactory() = default;
   // A container of the framework's own classes, owned by the caller; null for any other name.
   virtual CLibContainer* Create(const char* className);
+  virtual ~CSupvFactory() = default;
 };
 
 struct SupvItem {
