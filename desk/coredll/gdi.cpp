@@ -88,7 +88,8 @@ BOOL WINAPI StretchBlt(HDC to, int x, int y, int width, int height, HDC from, in
              : FALSE;
 }
 
-HBITMAP WINAPI SHLoadDIBitmap(LPCWSTR path) {
+// Of the camera's shell: no system header declares it, so whoever calls it does.
+extern "C" HBITMAP WINAPI SHLoadDIBitmap(LPCWSTR path) {
   const std::string narrow = desk::ToUtf8(path);
   const auto file = desk::TheMachine().storage.Resolve(narrow);
   // Only bitmap files: the camera's loader knows no others.

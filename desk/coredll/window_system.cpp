@@ -665,17 +665,17 @@ HGDIOBJ WindowSystem::WhiteBrush() {
   return StockWhite();
 }
 
-HGDIOBJ WindowSystem::MakeBrush(Colour colour) {
+HBRUSH WindowSystem::MakeBrush(Colour colour) {
   const std::lock_guard lock(mLock);
-  const auto handle = reinterpret_cast<HGDIOBJ>(mNextHandle);
+  const auto handle = reinterpret_cast<HBRUSH>(mNextHandle);
   mNextHandle += kHandleStep;
   mBrushes[handle] = colour;
   return handle;
 }
 
-HGDIOBJ WindowSystem::MakeBitmap(std::shared_ptr<Picture> picture) {
+HBITMAP WindowSystem::MakeBitmap(std::shared_ptr<Picture> picture) {
   const std::lock_guard lock(mLock);
-  const auto handle = reinterpret_cast<HGDIOBJ>(mNextHandle);
+  const auto handle = reinterpret_cast<HBITMAP>(mNextHandle);
   mNextHandle += kHandleStep;
   mBitmaps[handle] = std::move(picture);
   return handle;

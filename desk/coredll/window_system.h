@@ -121,8 +121,8 @@ class WindowSystem {
   bool Draw(HWND window, const Picture& picture, const Area& from, const Area& to);
 
   static HGDIOBJ WhiteBrush();
-  HGDIOBJ MakeBrush(Colour colour);
-  HGDIOBJ MakeBitmap(std::shared_ptr<Picture> picture);
+  HBRUSH MakeBrush(Colour colour);
+  HBITMAP MakeBitmap(std::shared_ptr<Picture> picture);
   std::shared_ptr<Picture> BitmapOf(HGDIOBJ object) const;
   bool Delete(HGDIOBJ object);
   HDC MakeContext(HWND window);  // null: of memory

@@ -121,7 +121,7 @@ BOOL WINAPI KillTimer(HWND window, std::uintptr_t timer) {
   return System().StopTimer(window, timer) ? TRUE : FALSE;
 }
 
-INT_PTR WINAPI DialogBoxIndirectParamW(HINSTANCE /*module*/, const void* dialogTemplate,
+INT_PTR WINAPI DialogBoxIndirectParamW(HINSTANCE /*module*/, LPCDLGTEMPLATEW dialogTemplate,
                                        HWND parent, DLGPROC procedure, LPARAM parameter) {
   const auto entry = desk::TheModuleResources().StartingAt(dialogTemplate);
   std::optional<desk::DialogTemplate> dialog;

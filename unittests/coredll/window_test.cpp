@@ -13,6 +13,7 @@
 #include "coredll/resources.h"
 #include "coredll/window_system.h"
 #include "support/test_camera.h"
+#include "tests/interactive/shell.h"
 
 namespace test {
 namespace {
@@ -82,9 +83,12 @@ class WindowTest : public ::testing::Test {
                            nullptr, nullptr, nullptr, nullptr);
   }
   static INT_PTR RunDialog(WORD number) {
-    return DialogBoxIndirectParamW(
-        nullptr, LoadResource(nullptr, FindResourceW(nullptr, MAKEINTRESOURCEW(number), RT_DIALOG)),
-        nullptr, DialogProcedure, 0);
+    const HRSRC found = FindResourceW(nullptr, MAKEINTRESOURCEW(number), RT_DIALOG);
+    return RunDialog(LoadResource(nullptr, found));
+  }
+  static INT_PTR RunDialog(const void* dialogTemplate) {
+    return DialogBoxIndirectParamW(nullptr, static_cast<LPCDLGTEMPLATEW>(dialogTemplate), nullptr,
+                                   DialogProcedure, 0);
   }
   // Later acts at the camera, by somebody else: seconds from now, knob, value.
   struct Act {
@@ -268,9 +272,9 @@ TEST_F(WindowTest, DialogsLieWhereTheyArePutAndSayWhatTheyAreTold) {
 
 TEST_F(WindowTest, NoTemplateNoDialog) {
   EXPECT_EQ(RunDialog(100), -1);
-  EXPECT_EQ(DialogBoxIndirectParamW(nullptr, nullptr, nullptr, DialogProcedure, 0), -1);
+  EXPECT_EQ(RunDialog(nullptr), -1);
   const int other = 0;
-  EXPECT_EQ(DialogBoxIndirectParamW(nullptr, &other, nullptr, DialogProcedure, 0), -1);
+  EXPECT_EQ(RunDialog(&other), -1);
   mCamera.Set(".desk.screen.dialogs", "false");
   EXPECT_EQ(RunDialog(101), -1);
 }

@@ -42,8 +42,10 @@ struct HDC__;
 using HDC = HDC__*;
 // Bitmaps, brushes: whatever SelectObject, GetObjectW and DeleteObject take.
 using HGDIOBJ = void*;
-using HBITMAP = HGDIOBJ;
-using HBRUSH = HGDIOBJ;
+struct HBITMAP__;
+using HBITMAP = HBITMAP__*;
+struct HBRUSH__;
+using HBRUSH = HBRUSH__*;
 
 using LPWSTR = wchar_t*;
 using LPCWSTR = const wchar_t*;
@@ -278,9 +280,11 @@ BOOL WINAPI KillTimer(HWND window, std::uintptr_t timer);
 #define RT_DIALOG MAKEINTRESOURCEW(5)
 HRSRC WINAPI FindResourceW(HINSTANCE module, LPCWSTR name, LPCWSTR type);
 HGLOBAL WINAPI LoadResource(HINSTANCE module, HRSRC resource);
+struct DLGTEMPLATE;
+using LPCDLGTEMPLATEW = const DLGTEMPLATE*;
 // Runs the dialog until EndDialog; what EndDialog was given, -1 when there is no dialog to show.
-INT_PTR WINAPI DialogBoxIndirectParamW(HINSTANCE module, const void* dialogTemplate, HWND parent,
-                                       DLGPROC procedure, LPARAM parameter);
+INT_PTR WINAPI DialogBoxIndirectParamW(HINSTANCE module, LPCDLGTEMPLATEW dialogTemplate,
+                                       HWND parent, DLGPROC procedure, LPARAM parameter);
 BOOL WINAPI EndDialog(HWND dialog, INT_PTR result);
 BOOL WINAPI SetDlgItemTextW(HWND dialog, int control, LPCWSTR text);
 
@@ -313,5 +317,3 @@ BOOL WINAPI DeleteObject(HGDIOBJ object);
 int WINAPI GetObjectW(HGDIOBJ object, int size, void* record);
 BOOL WINAPI StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int fromX, int fromY,
                        int fromWidth, int fromHeight, DWORD operation);
-// A bitmap file of the storage. Null when there is none, or it is broken.
-HBITMAP WINAPI SHLoadDIBitmap(LPCWSTR path);

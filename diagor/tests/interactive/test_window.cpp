@@ -4,6 +4,7 @@
 
 #include "app/instance.h"
 #include "items/resource_access.h"
+#include "tests/interactive/shell.h"
 
 HWND gTestWindow = nullptr;
 DWORD gPendingMask = 0;
@@ -99,7 +100,7 @@ int CreateTestWindow(bool redBackground) {
   windowClass.lpfnWndProc = TestWindowProc;
   windowClass.hInstance = gInstance;
   windowClass.hbrBackground =
-      redBackground ? CreateSolidBrush(kDarkRed) : GetStockObject(WHITE_BRUSH);
+      redBackground ? CreateSolidBrush(kDarkRed) : static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH));
   windowClass.lpszClassName = kClassName;
   const bool isNew = RegisterClassW(&windowClass) != 0;
   // A class that is registered keeps its own brush; this one would be nobody's.
@@ -130,7 +131,7 @@ void PumpUntilQuit() {
 
 INT_PTR RunTestDialog(WORD templateNumber, DLGPROC procedure) {
   const HRSRC found = FindResourceW(gInstance, MAKEINTRESOURCEW(templateNumber), RT_DIALOG);
-  const HGLOBAL dialogTemplate = LoadResource(gInstance, found);
+  const auto dialogTemplate = static_cast<LPCDLGTEMPLATEW>(LoadResource(gInstance, found));
   return DialogBoxIndirectParamW(gInstance, dialogTemplate, gTestWindow, procedure, 0);
 }
 
