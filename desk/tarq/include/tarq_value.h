@@ -57,6 +57,9 @@ class CResourceValue {
   explicit CResourceValue(ValueType type);
   explicit CResourceValue(bool value, DWORD hint = 0);
   explicit CResourceValue(LONG value, DWORD hint = 0);
+#ifdef _WIN32  // LONG is a long there, and int a type of its own
+  explicit CResourceValue(int value, DWORD hint = 0) : CResourceValue(LONG{value}, hint) {}
+#endif
   explicit CResourceValue(const char* text, DWORD hint = 0);
   explicit CResourceValue(const wchar_t* text, DWORD hint = 0);
   // An enumerated text: the list ends with a null pointer. The flag says whether a client may
