@@ -5,6 +5,11 @@
 #include "app/framework.h"
 #include "app/instance.h"
 
+// The camera's entry has a wide command line. A system that has another entry for that names it.
+#ifndef DIAGOR_ENTRY
+#define DIAGOR_ENTRY WinMain
+#endif
+
 HINSTANCE gInstance = nullptr;
 
 namespace {
@@ -94,7 +99,8 @@ DWORD RunSupervisor(TARQ::CSupervisor& supervisor, CBitSupvFactory& factory,
 
 }  // namespace
 
-int WINAPI WinMain(HINSTANCE instance, HINSTANCE /*previous*/, LPWSTR commandLine, int /*show*/) {
+int WINAPI DIAGOR_ENTRY(HINSTANCE instance, HINSTANCE /*previous*/, LPWSTR commandLine,
+                        int /*show*/) {
   TARQ::CSupervisor supervisor;
   CBitSupvFactory factory;
   gInstance = instance;
