@@ -1,0 +1,60 @@
+// What diagorctl's commands share: the options, the exit codes, and the commands themselves.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "client/camera_client.h"
+#include "client/run_plan.h"
+
+namespace diagorctl {
+
+enum ExitCode : int {
+  kNothingFailed = 0,
+  kTestFailed = 1,
+  kUsage = 2,  // or nothing matched
+  kNoConnection = 3,
+  kRefused = 4,
+  kInterrupted = 130,
+};
+
+// What the user named cannot be used; what() says why.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct Options {
+  std::uint16_t port = 0x567F;
+  bool json = false;
+  bool quiet = false;
+  std::string path;
+  std::string value;
+  std::vector<std::string> globs;
+  int depth = 32;
+  client::RunOptions run;
+  bool trace = false;
+  bool resetLog = false;
+  bool resetCamera = false;
+  bool systemLog = false;
+  std::string junit;  // a file; empty: none
+  bool tap = false;
+  std::string after;
+  unsigned count = 0;  // of events; 0: until the end
+};
+
+// Each does what its word says and returns the exit code.
+using Command = int (*)(client::CameraClient&, const Options&);
+
+int List(client::CameraClient& camera, const Options& options);
+int Show(client::CameraClient& camera, const Options& options);
+int Get(client::CameraClient& camera, const Options& options);
+int Set(client::CameraClient& camera, const Options& options);
+int Reset(client::CameraClient& camera, const Options& options);
+int Run(client::CameraClient& camera, const Options& options);
+int Log(client::CameraClient& camera, const Options& options);
+int Watch(client::CameraClient& camera, const Options& options);
+
+}  // namespace diagorctl

@@ -1,0 +1,63 @@
+// watch: what happens on the camera, as it happens.
+#include <iomanip>
+#include <iostream>
+
+#include "diagorctl/command.h"
+#include "diagorctl/output.h"
+
+namespace diagorctl {
+
+namespace {
+
+// "  5.000  test-ended    test.items.clock.clock  OK  "
+void PrintEvent(const client::Event& event, const Options& options) {
+  if (options.json) {
+    client::Json line;
+    line["id"] = event.id;
+    line["event"] = event.kind;
+    for (const auto& [key, value] : event.fields.items()) line[key] = value;
+    std::cout << line.dump(-1, ' ', false, client::Json::error_handler_t::replace) << std::endl;
+    return;
+  }
+  const auto field = [&event](const char* key) {
+    return event.fields.contains(key) ? ValueText(event.fields[key]) : std::string();
+  };
+  const double at = event.fields.contains("at") ? event.fields["at"].get<double>() : 0;
+  std::cout << std::right << std::setw(12) << std::fixed << std::setprecision(3) << at << "  "
+            << std::left << std::setw(14) << event.kind;
+  if (event.kind == "record") {
+    std::cout << field("text");
+  } else if (event.kind == "gap") {
+    std::cout << "events missed: " << field("missed");
+  } else {
+    std::cout << (field("tree") == "camera" ? "." : "") << field("path") << "  " << field("value");
+  }
+  std::cout << std::endl;  // seen at once, also through a pipe
+}
+
+}  // namespace
+
+// A stream that ends is taken up again where it ended, once; a camera that has gone stays gone.
+int Watch(client::CameraClient& camera, const Options& options) {
+  std::string last = options.after;
+  unsigned left = options.count;
+  const auto tell = [&](const client::Event& event) {
+    if (options.count > 0 && left == 0) return;
+    if (!event.id.empty()) last = event.id;
+    PrintEvent(event, options);
+    if (left > 0) --left;
+  };
+  const auto done = [&] { return (options.count > 0 && left == 0) || !std::cout; };
+  for (;;) {
+    camera.Subscribe(tell, last);
+    try {
+      while (!camera.AwaitEvents(done, std::chrono::hours(1))) {
+      }
+      return kNothingFailed;
+    } catch (const client::ConnectionError&) {
+      if (!options.quiet) std::cerr << "diagorctl: the stream of events ended; asking again\n";
+    }
+  }
+}
+
+}  // namespace diagorctl
