@@ -51,7 +51,10 @@ const char* TypeName(ValueType type) {
 
 const char* KindName(const TARQ::CServerResource& node) {
   if (node.Type() != TARQ::kValueNode) return "branch";
-  return dynamic_cast<const TARQ::CTrigResource*>(&node) != nullptr ? "trigger" : "value";
+  if (dynamic_cast<const TARQ::CTrigResource*>(&node) != nullptr) return "trigger";
+  // Below the items, every node that is more than a stored value is a test.
+  const bool isItem = NodeAccess::Path(node).starts_with("test.items.");
+  return isItem && typeid(node) != typeid(TARQ::CServerResource) ? "test" : "value";
 }
 
 void AddFields(const TraceFields& fields, Json& json) {
