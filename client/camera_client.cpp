@@ -1,11 +1,15 @@
 #include "client/camera_client.h"
 
+#include <netinet/tcp.h>
+
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <optional>
+#include <vector>
 
 namespace client {
 
@@ -16,11 +20,10 @@ using tcp = asio::ip::tcp;
 
 namespace {
 
-constexpr auto kConnectDeadline = std::chrono::seconds(5);
-constexpr auto kReadDeadline = std::chrono::seconds(30);  // of a read
 constexpr auto kFreshFor = std::chrono::seconds(10);  // the camera lets an idle connection go later
 constexpr auto kInterruptCheck = std::chrono::milliseconds(100);
 constexpr std::uint64_t kMostAnswer = 256ULL * 1024 * 1024;  // bytes
+constexpr char kNoCamera[] = "what answers there is no camera";
 
 std::string Encoded(const std::string& path) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
@@ -43,14 +46,38 @@ std::string Target(const std::string& path) {
 }
 
 // keys: what a camera's answer has.
-Json Parsed(const std::string& text, std::initializer_list<const char*> keys) {
+Json Parsed(const std::string& text, const std::vector<const char*>& keys) {
   Json json = Json::parse(text, nullptr, false);
   const bool isCameras =
       json.is_object() && std::all_of(keys.begin(), keys.end(),
                                       [&json](const char* key) { return json.contains(key); });
-  if (!isCameras) throw ConnectionError("what answers there is no camera");
+  if (!isCameras) throw ConnectionError(kNoCamera);
   return json;
 }
+
+Json ParsedNode(const std::string& text) {
+  return Parsed(text, {"path", "kind", "type", "class", "value", "children"});
+}
+
+// A write's answer may take hours: a machine that has gone without a word is noticed by probes.
+void ProbeWhileSilent(tcp::socket& socket) {
+  constexpr int kIdle = 15;  // seconds
+  constexpr int kBetween = 5;
+  constexpr int kProbes = 3;
+  beast::error_code ignored;
+  socket.set_option(asio::socket_base::keep_alive(true), ignored);
+  const std::pair<int, int> options[] = {
+      {TCP_KEEPIDLE, kIdle}, {TCP_KEEPINTVL, kBetween}, {TCP_KEEPCNT, kProbes}};
+  for (const auto& [option, value] : options) {
+    setsockopt(socket.native_handle(), IPPROTO_TCP, option, &value, sizeof value);
+  }
+}
+
+// Whoever has waited that long does not want to wait for it once more.
+class TimeOutError : public ConnectionError {
+ public:
+  TimeOutError() : ConnectionError("no answer in time") {}
+};
 
 }  // namespace
 
@@ -67,10 +94,10 @@ struct CameraClient::Connection {
   bool staysOpen = true;
 };
 
-// Events as they come, told one by one.
+// Events as they come, one by one.
 struct CameraClient::EventStream {
-  EventStream(std::unique_ptr<Connection> opened, Told teller)
-      : connection(std::move(opened)), told(std::move(teller)) {
+  EventStream(std::unique_ptr<Connection> opened, OnEvent called)
+      : connection(std::move(opened)), onEvent(std::move(called)) {
     // What came with the head.
     const auto data = connection->buffer.data();
     text.assign(static_cast<const char*>(data.data()), data.size());
@@ -84,18 +111,18 @@ struct CameraClient::EventStream {
                                            return;
                                          }
                                          text.append(piece, count);
-                                         TellWhole();
+                                         CallForWhole();
                                          ReadOn();
                                        });
   }
 
-  void TellWhole() {
+  void CallForWhole() {
     static constexpr std::string_view kEnd = "\n\n";
     for (std::size_t end = text.find(kEnd); end != std::string::npos; end = text.find(kEnd)) {
       const std::string block = text.substr(0, end + 1);
       text.erase(0, end + kEnd.size());
-      told({FieldOf(block, "id: "), FieldOf(block, "event: "),
-            Json::parse(FieldOf(block, "data: "), nullptr, false)});
+      onEvent({FieldOf(block, "id: "), FieldOf(block, "event: "),
+               Json::parse(FieldOf(block, "data: "), nullptr, false)});
     }
   }
 
@@ -112,10 +139,17 @@ struct CameraClient::EventStream {
   }
 
   std::unique_ptr<Connection> connection;
-  Told told;
+  OnEvent onEvent;
   std::string text;
   char piece[16384];
   Outcome ended;
+};
+
+struct CameraClient::Question {
+  std::string method;
+  std::string target;
+  std::string body;
+  std::string lastEvent;
 };
 
 struct CameraClient::Network {
@@ -127,7 +161,7 @@ struct CameraClient::Network {
     return [outcome](beast::error_code error, auto... /*rest*/) { *outcome = error; };
   }
 
-  // Runs until done() holds; told events run here too.
+  // Runs until done() holds; onEvent is called here too.
   bool RunUntil(const std::function<bool()>& done, const std::function<bool()>& interrupted,
                 std::chrono::steady_clock::time_point deadline) {
     while (!done()) {
@@ -141,6 +175,7 @@ struct CameraClient::Network {
   void Await(const Outcome& outcome, const std::function<bool()>& interrupted) {
     RunUntil([&outcome] { return outcome.has_value(); }, interrupted,
              std::chrono::steady_clock::time_point::max());
+    if (*outcome == beast::error::timeout) throw TimeOutError();
     if (*outcome) throw ConnectionError(outcome->message());
   }
 
@@ -154,55 +189,95 @@ struct CameraClient::Network {
   }
 };
 
-CameraClient::CameraClient(std::uint16_t port, std::function<bool()> interrupted)
-    : mPort(port), mInterrupted(std::move(interrupted)), mNetwork(std::make_unique<Network>()) {}
+CameraClient::CameraClient(std::string host, std::uint16_t port, Interrupted interrupted,
+                           TimeOuts timeOuts)
+    : mHost(std::move(host)),
+      mPort(port),
+      mInterrupted(std::move(interrupted)),
+      mTimeOuts(timeOuts),
+      mNetwork(std::make_unique<Network>()) {}
+
+CameraClient::CameraClient(std::uint16_t port, Interrupted interrupted)
+    : CameraClient("127.0.0.1", port, std::move(interrupted)) {}
 
 CameraClient::~CameraClient() = default;
 
-std::unique_ptr<CameraClient::Connection> CameraClient::Connect() {
-  auto connection = std::make_unique<Connection>(mNetwork->context);
+void CameraClient::OpenSocket(Connection& connection) {
+  beast::error_code isName;
+  const asio::ip::address address = asio::ip::make_address(mHost, isName);
   const auto outcome = std::make_shared<Outcome>();
-  connection->stream.expires_after(kConnectDeadline);
-  connection->stream.async_connect(tcp::endpoint(asio::ip::address_v4::loopback(), mPort),
-                                   Network::Completion(outcome));
-  try {
+  if (!isName) {
+    connection.stream.async_connect(tcp::endpoint(address, mPort), Network::Completion(outcome));
     mNetwork->Await(*outcome, mInterrupted);
+    return;
+  }
+  const auto resolved = std::make_shared<Outcome>();
+  const auto found = std::make_shared<tcp::resolver::results_type>();
+  tcp::resolver resolver(mNetwork->context);
+  resolver.async_resolve(
+      mHost, std::to_string(mPort),
+      [resolved, found](beast::error_code error, tcp::resolver::results_type results) {
+        *found = std::move(results);
+        *resolved = error;
+      });
+  const bool inTime =
+      mNetwork->RunUntil([&resolved] { return resolved->has_value(); }, mInterrupted,
+                         std::chrono::steady_clock::now() + mTimeOuts.connect);
+  if (!inTime) throw ConnectionError("the name " + mHost + " was not found in time");
+  if (**resolved) throw ConnectionError(mHost + ": " + (*resolved)->message());
+  connection.stream.async_connect(*found, Network::Completion(outcome));
+  mNetwork->Await(*outcome, mInterrupted);
+}
+
+// Whatever is sent, a write above all, is for a camera: the first question on each connection is
+// one that only a camera answers.
+std::unique_ptr<CameraClient::Connection> CameraClient::ConnectTo() {
+  auto connection = std::make_unique<Connection>(mNetwork->context);
+  connection->stream.expires_after(mTimeOuts.connect);
+  try {
+    OpenSocket(*connection);
+    tcp::socket& socket = connection->stream.socket();
+    beast::error_code ignored;
+    socket.set_option(tcp::no_delay(true), ignored);
+    ProbeWhileSilent(socket);
+    Ask(*connection, {"GET", Target(""), "", ""});
+    ParsedNode(Body(*connection));
   } catch (...) {
     mNetwork->Drop(connection);
     throw;
   }
-  beast::error_code ignored;
-  connection->stream.socket().set_option(tcp::no_delay(true), ignored);
   return connection;
 }
 
 // Sends a request and reads the head of its answer.
-void CameraClient::Ask(Connection& connection, const std::string& method, const std::string& target,
-                       const std::string& body, const std::string& lastEvent) {
+void CameraClient::Ask(Connection& connection, const Question& question) {
+  const bool isAddress6 = mHost.find(':') != std::string::npos;
   http::request<http::string_body>& request = connection.request;
   request = {};
   request.version(11);
-  request.method_string(method);
-  request.target(target);
-  request.set(http::field::host, "127.0.0.1:" + std::to_string(mPort));
-  if (!body.empty()) request.set(http::field::content_type, "application/json");
-  if (!lastEvent.empty()) request.set("Last-Event-ID", lastEvent);
-  request.body() = body;
+  request.method_string(question.method);
+  request.target(question.target);
+  request.set(http::field::host,
+              (isAddress6 ? "[" + mHost + "]" : mHost) + ":" + std::to_string(mPort));
+  if (!question.body.empty()) request.set(http::field::content_type, "application/json");
+  if (!question.lastEvent.empty()) request.set("Last-Event-ID", question.lastEvent);
+  request.body() = question.body;
   request.prepare_payload();
 
   const auto sent = std::make_shared<Outcome>();
-  connection.stream.expires_after(kReadDeadline);
   http::async_write(connection.stream, request, Network::Completion(sent));
   mNetwork->Await(*sent, mInterrupted);
 
-  // A test takes as long as it takes.
-  if (method == "PUT") connection.stream.expires_never();
+  // A test takes as long as it takes; its answer, once it begins, does not.
+  const bool isWrite = question.method == "PUT";
+  if (isWrite) connection.stream.expires_never();
   const auto answered = std::make_shared<Outcome>();
   connection.parser.emplace();
   connection.parser->body_limit(kMostAnswer);
   http::async_read_header(connection.stream, connection.buffer, *connection.parser,
                           Network::Completion(answered));
   mNetwork->Await(*answered, mInterrupted);
+  if (isWrite) connection.stream.expires_after(mTimeOuts.answer);
 }
 
 // The rest of an answer; a refusal is thrown.
@@ -215,25 +290,26 @@ std::string CameraClient::Body(Connection& connection) {
   connection.lastUse = std::chrono::steady_clock::now();
   connection.staysOpen = response.keep_alive();
   if (response.result_int() >= 400) {
+    // A camera says what is wrong.
     const Json problem = Json::parse(response.body(), nullptr, false);
-    throw RefusedError(response.result_int(), problem.is_object() && problem.contains("detail")
-                                                  ? problem["detail"].get<std::string>()
-                                                  : std::string(response.reason()));
+    const Json detail = problem.is_object() ? problem.value("detail", Json()) : Json();
+    if (!detail.is_string()) throw ConnectionError(kNoCamera);
+    throw RefusedError(response.result_int(), detail.get<std::string>());
   }
   return response.body();
 }
 
-std::string CameraClient::Exchange(const std::string& method, const std::string& target,
-                                   const std::string& body) {
+std::string CameraClient::Exchange(const Question& question) {
   // Answers that come at once leave no time to ask while one is awaited.
   if (mInterrupted && mInterrupted()) throw InterruptedError();
-  if (mNetwork->requests == nullptr) mNetwork->requests = Connect();
-  Ask(*mNetwork->requests, method, target, body, "");
-  return Body(*mNetwork->requests);
+  if (mNetwork->requests == nullptr) mNetwork->requests = ConnectTo();
+  Connection& connection = *mNetwork->requests;
+  connection.stream.expires_after(mTimeOuts.answer);
+  Ask(connection, question);
+  return Body(connection);
 }
 
-std::string CameraClient::Request(const std::string& method, const std::string& target,
-                                  const std::string& body) {
+std::string CameraClient::Request(const Question& question) {
   // A connection that idled too long is gone: a read may be asked again on a new one. A write may
   // have arrived, so it is only sent on a connection that was just used or is new.
   std::unique_ptr<Connection>& used = mNetwork->requests;
@@ -241,9 +317,12 @@ std::string CameraClient::Request(const std::string& method, const std::string& 
       used != nullptr &&
       (!used->staysOpen || std::chrono::steady_clock::now() - used->lastUse > kFreshFor);
   if (isStale) mNetwork->Drop(used);
-  const bool repeats = used != nullptr && method == "GET";
+  const bool repeats = used != nullptr && question.method == "GET";
   try {
-    return Exchange(method, target, body);
+    return Exchange(question);
+  } catch (const TimeOutError&) {
+    mNetwork->Drop(mNetwork->requests);
+    throw;
   } catch (const ConnectionError&) {
     mNetwork->Drop(mNetwork->requests);
     if (!repeats) throw;
@@ -251,44 +330,44 @@ std::string CameraClient::Request(const std::string& method, const std::string& 
     mNetwork->Drop(mNetwork->requests);
     throw;
   }
-  return Exchange(method, target, body);
+  return Exchange(question);
 }
 
 Json CameraClient::Get(const std::string& path, int depth) {
-  return Parsed(Request("GET", Target(path) + "?depth=" + std::to_string(depth), ""),
-                {"path", "kind", "type", "class", "value", "children"});
+  return ParsedNode(Request({"GET", Target(path) + "?depth=" + std::to_string(depth), "", ""}));
 }
 
 Json CameraClient::Set(const std::string& path, const Json& value, bool traced) {
   Json body;
   body["value"] = value;
-  return Parsed(Request("PUT", Target(path) + (traced ? "?trace=1" : ""), body.dump()),
+  return Parsed(Request({"PUT", Target(path) + (traced ? "?trace=1" : ""), body.dump(), ""}),
                 {"status", "value", "records"});
 }
 
 std::string CameraClient::File(const std::string& path) {
-  return Request("GET", "/api/v1/files/" + Encoded(path), "");
+  return Request({"GET", "/api/v1/files/" + Encoded(path), "", ""});
 }
 
-void CameraClient::Subscribe(Told told, const std::string& after) {
+void CameraClient::Subscribe(OnEvent onEvent, const std::string& after) {
   Unsubscribe();
-  auto connection = Connect();
+  auto connection = ConnectTo();
   try {
-    Ask(*connection, "GET", "/api/v1/events", "", after);
+    connection->stream.expires_after(mTimeOuts.answer);
+    Ask(*connection, {"GET", "/api/v1/events", "", after});
     if (connection->parser->get().result_int() >= 400) Body(*connection);
   } catch (...) {
     mNetwork->Drop(connection);
     throw;
   }
   connection->stream.expires_never();
-  mNetwork->events = std::make_unique<EventStream>(std::move(connection), std::move(told));
-  mNetwork->events->TellWhole();
+  mNetwork->events = std::make_unique<EventStream>(std::move(connection), std::move(onEvent));
+  mNetwork->events->CallForWhole();
   mNetwork->events->ReadOn();
 }
 
 void CameraClient::Unsubscribe() {
   if (mNetwork->events == nullptr) return;
-  mNetwork->events->told = [](const Event&) {};
+  mNetwork->events->onEvent = [](const Event&) {};
   mNetwork->Drop(mNetwork->events->connection);
   mNetwork->events.reset();
 }
@@ -300,6 +379,13 @@ bool CameraClient::AwaitEvents(const std::function<bool()>& done,
                                        std::chrono::steady_clock::now() + patience);
   if (came && !done()) throw ConnectionError("the stream of events has ended");
   return came;
+}
+
+void CameraClient::Pause(std::chrono::milliseconds length) {
+  const auto outcome = std::make_shared<Outcome>();
+  asio::steady_timer timer(mNetwork->context, length);
+  timer.async_wait(Network::Completion(outcome));
+  mNetwork->Await(*outcome, mInterrupted);
 }
 
 }  // namespace client

@@ -40,48 +40,64 @@ struct Event {
   Json fields;
 };
 
+// Each for the whole of what it limits: bytes that trickle in extend none.
+struct TimeOuts {
+  std::chrono::milliseconds connect = std::chrono::seconds(10);  // until a camera has answered
+  std::chrono::milliseconds answer = std::chrono::seconds(30);   // of a read
+};
+
+// A process may have as many as it likes, each for one thread.
 class CameraClient {
  public:
+  using Interrupted = std::function<bool()>;
+  // Connects when it is first asked for something. host: a name or an address.
   // interrupted: asked while a request is under way; true gives up with InterruptedError.
-  explicit CameraClient(std::uint16_t port, std::function<bool()> interrupted = {});
+  CameraClient(std::string host, std::uint16_t port, Interrupted interrupted = {},
+               TimeOuts timeOuts = {});
+  // A camera on this machine.
+  explicit CameraClient(std::uint16_t port, Interrupted interrupted = {});
   ~CameraClient();
   CameraClient(const CameraClient&) = delete;
   CameraClient& operator=(const CameraClient&) = delete;
 
   // A node with its children; a leading dot: of the camera-wide tree.
   Json Get(const std::string& path, int depth = 0);
-  // Returns when the write has been delivered, however long its test takes.
+  // Returns when the write has been delivered, however long its test takes; ConnectionError when
+  // the camera is lost meanwhile.
   Json Set(const std::string& path, const Json& value, bool traced = false);
   // A file of the camera's storage.
   std::string File(const std::string& path);
 
   // Takes the camera's events, on a connection of their own: from now on, or those after the event
-  // of that id. Each is told while this client awaits an answer or events. In place of an earlier
-  // subscription.
-  using Told = std::function<void(const Event&)>;
-  void Subscribe(Told told, const std::string& after = "");
-  // Told holds no longer; nothing where there is no subscription.
+  // of that id. onEvent is called for each while this client awaits an answer or events. In place
+  // of an earlier subscription.
+  using OnEvent = std::function<void(const Event&)>;
+  void Subscribe(OnEvent onEvent, const std::string& after = "");
+  // onEvent is not called any more; nothing where there is no subscription.
   void Unsubscribe();
   // Returns when done() holds, true, or when the patience is over, false. ConnectionError when the
   // stream of events has ended.
   bool AwaitEvents(const std::function<bool()>& done, std::chrono::milliseconds patience);
+  // Lets that much time pass; InterruptedError as everywhere.
+  void Pause(std::chrono::milliseconds length);
 
  private:
   struct Connection;
   struct EventStream;
   struct Network;
+  struct Question;
 
-  std::unique_ptr<Connection> Connect();
-  void Ask(Connection& connection, const std::string& method, const std::string& target,
-           const std::string& body, const std::string& lastEvent);
+  std::unique_ptr<Connection> ConnectTo();
+  void OpenSocket(Connection& connection);
+  void Ask(Connection& connection, const Question& question);
   std::string Body(Connection& connection);
-  std::string Request(const std::string& method, const std::string& target,
-                      const std::string& body);
-  std::string Exchange(const std::string& method, const std::string& target,
-                       const std::string& body);
+  std::string Request(const Question& question);
+  std::string Exchange(const Question& question);
 
+  const std::string mHost;
   const std::uint16_t mPort;
-  std::function<bool()> mInterrupted;
+  const Interrupted mInterrupted;
+  const TimeOuts mTimeOuts;
   std::unique_ptr<Network> mNetwork;
 };
 
