@@ -15,10 +15,9 @@ namespace {
 constexpr char kItems[] = "test.items";
 
 void Collect(const Json& node, std::vector<TestItem>& items) {
-  const auto className = node["class"].get<std::string>();
-  if (node["kind"] == "value" && className.starts_with("CResBit")) {
+  if (node["kind"] == "test") {
     const Json& value = node["value"];
-    items.push_back({node["path"].get<std::string>(), className,
+    items.push_back({node["path"].get<std::string>(), node["class"].get<std::string>(),
                      value.is_string() ? value.get<std::string>() : value.dump()});
   }
   for (const Json& child : node["children"]) Collect(child, items);
@@ -38,17 +37,17 @@ double CameraSeconds(CameraClient& camera) {
   return std::strtod(Text(camera, ".desk.clock.now").c_str(), nullptr);
 }
 
-// Hears of an attempt's stages: an item that goes through several shows them in the node "state"
+// Reports an attempt's stages: an item that goes through several shows them in the node "state"
 // beside it.
 class StageWatch {
  public:
   StageWatch(CameraClient& camera, const Progress& progress)
       : mCamera(camera), mProgress(progress) {
     try {
-      mCamera.Subscribe([this](const Event& event) { Hear(event); });
+      mCamera.Subscribe([this](const Event& event) { OnEvent(event); });
     } catch (const RefusedError&) {
       // Others take all the streams there are: the run goes on, without stages.
-      mHears = false;
+      mIsSubscribed = false;
     }
   }
 
@@ -65,15 +64,15 @@ class StageWatch {
   void AwaitEnd(unsigned writes) {
     constexpr std::chrono::seconds kPatience{5};
     try {
-      if (mHears) mCamera.AwaitEvents([&] { return mEnded >= writes; }, kPatience);
+      if (mIsSubscribed) mCamera.AwaitEvents([&] { return mEnded >= writes; }, kPatience);
     } catch (const ConnectionError&) {
-      mHears = false;
+      mIsSubscribed = false;
     }
   }
-  void Forget() { mAttempt = nullptr; }
+  void End() { mAttempt = nullptr; }
 
  private:
-  void Hear(const Event& event) {
+  void OnEvent(const Event& event) {
     if (mAttempt == nullptr || !event.fields.is_object()) return;
     const Json& path = event.fields.value("path", Json(""));
     if (event.kind == "test-ended" && path == mAttempt->path) ++mEnded;
@@ -89,7 +88,7 @@ class StageWatch {
   const Attempt* mAttempt = nullptr;
   std::string mStateNode;
   unsigned mEnded = 0;
-  bool mHears = true;
+  bool mIsSubscribed = true;
 };
 
 }  // namespace
@@ -213,7 +212,7 @@ void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOpti
         attempt.problem = error.what();
         end = std::current_exception();
       }
-      watch.Forget();
+      watch.End();
       if (!attempt.problem.empty()) {
         attempt.message = attempt.problem;
         attempt.passed = false;
