@@ -161,10 +161,11 @@ std::span<const KnobRow> Camera::RegistryKnobRows() {
 
 Camera::Camera(const CameraSettings& settings)
     : mVariant(LoadVariant(settings.variant)),
+      mStorageSetup(settings.root, settings.variant),
       mClock(std::make_unique<desk::Clock>(settings.clock)),
       mEvents(*mClock),
       mWindows(*mClock, mVariant.displayWidth, mVariant.displayHeight),
-      mMachine{mClock.get(), &mWindows, &mEvents, Storage(settings.root), {}, {}, nullptr},
+      mMachine{mClock.get(), &mWindows, &mEvents, Storage(mStorageSetup.Root()), {}, {}, nullptr},
       mInstallation(*this),
       mClockKnobs(".desk.clock", kClockRows),
       mTaskKnobs(".desk.task", kTaskRows),
@@ -514,7 +515,7 @@ void Camera::Restore() {
 }
 
 std::string Camera::TakeStorage() {
-  return mStorageSetup.Take(mMachine.storage.Root(), mVariant);
+  return mStorageSetup.Take(mVariant);
 }
 
 }  // namespace desk

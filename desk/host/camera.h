@@ -29,7 +29,7 @@ class VideoFrontEnd;
 
 struct CameraSettings {
   std::string variant = "KY";
-  std::filesystem::path root;  // stands for the camera's storage
+  std::filesystem::path root;  // stands for the camera's storage; empty: the default one
   Clock::Kind clock = Clock::Kind::Virtual;
   std::string knobs;  // "path=value;path=value", set before the program starts
 };

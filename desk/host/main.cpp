@@ -27,12 +27,6 @@ std::string FromEnvironment(const char* name, const std::string& otherwise) {
   return value == nullptr || *value == '\0' ? otherwise : value;
 }
 
-// Each camera keeps its own storage.
-std::filesystem::path DefaultRoot(const std::string& variant) {
-  return std::filesystem::temp_directory_path() / ("diagor-" + std::to_string(getuid()) + "-" +
-                                                   std::filesystem::path(variant).stem().string());
-}
-
 desk::CameraSettings ReadSettings() {
   desk::CameraSettings settings;
   settings.variant = FromEnvironment("DIAGOR_VARIANT", "KY");
@@ -41,8 +35,7 @@ desk::CameraSettings ReadSettings() {
     throw std::runtime_error("DIAGOR_CLOCK is real or virtual, not " + clock);
   }
   settings.clock = clock == "real" ? desk::Clock::Kind::Real : desk::Clock::Kind::Virtual;
-  const std::string root = FromEnvironment("DIAGOR_ROOT", "");
-  settings.root = root.empty() ? DefaultRoot(settings.variant) : std::filesystem::path(root);
+  settings.root = FromEnvironment("DIAGOR_ROOT", "");
   settings.knobs = FromEnvironment("DIAGOR_KNOBS", "");
   return settings;
 }
