@@ -2,6 +2,7 @@
 
 #include <SDL.h>
 
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -56,9 +57,26 @@ struct WindowCloser {
   void operator()(SDL_Window* window) const { SDL_DestroyWindow(window); }
 };
 
+bool IsSet(const char* variable) {
+  const char* const value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe)
+  return value != nullptr && *value != '\0';
+}
+
+// What the toolkit may draw on, as it lists them: it would also draw where nobody sees it. Empty:
+// there is no display.
+std::string Displays() {
+  std::string displays;
+  if (IsSet("DISPLAY")) displays = "x11";
+  if (IsSet("WAYLAND_DISPLAY")) displays += displays.empty() ? "wayland" : ",wayland";
+  return displays;
+}
+
 // The toolkit, for as long as it is needed.
 struct Toolkit {
-  Toolkit() { SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1"); }
+  explicit Toolkit(const std::string& displays) {
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    SDL_SetHint(SDL_HINT_VIDEODRIVER, displays.c_str());
+  }
   ~Toolkit() {
     SDL_Quit();
     SDL_TLSCleanup();
@@ -89,7 +107,12 @@ DesktopWindow::~DesktopWindow() {
 // The toolkit wants its windows and events on one thread. The desktop's own waiting has nothing to
 // do with the camera's time.
 void DesktopWindow::Run(const std::function<void(const std::string&)>& opened) {
-  const Toolkit toolkit;
+  const std::string displays = Displays();
+  if (displays.empty()) {
+    opened("there is no display: neither DISPLAY nor WAYLAND_DISPLAY is set");
+    return;
+  }
+  const Toolkit toolkit(displays);
   if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
     opened(SDL_GetError());
     return;
