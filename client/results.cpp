@@ -123,7 +123,36 @@ std::size_t CountWithoutResult(const std::vector<Attempt>& attempts) {
                     [](const Attempt& attempt) { return !attempt.problem.empty(); }));
 }
 
-void WriteTable(std::ostream& out, const Report& report, bool colour) {
+std::string Printable(std::string_view text) {
+  static constexpr std::pair<char, const char*> kShort[] = {
+      {'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}};
+  std::string shown;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    // U+0080 to U+009F, which begin commands as the escape character does.
+    const bool isLong = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+    const auto* const known = std::find_if(std::begin(kShort), std::end(kShort),
+                                           [&](const auto& each) { return each.first == text[i]; });
+    if (known != std::end(kShort)) {
+      shown += known->second;
+    } else if (isLong || byte < 0x20 || byte == 0x7F) {
+      constexpr char kDigits[] = "0123456789ABCDEF";
+      const unsigned char code = isLong ? next : byte;
+      shown += {'\\', 'x', kDigits[code >> 4], kDigits[code & 0xF]};
+      if (isLong) ++i;
+    } else {
+      shown += text[i];
+    }
+  }
+  return shown;
+}
+
+void WriteTable(std::ostream& out, const Report& report, TableStyle style) {
+  const bool colour = style == TableStyle::Coloured;
+  const auto shown = [style](const std::string& text) {
+    return style == TableStyle::Plain ? text : Printable(text);
+  };
   const std::vector<Attempt>& attempts = report.attempts;
   std::size_t width = 4;
   for (const Attempt& attempt : attempts) width = std::max(width, attempt.path.size());
@@ -137,9 +166,9 @@ void WriteTable(std::ostream& out, const Report& report, bool colour) {
     if (hasRounds) out << std::setw(7) << attempt.round;
     out << std::setw(column) << attempt.path;
     if (colour) out << (attempt.passed ? kGreen : kRed);
-    out << std::setw(10) << ResultOf(attempt);
+    out << std::setw(10) << shown(ResultOf(attempt));
     if (colour) out << kPlain;
-    out << std::setw(9) << Fixed(attempt.seconds, 1) << Trimmed(attempt.message) << "\n";
+    out << std::setw(9) << Fixed(attempt.seconds, 1) << shown(Trimmed(attempt.message)) << "\n";
   }
   const std::size_t failed = CountFailed(attempts);
   const std::size_t without = CountWithoutResult(attempts);

@@ -4,6 +4,7 @@
 
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "client/run_plan.h"
@@ -17,8 +18,12 @@ struct Report {
   bool isWhole = false;  // false: the run ended before its end
 };
 
-// colour: for a terminal.
-void WriteTable(std::ostream& out, const Report& report, bool colour);
+// A terminal obeys control characters: there a text of the camera has escapes (\n, \x1B) in their
+// place, also in place of a line's end.
+std::string Printable(std::string_view text);
+
+enum class TableStyle { Plain, Terminal, Coloured };  // the last is for a terminal too
+void WriteTable(std::ostream& out, const Report& report, TableStyle style);
 void WriteJson(std::ostream& out, const Report& report);
 // The XML that build and test servers collect, a testcase an attempt: its status is the stored
 // result; a failure has it as its type; an error is an attempt without a result.

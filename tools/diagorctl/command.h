@@ -17,7 +17,7 @@ enum ExitCode : int {
   kUsage = 2,  // or nothing matched
   kNoConnection = 3,
   kRefused = 4,
-  kInterrupted = 130,
+  kSignal = 128,  // and the signal's number: interrupted by it
 };
 
 // What the user named cannot be used; what() says why.

@@ -5,14 +5,47 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "client/results.h"
+
 namespace diagorctl {
 
-bool UseColour() {
-  const char* const noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
-  return isatty(STDOUT_FILENO) != 0 && (noColour == nullptr || *noColour == '\0');
+namespace {
+
+std::string ShownOn(int stream, const std::string& text) {
+  return isatty(stream) != 0 ? client::Printable(text) : text;
+}
+
+std::string FromEnvironment(const char* name) {
+  const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
+  return value == nullptr ? "" : value;
+}
+
+}  // namespace
+
+bool IsTerminal() {
+  return isatty(STDOUT_FILENO) != 0;
+}
+
+bool HasColours() {
+  const std::string terminal = FromEnvironment("TERM");
+  const bool isAble = !terminal.empty() && terminal != "dumb";
+  return IsTerminal() && isAble && FromEnvironment("NO_COLOR").empty();
+}
+
+std::string Shown(const std::string& text) {
+  return ShownOn(STDOUT_FILENO, text);
+}
+
+std::string ShownAsError(const std::string& text) {
+  return ShownOn(STDERR_FILENO, text);
+}
+
+void Complain(const std::string& text) {
+  std::cerr << "diagorctl: " + ShownAsError(text) + "\n";
 }
 
 std::string ValueText(const client::Json& value) {
+  if (value.is_null()) return {};
   return value.is_string() ? value.get<std::string>() : value.dump();
 }
 

@@ -1,4 +1,4 @@
-// How values and JSON are printed, and what the terminal can show.
+// How texts, values and JSON are printed, and what a terminal makes of them.
 #pragma once
 
 #include <string>
@@ -7,9 +7,19 @@
 
 namespace diagorctl {
 
-bool UseColour();
+// Of standard output.
+bool IsTerminal();
+bool HasColours();
 
-// A text as it is, anything else as JSON.
+// A text of the camera as standard output and standard error take it: as it is, with its control
+// characters as escapes on a terminal.
+std::string Shown(const std::string& text);
+std::string ShownAsError(const std::string& text);
+
+// A line on standard error, behind the program's name.
+void Complain(const std::string& text);
+
+// A text as it is, anything else as JSON; nothing of null.
 std::string ValueText(const client::Json& value);
 
 void PrintJson(const client::Json& json);

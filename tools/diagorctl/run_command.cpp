@@ -1,6 +1,7 @@
 // run: the tests and their results.
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -36,14 +37,16 @@ class ResultFile {
   ResultFile(const ResultFile&) = delete;
   ResultFile& operator=(const ResultFile&) = delete;
 
-  void Write(const client::Report& report) {
-    if (mPath.empty()) return;
+  // An error's text, or empty.
+  std::string Write(const client::Report& report) {
+    if (mPath.empty()) return {};
     client::WriteJunit(mStream, report);
     mStream.close();
     std::error_code error;
     if (mStream) std::filesystem::rename(mDraft, mPath, error);
-    if (!mStream || error) throw UsageError("cannot write " + mPath);
+    if (!mStream || error) return "cannot write " + mPath;
     mDraft.clear();
+    return {};
   }
 
  private:
@@ -51,6 +54,28 @@ class ResultFile {
   std::string mDraft;  // empty: there is none
   std::ofstream mStream;
 };
+
+void ShowProgress(const client::Attempt& attempt, client::Phase phase) {
+  if (phase == client::Phase::Ends) {
+    std::cerr << ShownAsError(attempt.value) << "\n";
+  } else {
+    const bool begins = phase == client::Phase::Begins;
+    std::cerr << ShownAsError(begins ? attempt.path : attempt.message) << " ... " << std::flush;
+  }
+}
+
+void PrintResults(const client::Report& report, const Options& options) {
+  using client::TableStyle;
+  if (options.json) {
+    client::WriteJson(std::cout, report);
+  } else if (options.tap) {
+    client::WriteTap(std::cout, report);
+  } else {
+    const TableStyle onTerminal = HasColours() ? TableStyle::Coloured : TableStyle::Terminal;
+    client::WriteTable(std::cout, report, IsTerminal() ? onTerminal : TableStyle::Plain);
+  }
+  std::cout.flush();
+}
 
 std::string NameOf(client::CameraClient& camera, const char* path) {
   try {
@@ -63,49 +88,38 @@ std::string NameOf(client::CameraClient& camera, const char* path) {
 }  // namespace
 
 int Run(client::CameraClient& camera, const Options& options) {
+  // Nobody reads the progress or the table any more: the run and its file go on.
+  std::signal(SIGPIPE, SIG_IGN);
   const auto items = client::SelectForRun(client::TestItems(camera), options.globs);
   if (items.empty()) {
-    std::cerr << "diagorctl: no test item matches; diagorctl list shows them all\n";
+    Complain("no test item matches; diagorctl list shows them all");
     return kUsage;
   }
-  const auto progress = [&options](const client::Attempt& attempt, client::Phase phase) {
-    if (options.quiet) return;
-    if (phase == client::Phase::Ends) {
-      std::cerr << attempt.value << "\n";
-    } else {
-      const bool begins = phase == client::Phase::Begins;
-      std::cerr << (begins ? attempt.path : attempt.message) << " ... " << std::flush;
-    }
-  };
   ResultFile junit(options.junit);
   client::Report report;
   report.camera = NameOf(camera, ".version.product.name");
   report.serial = NameOf(camera, ".version.product.serial");
+  // The file first: who reads the table may be slow, or gone.
   const auto write = [&] {
-    if (options.json) {
-      client::WriteJson(std::cout, report);
-    } else if (options.tap) {
-      client::WriteTap(std::cout, report);
-    } else {
-      client::WriteTable(std::cout, report, UseColour());
-    }
-    std::cout.flush();
-    junit.Write(report);
+    const std::string problem = junit.Write(report);
+    PrintResults(report, options);
+    return problem;
   };
   try {
-    client::Run(camera, items, options.run, report.attempts, progress);
+    client::Run(camera, items, options.run, report.attempts,
+                [&options](const client::Attempt& attempt, client::Phase phase) {
+                  if (!options.quiet) ShowProgress(attempt, phase);
+                });
   } catch (...) {
     // What was found so far is not lost.
     std::cerr << "\n";
-    try {
-      write();
-    } catch (const UsageError& error) {  // the reason why the run ended is the weightier one
-      std::cerr << "diagorctl: " << error.what() << "\n";
-    }
+    const std::string problem = write();
+    if (!problem.empty()) Complain(problem);  // why the run ended is the weightier reason
     throw;
   }
   report.isWhole = true;
-  write();
+  const std::string problem = write();
+  if (!problem.empty()) throw UsageError(problem);
   if (client::CountFailed(report.attempts) > 0) return kTestFailed;
   return client::CountWithoutResult(report.attempts) > 0 ? kRefused : kNothingFailed;
 }

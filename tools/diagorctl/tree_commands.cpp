@@ -1,4 +1,5 @@
-// list, show, get, set and reset: the camera's nodes.
+// list, show, get and set: the camera's nodes.
+#include <algorithm>
 #include <iomanip>
 #include <iostream>
 
@@ -10,19 +11,44 @@ namespace diagorctl {
 
 namespace {
 
-void PrintNode(const client::Json& node, int level) {
-  const auto path = node["path"].get<std::string>();
-  const std::string name = level == 0 ? path : path.substr(path.rfind('.') + 1);
-  const std::string indented = std::string(2 * static_cast<std::size_t>(level), ' ') + name;
-  std::cout << std::left << std::setw(32) << (indented.empty() ? "." : indented) << " ";
+bool IsCameraWide(const std::string& path) {
+  return path.starts_with(".");
+}
+
+// The paths in it as this program takes them.
+void NameAsTyped(client::Json& node) {
+  node["path"] = "." + ValueText(node["path"]);
+  for (client::Json& child : node["children"]) {
+    if (child.is_object()) NameAsTyped(child);
+  }
+}
+
+client::Json NodeOf(client::CameraClient& camera, const std::string& path, int depth) {
+  client::Json node = camera.Get(client::FullPath(path), depth);
+  if (IsCameraWide(path)) NameAsTyped(node);
+  return node;
+}
+
+void PrintNode(const client::Json& node, std::size_t width) {
+  const std::string path = ValueText(node["path"]);
+  std::cout << std::left << std::setw(static_cast<int>(width))
+            << Shown(path.empty() ? "\"\"" : path) << "  ";
   if (!node["value"].is_null()) {
-    std::cout << "\"" << ValueText(node["value"]) << "\"  " << node["type"].get<std::string>()
+    std::cout << "\"" << Shown(ValueText(node["value"])) << "\"  " << ValueText(node["type"])
               << "  ";
   }
-  std::cout << node["class"].get<std::string>() << "\n";
+  std::cout << ValueText(node["class"]) << "\n";
   for (const client::Json& child : node["children"]) {
-    if (child.is_object()) PrintNode(child, level + 1);
+    if (child.is_object()) PrintNode(child, width);
   }
+}
+
+std::size_t LongestPath(const client::Json& node) {
+  std::size_t longest = ValueText(node["path"]).size();
+  for (const client::Json& child : node["children"]) {
+    if (child.is_object()) longest = std::max(longest, LongestPath(child));
+  }
+  return longest;
 }
 
 }  // namespace
@@ -37,30 +63,30 @@ int List(client::CameraClient& camera, const Options& options) {
     PrintJson(list);
   } else {
     for (const auto& item : items) {
-      std::cout << std::left << std::setw(36) << item.path << std::setw(10) << item.value
+      std::cout << std::left << std::setw(36) << item.path << std::setw(10) << Shown(item.value)
                 << item.className << "\n";
     }
   }
-  if (items.empty()) std::cerr << "diagorctl: no test item matches\n";
+  if (items.empty()) Complain("no test item matches");
   return items.empty() ? kUsage : kNothingFailed;
 }
 
 int Show(client::CameraClient& camera, const Options& options) {
-  const client::Json node = camera.Get(client::FullPath(options.path), options.depth);
+  const client::Json node = NodeOf(camera, options.path, options.depth);
   if (options.json) {
     PrintJson(node);
   } else {
-    PrintNode(node, 0);
+    PrintNode(node, LongestPath(node));
   }
   return kNothingFailed;
 }
 
 int Get(client::CameraClient& camera, const Options& options) {
-  const client::Json node = camera.Get(client::FullPath(options.path));
+  const client::Json node = NodeOf(camera, options.path, 0);
   if (options.json) {
     PrintJson(node);
   } else {
-    std::cout << (node["value"].is_null() ? "" : ValueText(node["value"])) << "\n";
+    std::cout << Shown(ValueText(node["value"])) << "\n";
   }
   return kNothingFailed;
 }
@@ -71,17 +97,10 @@ int Set(client::CameraClient& camera, const Options& options) {
   if (options.json || options.trace) {
     PrintJson(reply);
   } else if (!options.quiet) {
-    std::cout << ValueText(reply["value"]) << "\n";
-    for (const auto& record : reply["records"]) std::cout << ValueText(record) << "\n";
+    std::cout << Shown(ValueText(reply["value"])) << "\n";
+    for (const auto& record : reply["records"]) std::cout << Shown(ValueText(record)) << "\n";
   }
   return reply["status"] == 0 ? kNothingFailed : kTestFailed;
-}
-
-int Reset(client::CameraClient& camera, const Options& options) {
-  std::uint32_t status = camera.Set("test.clearResult", true)["status"].get<std::uint32_t>();
-  if (options.resetLog) status |= camera.Set("test.clearLog", true)["status"].get<std::uint32_t>();
-  if (options.resetCamera) camera.Set(".desk.restore", true);
-  return status == 0 ? kNothingFailed : kTestFailed;
 }
 
 }  // namespace diagorctl

@@ -1,4 +1,6 @@
 // watch: what happens on the camera, as it happens.
+#include <algorithm>
+#include <chrono>
 #include <iomanip>
 #include <iostream>
 
@@ -26,36 +28,60 @@ void PrintEvent(const client::Event& event, const Options& options) {
   std::cout << std::right << std::setw(12) << std::fixed << std::setprecision(3) << at << "  "
             << std::left << std::setw(14) << event.kind;
   if (event.kind == "record") {
-    std::cout << field("text");
+    std::cout << Shown(field("text"));
   } else if (event.kind == "gap") {
     std::cout << "events missed: " << field("missed");
   } else {
-    std::cout << (field("tree") == "camera" ? "." : "") << field("path") << "  " << field("value");
+    std::cout << (field("tree") == "camera" ? "." : "") << Shown(field("path")) << "  "
+              << Shown(field("value"));
   }
   std::cout << std::endl;  // seen at once, also through a pipe
 }
 
+// How long to wait before the stream is asked for once more: ever longer while nothing comes.
+class RetryDelay {
+ public:
+  std::chrono::milliseconds Next() {
+    const auto now = mNext;
+    mNext = std::min(2 * mNext, kLongest);
+    return now;
+  }
+  void Restart() { mNext = kShortest; }
+
+ private:
+  static constexpr std::chrono::milliseconds kShortest{250};
+  static constexpr std::chrono::milliseconds kLongest{30000};
+  std::chrono::milliseconds mNext = kShortest;
+};
+
 }  // namespace
 
-// A stream that ends is taken up again where it ended, once; a camera that has gone stays gone.
+// A stream that ends is taken up again where it ended; a camera that has gone stays gone.
 int Watch(client::CameraClient& camera, const Options& options) {
   std::string last = options.after;
   unsigned left = options.count;
-  const auto tell = [&](const client::Event& event) {
+  RetryDelay delay;
+  const auto print = [&](const client::Event& event) {
     if (options.count > 0 && left == 0) return;
     if (!event.id.empty()) last = event.id;
+    delay.Restart();
     PrintEvent(event, options);
     if (left > 0) --left;
   };
   const auto done = [&] { return (options.count > 0 && left == 0) || !std::cout; };
   for (;;) {
-    camera.Subscribe(tell, last);
+    camera.Subscribe(print, last);
     try {
       while (!camera.AwaitEvents(done, std::chrono::hours(1))) {
       }
       return kNothingFailed;
     } catch (const client::ConnectionError&) {
-      if (!options.quiet) std::cerr << "diagorctl: the stream of events ended; asking again\n";
+      const std::chrono::milliseconds wait = delay.Next();
+      if (!options.quiet) {
+        Complain("the stream of events ended; asking again in " + std::to_string(wait.count()) +
+                 " ms");
+      }
+      camera.Pause(wait);
     }
   }
 }
