@@ -1,6 +1,12 @@
 // Run plans and results, and diagorctl as its users type it.
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/write.hpp>
 #include <csignal>
 #include <fstream>
 #include <sstream>
@@ -32,6 +38,23 @@ TEST(SelectTest, GlobsChooseInTreeOrderEachOnce) {
   EXPECT_EQ(selected({"test.items.eeprom.[f]*"}), "fpa ");
   EXPECT_EQ(selected({"items.eeprom"}), "main fpa ");
   EXPECT_EQ(selected({"items.eep"}), "");
+}
+
+TEST(SelectTest, TheCameraSaysWhatIsATest) {
+  const auto node = [](const char* path, const char* kind, const char* className) {
+    return Json{{"path", path},
+                {"kind", kind},
+                {"class", className},
+                {"value", "Untested"},
+                {"children", Json::array()}};
+  };
+  Json items = node("test.items", "branch", "CServerResource");
+  items["children"] = {node("test.items.a", "test", "CBattery"),
+                       node("test.items.b", "value", "CResBitText")};
+  const auto found = client::TestItems(items);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].path, "test.items.a");
+  EXPECT_EQ(found[0].className, "CBattery");
 }
 
 TEST(SelectTest, WhatNeverEndsRunsOnlyWhenNamedInFull) {
@@ -116,7 +139,7 @@ client::Report SomeReport() {
 TEST(ResultsTest, EveryAttemptIsShown) {
   const client::Report report = SomeReport();
   std::ostringstream table;
-  client::WriteTable(table, report, false);
+  client::WriteTable(table, report, client::TableStyle::Plain);
   EXPECT_EQ(table.str(),
             "ROUND  ITEM            RESULT    SECONDS  MESSAGE\n"
             "1      test.items.g.a  E 0002    0.2      gone <\x01> # \xEF\xBF\xBF \xC3\xA4,\n"
@@ -366,25 +389,30 @@ TEST_F(DiagorctlTest, WritesResultsForTestServers) {
   EXPECT_EQ(full.Wait(), 2);
 }
 
-// A run that ends in the middle tells what it was at.
+// A run that ends in the middle tells what it was at, and leaves nothing half written.
 TEST(CutRunTest, TheAttemptUnderWayIsAmongTheResults) {
-  for (const bool cameraDies : {false, true}) {
+  struct Case {
+    int signal;
+    bool isForCamera;
+    int code;
+  };
+  const Case cases[] = {
+      {SIGKILL, true, 3}, {SIGINT, false, 130}, {SIGTERM, false, 143}, {SIGHUP, false, 129}};
+  for (const Case& each : cases) {
     const TemporaryFolder folder;
-    const std::string file = (folder.Path() / "junit.xml").string();
+    const TemporaryFolder results;
+    const std::string file = (results.Path() / "junit.xml").string();
     Process camera("diagor", {"-p", "0"}, {{"DIAGOR_ROOT", (folder.Path() / "root").string()}});
     const auto port = std::to_string(PortOf(camera.ErrorsUntil("http://127.0.0.1:")));
     Process run("diagorctl", {"--port", port, "run", "items.eeprom.main", "items.clock", "--tap",
                               "--junit", file});
     run.ErrorsUntil("test.items.clock.clock ... ");  // it takes five seconds
-    if (cameraDies) {
-      camera.Signal(SIGKILL);
-    } else {
-      run.Signal(SIGINT);
-    }
-    EXPECT_EQ(run.Wait(), cameraDies ? 3 : 130) << run.Errors();
+    (each.isForCamera ? camera : run).Signal(each.signal);
+    EXPECT_EQ(run.Wait(), each.code) << run.Errors();
     EXPECT_NE(run.Output().find("ok 1 - test.items.eeprom.main"), std::string::npos);
     EXPECT_NE(run.Output().find("not ok 2 - test.items.clock.clock"), std::string::npos);
     EXPECT_NE(run.Output().find("Bail out!"), std::string::npos);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(results.Path()), {}), 1);
     const std::pair<const char*, const char*> finds[] = {
         {"string(/testsuites/@errors)", "1"},
         {"string(//testcase[2]/error/@type)", "no result"},
@@ -436,13 +464,54 @@ TEST_F(DiagorctlTest, ReadsWritesAndResets) {
   EXPECT_EQ(mCamera.Get("test.items.battery"), "Untested");
   EXPECT_EQ(mCamera.LogLines().size(), 10U);
   EXPECT_EQ(Ctl({"run", "items.battery"}).code, 0);
+  EXPECT_EQ(client::CameraClient("localhost", mServer.Port()).Get("test.errcnt")["value"], 0);
+
+  // A healthy camera has no system log.
+  const Outcome log = Ctl({"log", "--system"});
+  EXPECT_EQ(log.code, 0);
+  EXPECT_EQ(log.output, "");
+  // What is printed can be typed again.
+  std::istringstream shown(Ctl({"show", ".desk.bus.i2c1.e6"}).output);
+  std::size_t count = 0;
+  for (std::string line; std::getline(shown, line); ++count) {
+    const std::string path = line.substr(0, line.find(' '));
+    EXPECT_EQ(Ctl({"get", path}).code, 0) << path;
+  }
+  EXPECT_GT(count, 2U);
+}
+
+TEST_F(DiagorctlTest, ATerminalGetsEscapesAndColoursThatItKnows) {
+  mCamera.Write("test.description.tester", "a\x1B[2J\n\xC2\x9B\x7F\xC3\xA4");
+  struct Case {
+    std::map<std::string, std::string> environment;
+    bool hasColours;
+  };
+  const Case cases[] = {{{{"TERM", "xterm"}, {"NO_COLOR", ""}}, true},
+                        {{{"TERM", "xterm"}, {"NO_COLOR", "1"}}, false},
+                        {{{"TERM", "dumb"}, {"NO_COLOR", ""}}, false}};
+  const std::string program =
+      ProgramPath("diagorctl") + " --port " + std::to_string(mServer.Port()) + " ";
+  for (const Case& each : cases) {
+    const auto onTerminal = [&](const std::string& words) {
+      Process script("/usr/bin/script", {"-qec", program + words, "/dev/null"}, each.environment);
+      script.Wait();
+      return script.Output();
+    };
+    EXPECT_EQ(onTerminal("get test.description.tester"), "a\\x1B[2J\\n\\x9B\\x7F\xC3\xA4\r\n");
+    const std::string run = onTerminal("run items.battery");
+    EXPECT_EQ(run.find('\x1B') != std::string::npos, each.hasColours) << run;
+    EXPECT_NE(run.find("1 passed, 0 failed"), std::string::npos) << run;
+    EXPECT_NE(onTerminal("log").find(";a\\x1B[2J"), std::string::npos);
+  }
 }
 
 TEST_F(DiagorctlTest, ExitCodesTellWhoIsAtFault) {
   EXPECT_EQ(Ctl({"run", "items.nothing"}).code, 2);
   EXPECT_EQ(Ctl({"list", "items.nothing"}).code, 2);
   EXPECT_EQ(Ctl({}).code, 2);
-  EXPECT_EQ(Ctl({"dance"}).code, 2);
+  const Outcome unknown = Ctl({"dance"});
+  EXPECT_EQ(unknown.code, 2);
+  EXPECT_NE(unknown.errors.find("no command dance"), std::string::npos) << unknown.errors;
   EXPECT_EQ(Ctl({"run", "--repeat", "0"}).code, 2);
   EXPECT_EQ(Ctl({"get", "test.nobody"}).code, 4);
   EXPECT_EQ(Ctl({"set", "test.description.format", "PDF"}).code, 4);
@@ -450,6 +519,148 @@ TEST_F(DiagorctlTest, ExitCodesTellWhoIsAtFault) {
   EXPECT_EQ(Ctl({"--version"}).output, "23.0.1\n");
   Process nobody("diagorctl", {"--port", "1", "list"});
   EXPECT_EQ(nobody.Wait(), 3);
+}
+
+// Something else that listens, and answers each request in its own way. After an answer without a
+// length it closes.
+class OtherServer {
+ public:
+  using Answer = std::function<std::string(const std::string& request)>;
+  explicit OtherServer(Answer answer)
+      : mAnswer(std::move(answer)), mThread([this] { AcceptAll(); }) {}
+  ~OtherServer() {
+    shutdown(mAcceptor.native_handle(), SHUT_RD);
+    mThread.join();
+  }
+  OtherServer(const OtherServer&) = delete;
+  OtherServer& operator=(const OtherServer&) = delete;
+  std::uint16_t Port() const { return mAcceptor.local_endpoint().port(); }
+
+ private:
+  void AcceptAll() {
+    boost::system::error_code ended;
+    for (;;) {
+      tcp::socket socket(mContext);
+      mAcceptor.accept(socket, ended);
+      if (ended) return;
+      bool goesOn = true;
+      while (goesOn) {
+        boost::system::error_code error;
+        std::string request;
+        boost::asio::read_until(socket, boost::asio::dynamic_buffer(request), "\r\n\r\n", error);
+        const std::string text = error ? "" : mAnswer(request);
+        goesOn = text == kSilence || text.find("Content-Length: ") != std::string::npos;
+        if (text != kSilence) boost::asio::write(socket, boost::asio::buffer(text), error);
+      }
+    }
+  }
+
+  using tcp = boost::asio::ip::tcp;
+  boost::asio::io_context mContext;
+  tcp::acceptor mAcceptor{mContext, {boost::asio::ip::address_v4::loopback(), 0}};
+  const Answer mAnswer;
+  std::thread mThread;
+
+ public:
+  static constexpr char kSilence[] = "silence";
+};
+
+std::string HttpAnswer(const std::string& body, const std::string& status = "200 OK") {
+  return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
+         body;
+}
+
+// As a camera answers what each connection begins with; the rest is the test's.
+OtherServer::Answer LikeACamera(const OtherServer::Answer& rest) {
+  return [rest](const std::string& request) {
+    if (!request.starts_with("GET /api/v1/task/ HTTP")) return rest(request);
+    return HttpAnswer(
+        R"({"path":"","kind":"branch","type":null,"class":"","value":null,"children":[]})");
+  };
+}
+
+TEST(NoCameraTest, IsSaidWhateverIsAsked) {
+  const std::string answers[] = {"", "220 mail\r\n", HttpAnswer("<html>", "404 Not Found"),
+                                 HttpAnswer("<html>"), HttpAnswer(R"({"status":"ok"})")};
+  const std::vector<std::string> commands[] = {
+      {"log"}, {"log", "--system"}, {"set", "test.x", "run"}, {"list"}, {"reset"}, {"watch"}};
+  for (const std::string& answer : answers) {
+    OtherServer server([&answer](const std::string&) { return answer; });
+    for (std::vector<std::string> words : commands) {
+      words.insert(words.begin(), {"--port", std::to_string(server.Port())});
+      Process process("diagorctl", words);
+      EXPECT_EQ(process.Wait(), 3) << answer << words[2];
+      EXPECT_EQ(process.Output(), "");
+      EXPECT_TRUE(process.Errors().starts_with("diagorctl: no camera on port "))
+          << process.Errors();
+    }
+  }
+}
+
+TEST(NoCameraTest, SilenceIsWaitedOutOnce) {
+  const auto silent = [](const std::string&) { return OtherServer::kSilence; };
+  for (const OtherServer::Answer& answer : {OtherServer::Answer(silent), LikeACamera(silent)}) {
+    int requests = 0;
+    OtherServer server([&](const std::string& request) {
+      ++requests;
+      return answer(request);
+    });
+    constexpr std::chrono::milliseconds kShort{20};
+    {
+      client::CameraClient client("127.0.0.1", server.Port(), {}, {kShort, kShort});
+      EXPECT_THROW(client.File("a"), client::ConnectionError);
+      EXPECT_THROW(client.Get("a"), client::ConnectionError);
+      EXPECT_THROW(client.Subscribe([](const client::Event&) {}), client::ConnectionError);
+    }
+    EXPECT_LE(requests, 6);
+  }
+  // Of a write there is no reply until its test has ended, but to something silent none is sent.
+  OtherServer server(silent);
+  client::CameraClient client("127.0.0.1", server.Port(), {}, {std::chrono::milliseconds(20), {}});
+  EXPECT_THROW(client.Set("a", "run"), client::ConnectionError);
+}
+
+TEST(NoCameraTest, StreamsThatEndAreAskedForEverLessOften) {
+  OtherServer server(LikeACamera([](const std::string& request) {
+    return request.starts_with("GET /api/v1/events") ? std::string("HTTP/1.1 200 OK\r\n\r\n") : "";
+  }));
+  Process watch("diagorctl", {"--port", std::to_string(server.Port()), "watch"});
+  const std::string errors = watch.ErrorsUntil(" 1000 ms\n");
+  watch.Signal(SIGTERM);
+  EXPECT_EQ(watch.Wait(), 143);
+  EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 3) << errors;
+  EXPECT_LT(errors.find(" 250 ms"), errors.find(" 500 ms")) << errors;
+}
+
+// A camera answers clearLog in the same way whether it could restart its file or not.
+TEST(ResetTest, LooksWhetherTheLogWasRestarted) {
+  const std::string header = "   Camera Name:   KY\n";
+  const std::string record = "12:00:00;2013-08-29;T;E;A;S;C;Item         ;OK      ;a;b, \n";
+  struct Case {
+    std::string before;
+    std::string after;
+    int code;
+  };
+  const Case cases[] = {{header + record, header, 0},
+                        {header, header, 0},
+                        {record, header + "12:00:01" + record.substr(8), 0},
+                        {header + record, header + record, 1},
+                        {header + record, header + record + record, 1},
+                        {header + record, "", 1},
+                        {header, header.substr(0, 10), 1}};
+  for (const Case& each : cases) {
+    bool isCleared = false;
+    OtherServer server(LikeACamera([&](const std::string& request) {
+      isCleared = isCleared || request.starts_with("PUT /api/v1/task/test.clearLog");
+      if (request.starts_with("GET /api/v1/files/FlashFS/tmp/bitlog.txt")) {
+        return HttpAnswer(isCleared ? each.after : each.before);
+      }
+      return HttpAnswer(R"({"status":0,"value":false,"records":[]})");
+    }));
+    Process reset("diagorctl", {"--port", std::to_string(server.Port()), "reset", "--log"});
+    EXPECT_EQ(reset.Wait(), each.code) << each.before << each.after << reset.Errors();
+    EXPECT_EQ(reset.Errors().empty(), each.code == 0) << reset.Errors();
+  }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The program as a process: command line, environment, signals, whole runs of every camera.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
@@ -135,15 +136,20 @@ TEST_F(ProgramTest, UnknownPlatformSaysWhyAndExits) {
 
 TEST_F(ProgramTest, WrongEnvironmentIsNamedAndNothingIsMade) {
   const std::map<std::string, std::string> cases[] = {
-      {{"DIAGOR_VARIANT", "Z9"}},           {{"DIAGOR_CLOCK", "fast"}},
-      {{"DIAGOR_KNOBS", ".desk.nobody=1"}}, {{"DIAGOR_KNOBS", ".desk.rtc.rate=quick"}},
+      {{"DIAGOR_VARIANT", "Z9"}},
+      {{"DIAGOR_CLOCK", "fast"}},
+      {{"DIAGOR_KNOBS", ".desk.nobody=1"}},
+      {{"DIAGOR_KNOBS", ".desk.rtc.rate=quick"}},
       {{"DIAGOR_KNOBS", "nonsense"}},
+      {{"DIAGOR_SCREEN", "window"}, {"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}},
   };
   for (const auto& environment : cases) {
     const auto process = Start({"-p", "0"}, environment);
     EXPECT_EQ(process->Wait(), 2);
     EXPECT_EQ(process->Output(), "");
-    EXPECT_NE(process->Errors().find("diagor: "), std::string::npos);
+    const std::string& errors = process->Errors();
+    EXPECT_TRUE(errors.starts_with("diagor: ")) << errors;
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
     EXPECT_FALSE(fs::exists(Root()));
   }
 }
@@ -159,13 +165,23 @@ TEST_F(ProgramTest, StorageThatCannotBeIsNamedAndNothingIsHalfMade) {
       {"no folder can be made", "/proc/nothing/here", "cannot make /proc/nothing/here: "},
       {"cannot be written", "/proc", "cannot make /FlashFS/tmp in /proc: "},
       {"a link that leads nowhere", Root().string() + ".link", "cannot make "},
-      {"a log that is a folder", mFolder.Path().string() + "/folder", "FlashFS/tmp/bitlog.txt: "},
+      {"a log that is a folder", mFolder.Path().string() + "/folder",
+       "FlashFS/tmp/bitlog.txt is no ordinary file\n"},
+      {"a log that is a pipe", mFolder.Path().string() + "/pipe",
+       "FlashFS/tmp/bitlog.txt is no ordinary file\n"},
+      {"a system log that is a pipe", mFolder.Path().string() + "/pipe2",
+       "FlashFS/log/syslog.txt is no ordinary file\n"},
       {"a log folder that is a file", mFolder.Path().string() + "/file",
        "cannot make /FlashFS/log in "},
       {"a way out", mFolder.Path().string() + "/way", "/FlashFS/tmp/bitlog.txt leads out of "},
   };
   fs::create_symlink("/nowhere/there", Root().string() + ".link");
   fs::create_directories(mFolder.Path() / "folder/FlashFS/tmp/bitlog.txt");
+  for (const char* const pipe : {"pipe/FlashFS/tmp/bitlog.txt", "pipe2/FlashFS/log/syslog.txt"}) {
+    const fs::path path = mFolder.Path() / pipe;
+    fs::create_directories(path.parent_path());
+    ASSERT_EQ(mkfifo(path.c_str(), S_IRWXU), 0);
+  }
   fs::create_directories(mFolder.Path() / "file/FlashFS");
   std::ofstream(mFolder.Path() / "file/FlashFS/log") << "x";
   fs::create_directories(mFolder.Path() / "elsewhere");

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <mutex>
 #include <set>
@@ -103,30 +105,37 @@ TEST(KilledCameraTest, LosesNoRecordThatAClientWasToldOf) {
 class SmallStorageTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::vector<std::string> words = {"--mount"};
-    if (geteuid() != 0) words.emplace_back("--map-root-user");
+    if (geteuid() != 0) mWords.emplace_back("--map-root-user");
+    if (Start("true", "N")->Wait() != 0) GTEST_SKIP() << "no file system can be mounted here";
+  }
+  std::unique_ptr<Process> Start(const std::string& command, const std::string& variant) {
     const std::string root = mFolder.Path().string();
-    const std::string mount = "mount -t tmpfs -o size=64k tmpfs " + root;
-    std::vector<std::string> tried = words;
-    tried.insert(tried.end(), {"sh", "-c", mount});
-    Process attempt("/usr/bin/unshare", tried);
-    if (attempt.Wait() != 0) GTEST_SKIP() << "no file system can be mounted here";
-    words.insert(words.end(), {"sh", "-c", mount + " && exec " + ProgramPath("diagor") + " -p 0"});
-    mCamera = std::make_unique<Process>(
+    std::vector<std::string> words = mWords;
+    words.insert(words.end(),
+                 {"sh", "-c", "mount -t tmpfs -o size=64k tmpfs " + root + " && exec " + command});
+    return std::make_unique<Process>(
         "/usr/bin/unshare", words,
         std::map<std::string, std::string>{
-            {"DIAGOR_ROOT", root}, {"DIAGOR_CLOCK", "virtual"}, {"DIAGOR_VARIANT", "N"}});
-    mPort = PortOf(mCamera->ErrorsUntil(kServes));
+            {"DIAGOR_ROOT", root}, {"DIAGOR_CLOCK", "virtual"}, {"DIAGOR_VARIANT", variant}});
   }
 
+  const std::string mProgram = ProgramPath("diagor") + " -p 0";
+
+ private:
   TemporaryFolder mFolder;
-  std::unique_ptr<Process> mCamera;
-  std::uint16_t mPort = 0;
+  std::vector<std::string> mWords = {"--mount"};
 };
+
+TEST_F(SmallStorageTest, TooSmallItIsRefusedWithTheReason) {
+  const auto camera = Start(mProgram, "KY");  // its images alone take more
+  EXPECT_NE(camera->Wait(), 0);
+  EXPECT_TRUE(camera->Errors().ends_with(": No space left on device\n")) << camera->Errors();
+}
 
 TEST_F(SmallStorageTest, FullItKeepsTestsRunningAndRecordsResume) {
   constexpr char kItem[] = "test.items.battery";
-  client::CameraClient client(mPort);
+  const auto camera = Start(mProgram, "N");
+  client::CameraClient client(PortOf(camera->ErrorsUntil(kServes)));
   std::multiset<std::string> told;
   const auto run = [&] {
     const Json reply = client.Set(kItem, "run");
@@ -155,6 +164,69 @@ TEST_F(SmallStorageTest, FullItKeepsTestsRunningAndRecordsResume) {
   EXPECT_EQ(CountOf(Kind::Record, lines), 1U);
   EXPECT_EQ(CountOf(Kind::Fragment, lines), 0U);
   EXPECT_EQ(lines.back().text, *told.begin());
+}
+
+// Where nobody names a folder, the storage is in one that all users may have reached before.
+TEST(DefaultStorageTest, IsThisUsersOwn) {
+  namespace fs = std::filesystem;
+  struct Case {
+    const char* name;
+    fs::perms session;                            // of the session's folder; none: there is no such
+    std::function<void(const fs::path&)> before;  // what is done to the storage's place
+    bool isTaken;
+  };
+  const fs::perms all = fs::perms::all;
+  const fs::perms mine = fs::perms::owner_all;
+  const auto open = [&](const fs::path& place) {
+    fs::create_directory(place);
+    fs::permissions(place, all);
+  };
+  const auto link = [](const fs::path& place) {
+    fs::create_directory(place.parent_path() / "elsewhere");
+    fs::create_symlink("elsewhere", place);
+  };
+  const auto strange = [](const fs::path& place) {
+    constexpr uid_t kNobody = 65534;
+    fs::create_directory(place);
+    ASSERT_EQ(chown(place.c_str(), kNobody, kNobody), 0);
+  };
+  std::vector<Case> cases = {
+      {"in the session's folder", mine, [](const fs::path&) {}, true},
+      {"in the one for temporary files", fs::perms::none, [](const fs::path&) {}, true},
+      {"the session's is open to all", all, [](const fs::path&) {}, true},
+      {"ours from before", mine, [](const fs::path& place) { fs::create_directory(place); }, true},
+      {"open to all", mine, open, false},
+      {"open to all, temporary", fs::perms::none, open, false},
+      {"a link", fs::perms::none, link, false},
+      {"a link to nowhere", mine, [](const fs::path& p) { fs::create_symlink("/no/where", p); },
+       false},
+  };
+  if (geteuid() == 0) cases.push_back({"another user's", fs::perms::none, strange, false});
+  for (const Case& each : cases) {
+    const TemporaryFolder folder;
+    const fs::path session = folder.Path() / "session";
+    if (each.session != fs::perms::none) {
+      fs::create_directory(session);
+      fs::permissions(session, each.session);
+    }
+    const std::string temporary = "diagor-" + std::to_string(geteuid()) + "-N";
+    const fs::path place = each.session == mine ? session / "diagor-N" : folder.Path() / temporary;
+    each.before(place);
+    Process camera("diagor", {"-p", "0"},
+                   {{"DIAGOR_ROOT", ""},
+                    {"DIAGOR_VARIANT", "N"},
+                    {"XDG_RUNTIME_DIR", session.string()},
+                    {"TMPDIR", folder.Path().string()}});
+    if (each.isTaken) {
+      const std::string errors = camera.ErrorsUntil(kServes);
+      EXPECT_NE(errors.find("storage " + place.string() + ","), std::string::npos) << errors;
+      EXPECT_EQ(fs::status(place).permissions() & fs::perms::others_write, fs::perms::none);
+    } else {
+      EXPECT_NE(camera.Wait(), 0) << each.name;
+      EXPECT_NE(camera.Errors().find(place.string() + " is a link, or "), std::string::npos)
+          << camera.Errors();
+    }
+  }
 }
 
 }  // namespace

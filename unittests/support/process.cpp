@@ -56,7 +56,16 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   std::vector<char*> argv = PointersTo(words);
   std::vector<char*> envp = PointersTo(variables);
 
-  const int error = posix_spawn(&mPid, path.c_str(), &actions, nullptr, argv.data(), envp.data());
+  // Signals do what they do at a terminal, however the tests themselves were started.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t signals;
+  sigfillset(&signals);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  const int error =
+      posix_spawn(&mPid, path.c_str(), &actions, &attributes, argv.data(), envp.data());
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   close(output[1]);
   close(errors[1]);
