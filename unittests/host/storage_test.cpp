@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <mutex>
 #include <set>
@@ -168,64 +166,39 @@ TEST_F(SmallStorageTest, FullItKeepsTestsRunningAndRecordsResume) {
 
 // Where nobody names a folder, the storage is in one that all users may have reached before.
 TEST(DefaultStorageTest, IsThisUsersOwn) {
-  namespace fs = std::filesystem;
+  const std::string temporary = "diagor-" + std::to_string(geteuid()) + "-N";
   struct Case {
-    const char* name;
-    fs::perms session;                            // of the session's folder; none: there is no such
-    std::function<void(const fs::path&)> before;  // what is done to the storage's place
+    std::string before;  // commands; the folder "session" is the session's, all others temporary
+    std::string place;
     bool isTaken;
   };
-  const fs::perms all = fs::perms::all;
-  const fs::perms mine = fs::perms::owner_all;
-  const auto open = [&](const fs::path& place) {
-    fs::create_directory(place);
-    fs::permissions(place, all);
-  };
-  const auto link = [](const fs::path& place) {
-    fs::create_directory(place.parent_path() / "elsewhere");
-    fs::create_symlink("elsewhere", place);
-  };
-  const auto strange = [](const fs::path& place) {
-    constexpr uid_t kNobody = 65534;
-    fs::create_directory(place);
-    ASSERT_EQ(chown(place.c_str(), kNobody, kNobody), 0);
-  };
   std::vector<Case> cases = {
-      {"in the session's folder", mine, [](const fs::path&) {}, true},
-      {"in the one for temporary files", fs::perms::none, [](const fs::path&) {}, true},
-      {"the session's is open to all", all, [](const fs::path&) {}, true},
-      {"ours from before", mine, [](const fs::path& place) { fs::create_directory(place); }, true},
-      {"open to all", mine, open, false},
-      {"open to all, temporary", fs::perms::none, open, false},
-      {"a link", fs::perms::none, link, false},
-      {"a link to nowhere", mine, [](const fs::path& p) { fs::create_symlink("/no/where", p); },
-       false},
+      {"mkdir -m 700 session", "session/diagor-N", true},
+      {":", temporary, true},
+      {"mkdir -m 777 session", temporary, true},
+      {"mkdir -m 700 session; mkdir session/diagor-N", "session/diagor-N", true},
+      {"mkdir -m 700 session; mkdir -m 777 session/diagor-N", "session/diagor-N", false},
+      {"mkdir elsewhere; ln -s elsewhere " + temporary, temporary, false},
+      {"ln -s /no/where " + temporary, temporary, false},
   };
-  if (geteuid() == 0) cases.push_back({"another user's", fs::perms::none, strange, false});
+  if (geteuid() == 0) {
+    cases.push_back({"mkdir " + temporary + "; chown 65534 " + temporary, temporary, false});
+  }
   for (const Case& each : cases) {
     const TemporaryFolder folder;
-    const fs::path session = folder.Path() / "session";
-    if (each.session != fs::perms::none) {
-      fs::create_directory(session);
-      fs::permissions(session, each.session);
-    }
-    const std::string temporary = "diagor-" + std::to_string(geteuid()) + "-N";
-    const fs::path place = each.session == mine ? session / "diagor-N" : folder.Path() / temporary;
-    each.before(place);
+    const std::string place = folder.Path() / each.place;
+    Process before("/bin/sh", {"-c", "cd " + folder.Path().string() + "; " + each.before});
+    ASSERT_EQ(before.Wait(), 0) << before.Errors();
     Process camera("diagor", {"-p", "0"},
                    {{"DIAGOR_ROOT", ""},
                     {"DIAGOR_VARIANT", "N"},
-                    {"XDG_RUNTIME_DIR", session.string()},
-                    {"TMPDIR", folder.Path().string()}});
-    if (each.isTaken) {
-      const std::string errors = camera.ErrorsUntil(kServes);
-      EXPECT_NE(errors.find("storage " + place.string() + ","), std::string::npos) << errors;
-      EXPECT_EQ(fs::status(place).permissions() & fs::perms::others_write, fs::perms::none);
-    } else {
-      EXPECT_NE(camera.Wait(), 0) << each.name;
-      EXPECT_NE(camera.Errors().find(place.string() + " is a link, or "), std::string::npos)
-          << camera.Errors();
-    }
+                    {"XDG_RUNTIME_DIR", folder.Path() / "session"},
+                    {"TMPDIR", folder.Path()}});
+    const std::string errors = camera.ErrorsUntil("\n");
+    const std::string start = each.isTaken
+                                  ? "diagor: variant N, storage " + place + ", serving"
+                                  : "diagor: the camera's storage: " + place + " is a link,";
+    EXPECT_TRUE(errors.starts_with(start)) << each.before << ": " << errors;
   }
 }
 
