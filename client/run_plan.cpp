@@ -172,7 +172,9 @@ void Judge(const Json& reply, Attempt& attempt) {
 
 namespace {
 
-void RunItem(CameraClient& camera, const TestItem& item, StageWatch& watch, Attempt& attempt) {
+// hasResult: its test has ended, whatever comes after.
+void RunItem(CameraClient& camera, const TestItem& item, StageWatch& watch, Attempt& attempt,
+             bool& hasResult) {
   const double start = CameraSeconds(camera);
   attempt.started = Text(camera, ".desk.clock.local");
   unsigned writes = 1;
@@ -182,6 +184,7 @@ void RunItem(CameraClient& camera, const TestItem& item, StageWatch& watch, Atte
     } else {
       Judge(camera.Set(item.path, "run"), attempt);
     }
+    hasResult = true;
     watch.AwaitEnd(writes);
   } catch (const RefusedError& error) {
     attempt.problem = error.what();
@@ -203,14 +206,17 @@ void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOpti
       progress(attempt, Phase::Begins);
       watch.Begin(attempt);
       std::exception_ptr end;
+      bool hasResult = false;
+      const auto endWith = [&](const std::exception& error) {
+        if (!hasResult) attempt.problem = error.what();
+        end = std::current_exception();
+      };
       try {
-        RunItem(camera, item, watch, attempt);
+        RunItem(camera, item, watch, attempt, hasResult);
       } catch (const InterruptedError& error) {
-        attempt.problem = error.what();
-        end = std::current_exception();
+        endWith(error);
       } catch (const ConnectionError& error) {
-        attempt.problem = error.what();
-        end = std::current_exception();
+        endWith(error);
       }
       watch.End();
       if (!attempt.problem.empty()) {
