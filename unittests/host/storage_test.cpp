@@ -29,8 +29,8 @@ std::size_t CountOf(Kind kind, const std::vector<client::LogLine>& lines) {
                     [kind](const client::LogLine& line) { return line.kind == kind; }));
 }
 
-// What clients were told of, from whichever thread.
-class Told {
+// The records in the replies to clients, from whichever thread.
+class Replies {
  public:
   void Add(const Json& reply) {
     for (const Json& record : reply["records"]) {
@@ -53,10 +53,10 @@ class Told {
   std::atomic<unsigned> mReplies{0};
 };
 
-void WriteUntilItEnds(std::uint16_t port, const std::string& item, Told& told) {
+void WriteUntilItEnds(std::uint16_t port, const std::string& item, Replies& replies) {
   try {
     client::CameraClient client(port);
-    for (;;) told.Add(client.Set(item, "run"));
+    for (;;) replies.Add(client.Set(item, "run"));
   } catch (const client::ConnectionError&) {  // the camera was killed
   }
 }
@@ -65,7 +65,7 @@ void WriteUntilItEnds(std::uint16_t port, const std::string& item, Told& told) {
 TEST(KilledCameraTest, LosesNoRecordThatAClientWasToldOf) {
   constexpr int kKills = 12;
   const TemporaryFolder folder;
-  Told told;
+  Replies replies;
   for (int kill = 0; kill < kKills; ++kill) {
     Process camera("diagor", {"-p", "0"},
                    {{"DIAGOR_ROOT", folder.Path().string()}, {"DIAGOR_CLOCK", "virtual"}});
@@ -80,9 +80,9 @@ TEST(KilledCameraTest, LosesNoRecordThatAClientWasToldOf) {
     std::vector<std::thread> writers;
     for (const char* const item : {"main", "goka", "fpa", "gota"}) {
       writers.emplace_back(WriteUntilItEnds, port, std::string("test.items.eeprom.") + item,
-                           std::ref(told));
+                           std::ref(replies));
     }
-    told.Await(static_cast<unsigned>(3 + 5 * kill));
+    replies.Await(static_cast<unsigned>(3 + 5 * kill));
     camera.Signal(SIGKILL);
     EXPECT_EQ(camera.Wait(), -SIGKILL);
     for (std::thread& writer : writers) writer.join();
@@ -93,9 +93,9 @@ TEST(KilledCameraTest, LosesNoRecordThatAClientWasToldOf) {
   for (const client::LogLine& line : lines) {
     if (line.kind == Kind::Record) whole.insert(line.text);
   }
-  EXPECT_GT(told.Records().size(), 100U);
-  EXPECT_TRUE(
-      std::includes(whole.begin(), whole.end(), told.Records().begin(), told.Records().end()));
+  EXPECT_GT(replies.Records().size(), 100U);
+  EXPECT_TRUE(std::includes(whole.begin(), whole.end(), replies.Records().begin(),
+                            replies.Records().end()));
   EXPECT_LE(CountOf(Kind::Fragment, lines), static_cast<std::size_t>(kKills));
 }
 
@@ -134,21 +134,21 @@ TEST_F(SmallStorageTest, FullItKeepsTestsRunningAndRecordsResume) {
   constexpr char kItem[] = "test.items.battery";
   const auto camera = Start(mProgram, "N");
   client::CameraClient client(PortOf(camera->ErrorsUntil(kServes)));
-  std::multiset<std::string> told;
+  std::multiset<std::string> records;
   const auto run = [&] {
     const Json reply = client.Set(kItem, "run");
     EXPECT_EQ(reply["status"], 0);
     EXPECT_EQ(reply["value"], "OK      ");
-    for (const Json& record : reply["records"]) told.insert(record.get<std::string>());
+    for (const Json& record : reply["records"]) records.insert(record.get<std::string>());
     return reply["records"].size();
   };
   client.Set("test.description.category", std::string(1000, 'c'));
   while (run() == 1) {
   }
   for (int i = 0; i < 10; ++i) EXPECT_EQ(run(), 0U);
-  EXPECT_GT(told.size(), 30U);
+  EXPECT_GT(records.size(), 30U);
   auto lines = client::LogLines(client.File("FlashFS/tmp/bitlog.txt"));
-  EXPECT_EQ(CountOf(Kind::Record, lines), told.size());
+  EXPECT_EQ(CountOf(Kind::Record, lines), records.size());
   EXPECT_LE(CountOf(Kind::Fragment, lines), 1U);
   // The system log has no room either.
   client.Set("test.description.format", "XML");
@@ -156,12 +156,12 @@ TEST_F(SmallStorageTest, FullItKeepsTestsRunningAndRecordsResume) {
   client.Set("test.description.format", "TEXT");
 
   EXPECT_EQ(client.Set("test.clearLog", true)["status"], 0);
-  told.clear();
+  records.clear();
   EXPECT_EQ(run(), 1U);
   lines = client::LogLines(client.File("FlashFS/tmp/bitlog.txt"));
   EXPECT_EQ(CountOf(Kind::Record, lines), 1U);
   EXPECT_EQ(CountOf(Kind::Fragment, lines), 0U);
-  EXPECT_EQ(lines.back().text, *told.begin());
+  EXPECT_EQ(lines.back().text, *records.begin());
 }
 
 // Where nobody names a folder, the storage is in one that all users may have reached before.
