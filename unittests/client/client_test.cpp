@@ -94,36 +94,20 @@ client::Report SomeReport() {
   report.camera = "KY";
   report.serial = "1 & \"2\"";
   report.isWhole = true;
-  report.attempts.resize(3);
-  report.attempts[0] = {.path = "test.items.g.a",
-                        .passed = false,
-                        .status = 1,
-                        .value = "E 0002  ",
-                        .message = "gone <\x01> # \xEF\xBF\xBF \xC3\xA4, ",
-                        .started = "2013-08-29T12:00:00",
-                        .seconds = 0.25,
-                        .records = {"a;\x1B;E 0002  ;gone"},
-                        .problem = ""};
-  report.attempts[1] = {.path = "test.items.g.a",
-                        .round = 2,
-                        .passed = true,
-                        .status = 0,
-                        .value = "OK      ",
-                        .message = "there",
-                        .started = "2013-08-29T12:00:00",
-                        .seconds = 5,
-                        .records = {},
-                        .problem = ""};
-  report.attempts[2] = {.path = "test.items.b",
-                        .round = 2,
-                        .passed = false,
-                        .status = 0,
-                        .value = "",
-                        .message = "busy",
-                        .started = "2013-08-29T12:00:05",
-                        .seconds = 0,
-                        .records = {},
-                        .problem = "busy"};
+  // Path, round, passed, status, value, message, start, seconds, records, problem.
+  report.attempts = {
+      {"test.items.g.a",
+       1,
+       false,
+       1,
+       "E 0002  ",
+       "gone <\x01> # \xEF\xBF\xBF \xC3\xA4, ",
+       "2013-08-29T12:00:00",
+       0.25,
+       {"a;\x1B;E 0002  ;gone"},
+       ""},
+      {"test.items.g.a", 2, true, 0, "OK      ", "there", "2013-08-29T12:00:00", 5, {}, ""},
+      {"test.items.b", 2, false, 0, "", "busy", "2013-08-29T12:00:05", 0, {}, "busy"}};
   return report;
 }
 
