@@ -101,7 +101,7 @@ int Run(client::CameraClient& camera, const Options& options) {
   report.serial = NameOf(camera, ".version.product.serial");
   // The file first: who reads the table may be slow, or gone.
   const auto write = [&] {
-    const std::string problem = junit.Write(report);
+    std::string problem = junit.Write(report);
     PrintResults(report, options);
     return problem;
   };
