@@ -13,7 +13,7 @@
 #include "coredll/text.h"
 #include "host/camera.h"
 #include "screen/desktop_window.h"
-#include "server/http_server.h"
+#include "server/camera_server.h"
 #include "tarq/framework.h"
 
 int WINAPI WinMain(HINSTANCE instance, HINSTANCE previous, LPWSTR commandLine, int show);
@@ -79,7 +79,7 @@ void StopOnSignal() {
 }
 
 // The port first: without one nothing is made in the storage.
-DWORD Wake(desk::Camera& camera, desk::HttpServer& server, std::uint16_t port) {
+DWORD Wake(desk::Camera& camera, desk::CameraServer& server, std::uint16_t port) {
   const std::string error = server.Bind(port);
   if (!error.empty()) {
     fprintf(stderr, "diagor: port %u of the loopback address: %s (another one: -p)\n", port,
@@ -94,7 +94,7 @@ DWORD Wake(desk::Camera& camera, desk::HttpServer& server, std::uint16_t port) {
   return 0;
 }
 
-void Serve(const desk::Camera& camera, desk::HttpServer& server) {
+void Serve(const desk::Camera& camera, desk::CameraServer& server) {
   server.Serve();
   fprintf(stderr, "diagor: variant %s, storage %s, serving on http://127.0.0.1:%u\n",
           camera.Variant().name.c_str(), camera.Files().Root().c_str(), server.Port());
@@ -103,7 +103,7 @@ void Serve(const desk::Camera& camera, desk::HttpServer& server) {
 int RunProgram(int argc, char** argv) {
   const bool wantsWindow = WantsWindow();
   desk::Camera camera(ReadSettings());
-  desk::HttpServer server(camera);
+  desk::CameraServer server(camera);
   std::unique_ptr<desk::DesktopWindow> window;
   if (wantsWindow) {
     window = std::make_unique<desk::DesktopWindow>(camera, [] { desk::RequestStop(); });

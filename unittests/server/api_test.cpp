@@ -17,10 +17,10 @@ class ApiTest : public ::testing::Test {
   };
   Answer Ask(const std::string& method, const std::string& target, const std::string& body = "",
              const std::string& host = "localhost:1", const std::string& origin = "") {
-    const auto reply = std::make_shared<std::promise<desk::ApiReply>>();
+    const auto reply = std::make_shared<std::promise<http::Reply>>();
     mApi.Handle({method, target, host, origin, "", body},
-                [reply](desk::ApiReply sent) { reply->set_value(std::move(sent)); });
-    const desk::ApiReply sent = reply->get_future().get();
+                [reply](http::Reply sent) { reply->set_value(std::move(sent)); });
+    const http::Reply sent = reply->get_future().get();
     return {sent.status, Json::parse(sent.body, nullptr, false)};
   }
 

@@ -1,4 +1,4 @@
-// One connection: requests in turn, or a stream of events until the client leaves.
+// One connection: requests in turn, or a stream until the client leaves.
 #pragma once
 
 #include <atomic>
@@ -7,19 +7,19 @@
 #include <boost/beast/http.hpp>
 #include <optional>
 
-#include "server/api.h"
-#include "server/connections.h"
-#include "server/http_server.h"
-#include "trace/event_log.h"
+#include "http/connections.h"
+#include "http/limits.h"
+#include "http/message.h"
 
-namespace desk {
+namespace http {
+
+namespace beast_http = boost::beast::http;
 
 // What the sessions of a server have in common; it outlives them.
 struct SessionContext {
-  Api& api;
-  EventLog& events;
+  Handler handler;
   Connections& connections;
-  ServerLimits limits;
+  Limits limits;
   std::atomic<std::size_t> refused{0};  // connections that are being told that there is no room
 };
 
@@ -31,8 +31,8 @@ class Session : public Connection {
   void Start();
   // In place of Start: says that there is no room, and ends.
   void Refuse();
-  void LetGo() override;
-  void EventsCame() override;
+  void Drop() override;
+  void ContinueStream() override;
 
  private:
   std::shared_ptr<Session> Self() { return std::static_pointer_cast<Session>(shared_from_this()); }
@@ -40,9 +40,9 @@ class Session : public Connection {
   void RequestRead(boost::beast::error_code error);
   void Answer();
   void WatchForLeaving();
-  void Reply(const ApiReply& reply, bool keepAlive);
-  void StreamEvents(const EventsFrom& from, bool keepAlive);
-  void SendEvents();
+  void SendReply(const Reply& reply, bool keepAlive);
+  void StartStream(const Reply& reply, bool keepAlive);
+  void SendNext();
   void SendText();
   void SayFarewell();
   void DiscardRest();
@@ -50,18 +50,18 @@ class Session : public Connection {
 
   SessionContext& mContext;
   boost::beast::tcp_stream mStream;
-  boost::beast::flat_buffer mBuffer{ServerLimits::kMostHeader + ServerLimits::kMostBody};
-  std::optional<boost::beast::http::request_parser<boost::beast::http::string_body>> mParser;
-  boost::beast::http::response<boost::beast::http::string_body> mReply;
+  boost::beast::flat_buffer mBuffer;
+  std::optional<beast_http::request_parser<beast_http::string_body>> mParser;
+  beast_http::response<beast_http::string_body> mReply;
   std::uint64_t mRequest = 0;
   bool mIsReplied = false;
   bool mIsRefused = false;
   char mDiscarded[4096] = {};
-  // Of a stream of events:
-  std::uint64_t mPosition = 0;  // the event that was sent last
+  // Of a stream:
+  std::shared_ptr<Stream> mSource;
   std::string mText;
   bool mIsSending = false;
-  std::atomic<bool> mIsTold{false};  // of events that were not looked at yet
+  std::atomic<bool> mIsTold{false};  // of something that was not looked at yet
 };
 
-}  // namespace desk
+}  // namespace http

@@ -1,17 +1,16 @@
-#include "server/http_server.h"
+#include "http/server.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
-#include <cstdio>
-#include <list>
-#include <mutex>
 #include <thread>
+#include <vector>
 
-#include "host/camera.h"
-#include "server/session.h"
+#include "http/connections.h"
+#include "http/long_runs.h"
+#include "http/session.h"
 
-namespace desk {
+namespace http {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
@@ -23,63 +22,16 @@ constexpr std::size_t kThreads = 4;  // that read, answer reads and send
 // Before the next try to accept, when the machine has no descriptor left.
 constexpr auto kAcceptPause = std::chrono::milliseconds(100);
 
-// Threads for camera-wide writes and pictures, one each while it runs.
-class LongRuns {
- public:
-  ~LongRuns() {
-    for (Run& run : mRuns) run.thread.join();
-  }
-  LongRuns() = default;
-  LongRuns(const LongRuns&) = delete;
-  LongRuns& operator=(const LongRuns&) = delete;
-
-  // False: the machine has no thread left.
-  bool Start(std::function<void()> work) {
-    const std::lock_guard lock(mLock);
-    for (auto run = mRuns.begin(); run != mRuns.end();) {
-      if (run->finished) {
-        run->thread.join();
-        run = mRuns.erase(run);
-      } else {
-        ++run;
-      }
-    }
-    Run& run = mRuns.emplace_back();
-    try {
-      run.thread = std::thread([&run, work = std::move(work)] {
-        try {
-          work();
-        } catch (const std::exception& error) {
-          fprintf(stderr, "diagor: a camera-wide write ended by an exception: %s\n", error.what());
-        }
-        run.finished = true;
-      });
-    } catch (const std::system_error&) {
-      mRuns.pop_back();
-      return false;
-    }
-    return true;
-  }
-
- private:
-  struct Run {
-    std::thread thread;
-    std::atomic<bool> finished{false};
-  };
-  std::mutex mLock;
-  std::list<Run> mRuns;
-};
-
 }  // namespace
 
-struct HttpServer::State {
-  State(Camera& served, const ServerLimits& limits)
-      : camera(served),
-        connections(ServerLimits::kMostConnections, ServerLimits::kMostEventStreams),
-        sessions{api, served.Events(), connections, limits, {}},
+struct Server::State {
+  State(Handler handler, const Limits& limits, Complain toldOfTroubles)
+      : complain(std::move(toldOfTroubles)),
+        connections(limits.connections, limits.streams),
+        sessions{std::move(handler), connections, limits, {}},
         acceptor(context),
         acceptPause(context),
-        api(served, [this](auto work) { return longRuns.Start(std::move(work)); }) {}
+        longRuns(complain) {}
 
   // A request that fails in a way that nobody foresaw costs its connection, not the others'.
   void Run() {
@@ -88,7 +40,7 @@ struct HttpServer::State {
         context.run();
         return;
       } catch (const std::exception& error) {
-        fprintf(stderr, "diagor: a request ended by an exception: %s\n", error.what());
+        complain(std::string("a request ended by an exception: ") + error.what());
       }
     }
   }
@@ -122,35 +74,34 @@ struct HttpServer::State {
         session->Refuse();
       }
     } catch (const std::exception& error) {  // it costs this connection; the next one is accepted
-      fprintf(stderr, "diagor: a connection ended by an exception: %s\n", error.what());
+      complain(std::string("a connection ended by an exception: ") + error.what());
     }
   }
 
-  Camera& camera;
+  const Complain complain;
   Connections connections;
   SessionContext sessions;
   asio::io_context context;  // its handlers hold sessions
   tcp::acceptor acceptor;
   asio::steady_timer acceptPause;
-  Api api;
   LongRuns longRuns;  // ended first: what it runs holds sessions
   std::vector<std::thread> threads;
 };
 
-HttpServer::HttpServer(Camera& camera, const ServerLimits& limits)
-    : mState(std::make_unique<State>(camera, limits)) {
-  camera.Events().OnAdd([this] { mState->connections.TellOfEvents(); });
+Server::Server(Handler handler, const Limits& limits, Complain complain)
+    : mState(std::make_unique<State>(std::move(handler), limits, std::move(complain))) {}
+
+Server::~Server() {
+  Stop();
 }
 
-HttpServer::~HttpServer() {
-  mState->camera.Events().OnAdd({});
+void Server::Stop() {
   mState->context.stop();
   for (std::thread& thread : mState->threads) thread.join();
-  // Deliveries hold sessions too.
-  mState->camera.Deliveries().JoinAll();
+  mState->threads.clear();
 }
 
-std::string HttpServer::Bind(std::uint16_t port) {
+std::string Server::Bind(std::uint16_t port) {
   const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), port);
   beast::error_code error;
   mState->acceptor.open(endpoint.protocol(), error);
@@ -160,16 +111,24 @@ std::string HttpServer::Bind(std::uint16_t port) {
   return error ? error.message() : std::string();
 }
 
-std::uint16_t HttpServer::Port() const {
+std::uint16_t Server::Port() const {
   beast::error_code ignored;
   return mState->acceptor.local_endpoint(ignored).port();
 }
 
-void HttpServer::Serve() {
+void Server::Serve() {
   mState->Accept();
   for (std::size_t i = 0; i < kThreads; ++i) {
     mState->threads.emplace_back([this] { mState->Run(); });
   }
 }
 
-}  // namespace desk
+bool Server::RunLong(std::function<void()> work) {
+  return mState->longRuns.Start(std::move(work));
+}
+
+void Server::ContinueStreams() {
+  mState->connections.ContinueStreams();
+}
+
+}  // namespace http

@@ -1,32 +1,29 @@
-#include "server/session.h"
+#include "http/session.h"
 
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 
-#include "server/json.h"
-
-namespace desk {
+namespace http {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
-namespace http = boost::beast::http;
 using tcp = asio::ip::tcp;
 
 namespace {
 
-constexpr std::size_t kEventsAtOnce = 64;  // in one send
-
 // What a client is told whose bytes are no request; none where it is not worth an answer.
-std::optional<ApiReply> ProblemOf(beast::error_code error) {
-  if (error == http::error::body_limit) {
-    return Problem(413, "Too large", "a body has at most 65536 bytes");
+std::optional<Reply> ProblemOf(beast::error_code error, const Limits& limits) {
+  const auto tooLarge = [](const char* what, std::size_t most) {
+    return Problem(413, "Too large",
+                   std::string(what) + " has at most " + std::to_string(most) + " bytes");
+  };
+  if (error == beast_http::error::body_limit) return tooLarge("a body", limits.body);
+  if (error == beast_http::error::header_limit || error == beast_http::error::buffer_overflow) {
+    return tooLarge("a header", limits.header);
   }
-  if (error == http::error::header_limit || error == http::error::buffer_overflow) {
-    return Problem(413, "Too large", "a header has at most 16384 bytes");
-  }
-  if (error != http::error::end_of_stream && error != http::error::partial_message &&
-      error.category() == http::make_error_code(http::error::bad_method).category()) {
+  if (error != beast_http::error::end_of_stream && error != beast_http::error::partial_message &&
+      error.category() == beast_http::make_error_code(beast_http::error::bad_method).category()) {
     return Problem(400, "Malformed", error.message());
   }
   return std::nullopt;
@@ -35,7 +32,9 @@ std::optional<ApiReply> ProblemOf(beast::error_code error) {
 }  // namespace
 
 Session::Session(tcp::socket socket, SessionContext& context)
-    : mContext(context), mStream(std::move(socket)) {}
+    : mContext(context),
+      mStream(std::move(socket)),
+      mBuffer(context.limits.header + context.limits.body) {}
 
 Session::~Session() {
   mContext.connections.Forget(*this);
@@ -51,13 +50,14 @@ void Session::Start() {
 
 void Session::Refuse() {
   mIsRefused = true;
-  if (++mContext.refused > ServerLimits::kMostRefused) return;  // let go without a word
+  if (++mContext.refused > mContext.limits.refused) return;  // dropped without a word
   asio::dispatch(mStream.get_executor(), [self = Self()] {
-    self->Reply(Problem(503, "No room", "too many clients are connected; try again later"), false);
+    self->SendReply(Problem(503, "No room", "too many clients are connected; try again later"),
+                    false);
   });
 }
 
-void Session::LetGo() {
+void Session::Drop() {
   asio::post(mStream.get_executor(), [self = Self()] { self->Close(); });
 }
 
@@ -67,15 +67,15 @@ void Session::ReadRequest() {
     return;
   }
   mParser.emplace();
-  mParser->header_limit(ServerLimits::kMostHeader);
-  mParser->body_limit(ServerLimits::kMostBody);
+  mParser->header_limit(mContext.limits.header);
+  mParser->body_limit(mContext.limits.body);
   mIsReplied = false;
   ++mRequest;
   mStream.expires_after(mContext.limits.request);
-  http::async_read(mStream, mBuffer, *mParser,
-                   [self = Self()](beast::error_code error, std::size_t /*bytes*/) {
-                     self->RequestRead(error);
-                   });
+  beast_http::async_read(mStream, mBuffer, *mParser,
+                         [self = Self()](beast::error_code error, std::size_t /*bytes*/) {
+                           self->RequestRead(error);
+                         });
 }
 
 void Session::RequestRead(beast::error_code error) {
@@ -87,9 +87,9 @@ void Session::RequestRead(beast::error_code error) {
     Answer();
     return;
   }
-  const std::optional<ApiReply> problem = ProblemOf(error);
+  const std::optional<Reply> problem = ProblemOf(error, mContext.limits);
   if (problem) {
-    Reply(*problem, false);
+    SendReply(*problem, false);
   } else {
     Close();
   }
@@ -100,22 +100,26 @@ void Session::Answer() {
   const bool keepAlive = message.keep_alive();
   // Two lengths, even alike, are two opinions of where the next request begins; two hosts or
   // origins of who asks.
-  for (const auto field : {http::field::content_length, http::field::host, http::field::origin}) {
+  for (const auto field :
+       {beast_http::field::content_length, beast_http::field::host, beast_http::field::origin}) {
     if (message.count(field) <= 1) continue;
-    Reply(Problem(400, "Malformed", "more than one " + std::string(http::to_string(field))), false);
+    SendReply(
+        Problem(400, "Malformed", "more than one " + std::string(beast_http::to_string(field))),
+        false);
     return;
   }
-  const ApiRequest request = {.method = std::string(message.method_string()),
-                              .target = std::string(message.target()),
-                              .host = std::string(message[http::field::host]),
-                              .origin = std::string(message[http::field::origin]),
-                              .lastEvent = std::string(message["Last-Event-ID"]),
-                              .body = message.body()};
+  const Request request = {.method = std::string(message.method_string()),
+                           .target = std::string(message.target()),
+                           .host = std::string(message[beast_http::field::host]),
+                           .origin = std::string(message[beast_http::field::origin]),
+                           .lastEvent = std::string(message["Last-Event-ID"]),
+                           .body = message.body()};
   // The test takes its time.
   mStream.expires_never();
-  mContext.api.Handle(request, [self = Self(), keepAlive](ApiReply reply) {
-    asio::dispatch(self->mStream.get_executor(),
-                   [self, keepAlive, reply = std::move(reply)] { self->Reply(reply, keepAlive); });
+  mContext.handler(request, [self = Self(), keepAlive](Reply reply) {
+    asio::dispatch(self->mStream.get_executor(), [self, keepAlive, reply = std::move(reply)] {
+      self->SendReply(reply, keepAlive);
+    });
   });
   if (!mIsReplied) WatchForLeaving();
 }
@@ -136,18 +140,18 @@ void Session::WatchForLeaving() {
       });
 }
 
-void Session::Reply(const ApiReply& reply, bool keepAlive) {
+void Session::SendReply(const Reply& reply, bool keepAlive) {
   mIsReplied = true;
-  const bool headOnly = mParser && mParser->get().method() == http::verb::head;
-  if (reply.events && !headOnly) {
-    StreamEvents(*reply.events, keepAlive);
+  const bool headOnly = mParser && mParser->get().method() == beast_http::verb::head;
+  if (reply.stream != nullptr && !headOnly) {
+    StartStream(reply, keepAlive);
     return;
   }
   mReply = {};
   mReply.version(11);
   mReply.result(reply.status);
-  mReply.set(http::field::content_type, reply.contentType);
-  mReply.set(http::field::cache_control, "no-store");
+  mReply.set(beast_http::field::content_type, reply.contentType);
+  mReply.set(beast_http::field::cache_control, "no-store");
   mReply.keep_alive(keepAlive);
   mReply.body() = reply.body;
   mReply.prepare_payload();
@@ -155,59 +159,44 @@ void Session::Reply(const ApiReply& reply, bool keepAlive) {
   // A client that does not take its reply makes room for others too.
   mContext.connections.ComeTo(*this, Stage::Silent);
   mStream.expires_after(mContext.limits.reply);
-  http::async_write(mStream, mReply,
-                    [self = Self(), keepAlive](beast::error_code error, std::size_t /*bytes*/) {
-                      if (error) {
-                        self->Close();
-                      } else if (keepAlive) {
-                        self->ReadRequest();
-                      } else {
-                        self->SayFarewell();
-                      }
-                    });
+  beast_http::async_write(
+      mStream, mReply, [self = Self(), keepAlive](beast::error_code error, std::size_t /*bytes*/) {
+        if (error) {
+          self->Close();
+        } else if (keepAlive) {
+          self->ReadRequest();
+        } else {
+          self->SayFarewell();
+        }
+      });
 }
 
-void Session::StreamEvents(const EventsFrom& from, bool keepAlive) {
+void Session::StartStream(const Reply& reply, bool keepAlive) {
   if (!mContext.connections.ComeTo(*this, Stage::Streaming)) {
-    Reply(Problem(503, "No room", "sixteen clients take events already; try again later"),
-          keepAlive);
+    const std::string most = std::to_string(mContext.limits.streams);
+    SendReply(Problem(503, "No room", most + " clients take streams already; try again later"),
+              keepAlive);
     return;
   }
-  mPosition = from.after;
-  mText =
-      "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nCache-Control: no-store\r\n"
-      "Connection: close\r\n\r\n";
-  if (from.missedUnknown) mText += "event: gap\ndata: {\"missed\":null}\n\n";
+  mSource = reply.stream;
+  mText = "HTTP/1.1 200 OK\r\nContent-Type: " + reply.contentType +
+          "\r\nCache-Control: no-store\r\nConnection: close\r\n\r\n";
   SendText();
   // Nothing more is expected from it but its leaving.
   mStream.expires_never();
   DiscardRest();
 }
 
-void Session::EventsCame() {
+void Session::ContinueStream() {
   if (mIsTold.exchange(true)) return;
-  asio::post(mStream.get_executor(), [self = Self()] { self->SendEvents(); });
+  asio::post(mStream.get_executor(), [self = Self()] { self->SendNext(); });
 }
 
-// A slow client takes what is still kept when its turn comes, and is told how much it missed.
-void Session::SendEvents() {
+void Session::SendNext() {
   if (mIsSending) return;
   mIsTold = false;
-  const EventLog::Reading reading = mContext.events.After(mPosition, kEventsAtOnce);
-  if (reading.events.empty()) return;
-  mPosition = reading.events.back()->number;
-  mText.clear();
-  if (reading.missed > 0) {
-    mText.append("event: gap\ndata: {\"missed\":")
-        .append(std::to_string(reading.missed))
-        .append("}\n\n");
-  }
-  for (const auto& event : reading.events) {
-    mText.append("id: ").append(mContext.events.Name()).append("-");
-    mText.append(std::to_string(event->number)).append("\nevent: ").append(event->kind);
-    mText.append("\ndata: ").append(EventText(*event)).append("\n\n");
-  }
-  SendText();
+  mText = mSource->Next();
+  if (!mText.empty()) SendText();
 }
 
 void Session::SendText() {
@@ -219,7 +208,7 @@ void Session::SendText() {
                       if (error) {
                         self->Close();
                       } else {
-                        self->SendEvents();
+                        self->SendNext();
                       }
                     });
 }
@@ -250,4 +239,4 @@ void Session::Close() {
   mStream.close();
 }
 
-}  // namespace desk
+}  // namespace http

@@ -6,15 +6,15 @@
 #include <mutex>
 #include <vector>
 
-namespace desk {
+namespace http {
 
 class Connection : public std::enable_shared_from_this<Connection> {
  public:
   enum class Stage {
     Silent,     // its request has not come, or not whole
     Served,     // its request is being answered
-    Streaming,  // takes events
-    Gone,       // has left, or was let go
+    Streaming,  // takes a stream
+    Gone,       // has left, or was dropped
   };
 
   Connection() = default;
@@ -22,9 +22,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Connection& operator=(const Connection&) = delete;
   virtual ~Connection() = default;
   // On any thread, without blocking: ends it, which is counted out already.
-  virtual void LetGo() = 0;
-  // On any thread, without blocking: there are events for those who stream.
-  virtual void EventsCame() = 0;
+  virtual void Drop() = 0;
+  // On any thread, without blocking: its stream has something to send.
+  virtual void ContinueStream() = 0;
 
  private:
   friend class Connections;
@@ -36,7 +36,7 @@ class Connections {
  public:
   Connections(std::size_t most, std::size_t mostStreams) : mMost(most), mMostStreams(mostStreams) {}
 
-  // Counts it in, silent. With no room left the one that has been silent longest is let go; false
+  // Counts it in, silent. With no room left the one that has been silent longest is dropped; false
   // where none is silent: this one stays out.
   bool Enter(Connection& connection);
   // To another stage. False, and nothing changed, for one that is gone, or when there are streams
@@ -44,8 +44,8 @@ class Connections {
   bool ComeTo(Connection& connection, Connection::Stage stage);
   // Before its end: it is not known any more.
   void Forget(Connection& connection);
-  void TellOfEvents();
-  // Lets the one go that has been silent longest; false where none is silent.
+  void ContinueStreams();
+  // Drops the one that has been silent longest; false where none is silent.
   bool MakeRoom();
 
  private:
@@ -58,4 +58,4 @@ class Connections {
   std::uint64_t mTurns = 0;
 };
 
-}  // namespace desk
+}  // namespace http

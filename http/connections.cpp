@@ -1,8 +1,8 @@
-#include "server/connections.h"
+#include "http/connections.h"
 
 #include <algorithm>
 
-namespace desk {
+namespace http {
 
 using Stage = Connection::Stage;
 
@@ -13,7 +13,7 @@ std::size_t Connections::CountIn(Stage stage) const {
 }
 
 bool Connections::MakeRoom() {
-  std::shared_ptr<Connection> released;
+  std::shared_ptr<Connection> dropped;
   {
     const std::lock_guard lock(mLock);
     Connection* longest = nullptr;
@@ -23,9 +23,9 @@ bool Connections::MakeRoom() {
     }
     if (longest == nullptr) return false;
     longest->mStage = Stage::Gone;
-    released = longest->weak_from_this().lock();
+    dropped = longest->weak_from_this().lock();
   }
-  if (released != nullptr) released->LetGo();
+  if (dropped != nullptr) dropped->Drop();
   return true;
 }
 
@@ -57,12 +57,12 @@ void Connections::Forget(Connection& connection) {
   std::erase(mConnections, &connection);
 }
 
-void Connections::TellOfEvents() {
+void Connections::ContinueStreams() {
   const std::lock_guard lock(mLock);
   for (Connection* const each : mConnections) {
     if (each->mStage != Stage::Streaming) continue;
-    if (const auto streaming = each->weak_from_this().lock()) streaming->EventsCame();
+    if (const auto streaming = each->weak_from_this().lock()) streaming->ContinueStream();
   }
 }
 
-}  // namespace desk
+}  // namespace http

@@ -1,0 +1,44 @@
+// A request, and what answers it.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace http {
+
+struct Request {
+  std::string method;
+  std::string target;  // path and query, as sent
+  std::string host;    // of the headers; empty: not sent
+  std::string origin;
+  std::string lastEvent;  // the id of the event that the client saw last
+  std::string body;
+};
+
+// What is sent piece by piece, for as long as the client takes it.
+class Stream {
+ public:
+  Stream() = default;
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+  virtual ~Stream() = default;
+  // The next piece; empty: there is none yet. One call at a time.
+  virtual std::string Next() = 0;
+};
+
+struct Reply {
+  unsigned status = 200;
+  std::string contentType = "application/json";
+  std::string body;
+  std::shared_ptr<Stream> stream = nullptr;  // in place of the body
+};
+
+// An answer that says what is wrong and what to do, as application/problem+json.
+Reply Problem(unsigned status, const std::string& title, const std::string& detail);
+
+// To be called once, on any thread.
+using Send = std::function<void(Reply)>;
+using Handler = std::function<void(const Request& request, const Send& send)>;
+
+}  // namespace http

@@ -1,0 +1,27 @@
+// What a request's target and its headers of origin say.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "http/message.h"
+
+namespace http {
+
+struct Target {
+  std::string path;   // decoded
+  std::string query;  // as sent, without its mark
+
+  // The value of "name=value" in the query; none when it is not there.
+  std::optional<std::string_view> QueryValue(std::string_view name) const;
+};
+
+// None where an escape is malformed, or stands for a NUL.
+std::optional<Target> ParseTarget(std::string_view text);
+
+// Whether the request comes from this machine: neither from a page elsewhere, nor by a name that
+// somebody made point here.
+bool IsLocal(const Request& request);
+
+}  // namespace http
