@@ -6,62 +6,84 @@ namespace http {
 
 using Stage = Connection::Stage;
 
-std::size_t Connections::CountIn(Stage stage) const {
+std::size_t Connections::Counted() const {
   return static_cast<std::size_t>(
       std::count_if(mConnections.begin(), mConnections.end(),
-                    [stage](const Connection* each) { return each->mStage == stage; }));
+                    [](const Connection* each) { return each->mStage != Stage::Gone; }));
+}
+
+void Connections::SetStage(Connection& connection, Stage stage) {
+  if (connection.mStage == Stage::Streaming) --mStreams;
+  if (stage == Stage::Streaming) ++mStreams;
+  connection.mStage = stage;
 }
 
 bool Connections::MakeRoom() {
-  std::shared_ptr<Connection> dropped;
-  {
-    const std::lock_guard lock(mLock);
-    Connection* longest = nullptr;
-    for (Connection* const each : mConnections) {
-      if (each->mStage != Stage::Silent) continue;
-      if (longest == nullptr || each->mSilentSince < longest->mSilentSince) longest = each;
-    }
-    if (longest == nullptr) return false;
-    longest->mStage = Stage::Gone;
-    dropped = longest->weak_from_this().lock();
+  Connection* longest = nullptr;
+  for (Connection* const each : mConnections) {
+    if (each->mStage != Stage::Silent) continue;
+    if (longest == nullptr || each->mSilentSince < longest->mSilentSince) longest = each;
   }
-  if (dropped != nullptr) dropped->Drop();
+  if (longest == nullptr) return false;
+  SetStage(*longest, Stage::Gone);
+  longest->Drop();
   return true;
 }
 
-// One at a time: there is one acceptor.
 bool Connections::Enter(Connection& connection) {
-  const auto isFull = [this] {
-    const std::lock_guard lock(mLock);
-    return mConnections.size() - CountIn(Stage::Gone) >= mMost;
-  };
-  if (isFull() && !MakeRoom()) return false;
-  const std::lock_guard lock(mLock);
+  const bool hasRoom = Counted() < mMost || MakeRoom();
+  mConnections.push_back(&connection);
+  if (!hasRoom) return false;
   connection.mStage = Stage::Silent;
   connection.mSilentSince = ++mTurns;
-  mConnections.push_back(&connection);
   return true;
 }
 
 bool Connections::ComeTo(Connection& connection, Stage stage) {
-  const std::lock_guard lock(mLock);
   if (connection.mStage == Stage::Gone) return false;
-  if (stage == Stage::Streaming && CountIn(stage) >= mMostStreams) return false;
+  if (stage == Stage::Streaming && mStreams >= mMostStreams) return false;
   if (stage == Stage::Silent) connection.mSilentSince = ++mTurns;
-  connection.mStage = stage;
+  SetStage(connection, stage);
   return true;
 }
 
 void Connections::Forget(Connection& connection) {
-  const std::lock_guard lock(mLock);
+  SetStage(connection, Stage::Gone);
   std::erase(mConnections, &connection);
 }
 
-void Connections::ContinueStreams() {
-  const std::lock_guard lock(mLock);
+void Connections::DropAll() {
+  const std::vector<Connection*> all = mConnections;
+  for (Connection* const each : all) {
+    SetStage(*each, Stage::Gone);
+    each->Drop();
+  }
+}
+
+void Connections::SetDeadline(Connection& connection, Deadline deadline) {
+  connection.mDeadline = deadline;
+  if (deadline >= mNearest) return;
+  mNearest = deadline;
+  mNearer(deadline);
+}
+
+Deadline Connections::DropOverdue(Deadline now) {
+  mNearest = kNoDeadline;
   for (Connection* const each : mConnections) {
-    if (each->mStage != Stage::Streaming) continue;
-    if (const auto streaming = each->weak_from_this().lock()) streaming->ContinueStream();
+    if (each->mDeadline > now) {
+      mNearest = std::min(mNearest, each->mDeadline);
+    } else {
+      each->mDeadline = kNoDeadline;
+      SetStage(*each, Stage::Gone);
+      each->Drop();
+    }
+  }
+  return mNearest;
+}
+
+void Connections::ContinueStreams() {
+  for (Connection* const each : mConnections) {
+    if (each->mStage == Stage::Streaming) each->ContinueStream();
   }
 }
 

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "http/file.h"
+
 namespace http {
 
 struct Request {
@@ -31,14 +33,17 @@ struct Reply {
   unsigned status = 200;
   std::string contentType = "application/json";
   std::string body;
-  std::shared_ptr<Stream> stream = nullptr;  // in place of the body
+  // In place of the body:
+  std::shared_ptr<const File> file = nullptr;
+  std::shared_ptr<Stream> stream = nullptr;
 };
 
 // An answer that says what is wrong and what to do, as application/problem+json.
 Reply Problem(unsigned status, const std::string& title, const std::string& detail);
 
-// To be called once, on any thread.
+// To be called once, on any thread; where all its copies go without, the connection ends.
 using Send = std::function<void(Reply)>;
+// Called on the network's thread: what takes a while goes elsewhere.
 using Handler = std::function<void(const Request& request, const Send& send)>;
 
 }  // namespace http

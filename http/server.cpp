@@ -1,12 +1,11 @@
 #include "http/server.h"
 
-#include <boost/asio/io_context.hpp>
+#include <atomic>
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <boost/asio/strand.hpp>
 #include <thread>
-#include <vector>
 
-#include "http/connections.h"
+#include "http/lane.h"
 #include "http/long_runs.h"
 #include "http/session.h"
 
@@ -18,26 +17,39 @@ using tcp = asio::ip::tcp;
 
 namespace {
 
-constexpr std::size_t kThreads = 4;  // that read, answer reads and send
-// Before the next try to accept, when the machine has no descriptor left.
-constexpr auto kAcceptPause = std::chrono::milliseconds(100);
+// Before the next try to accept, when the machine has no descriptor left and none of ours was
+// given back.
+constexpr auto kAcceptPause = std::chrono::milliseconds(20);
 
 }  // namespace
 
 struct Server::State {
-  State(Handler handler, const Limits& limits, Complain toldOfTroubles)
-      : complain(std::move(toldOfTroubles)),
-        connections(limits.connections, limits.streams),
-        sessions{std::move(handler), connections, limits, {}},
-        acceptor(context),
-        acceptPause(context),
+  State(Handler handler, const Limits& limits, Complain onTrouble)
+      : complain(std::move(onTrouble)),
+        connections(limits.connections, limits.streams,
+                    [this](Deadline deadline) { WakeAt(deadline); }),
+        sessions{.network = network,
+                 .handler = std::move(handler),
+                 .limits = limits,
+                 .connections = connections,
+                 .files = files,
+                 .closed = [this] { acceptPause.cancel(); }},
+        acceptor(network),
+        acceptPause(network),
+        deadlines(network),
+        files(complain),
+        aside(complain),
         longRuns(complain) {}
+
+  ~State() { connections.DropAll(); }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
 
   // A request that fails in a way that nobody foresaw costs its connection, not the others'.
   void Run() {
     for (;;) {
       try {
-        context.run();
+        network.run();
         return;
       } catch (const std::exception& error) {
         complain(std::string("a request ended by an exception: ") + error.what());
@@ -46,26 +58,25 @@ struct Server::State {
   }
 
   void Accept() {
-    acceptor.async_accept(asio::make_strand(context),
-                          [this](beast::error_code error, tcp::socket socket) {
-                            if (!error) {
-                              Take(std::move(socket));
-                              Accept();
-                            } else if (acceptor.is_open()) {
-                              connections.MakeRoom();
-                              AcceptLater();
-                            }
-                          });
-  }
-
-  void AcceptLater() {
-    acceptPause.expires_after(kAcceptPause);
-    acceptPause.async_wait([this](beast::error_code error) {
-      if (!error) Accept();
+    acceptor.async_accept(network, [this](beast::error_code error, Socket socket) {
+      if (!error) {
+        Take(std::move(socket));
+        Accept();
+      } else if (acceptor.is_open()) {
+        AcceptLater(error);
+      }
     });
   }
 
-  void Take(tcp::socket socket) {
+  // As soon as one of ours gives its descriptor back, or another one did unseen.
+  void AcceptLater(beast::error_code error) {
+    if (!isShort) complain("no connection can be accepted for now: " + error.message());
+    isShort = true;
+    acceptPause.expires_after(connections.MakeRoom() ? std::chrono::milliseconds(0) : kAcceptPause);
+    acceptPause.async_wait([this](beast::error_code /*error*/) { Accept(); });
+  }
+
+  void Take(Socket socket) {
     try {
       const auto session = std::make_shared<Session>(std::move(socket), sessions);
       if (connections.Enter(*session)) {
@@ -78,14 +89,28 @@ struct Server::State {
     }
   }
 
+  void WakeAt(Deadline deadline) {
+    deadlines.expires_at(deadline);
+    deadlines.async_wait([this](beast::error_code error) {
+      if (error) return;
+      const Deadline next = connections.DropOverdue(std::chrono::steady_clock::now());
+      if (next != kNoDeadline) WakeAt(next);
+    });
+  }
+
   const Complain complain;
   Connections connections;
   SessionContext sessions;
-  asio::io_context context;  // its handlers hold sessions
+  asio::io_context network{1};  // its handlers hold sessions
   tcp::acceptor acceptor;
   asio::steady_timer acceptPause;
-  LongRuns longRuns;  // ended first: what it runs holds sessions
-  std::vector<std::thread> threads;
+  asio::steady_timer deadlines;
+  bool isShort = false;  // of descriptors; that is said once
+  Lane files;
+  Lane aside;
+  LongRuns longRuns;
+  std::atomic<bool> streamsAreTold{false};  // that there is something to send
+  std::thread thread;
 };
 
 Server::Server(Handler handler, const Limits& limits, Complain complain)
@@ -96,9 +121,8 @@ Server::~Server() {
 }
 
 void Server::Stop() {
-  mState->context.stop();
-  for (std::thread& thread : mState->threads) thread.join();
-  mState->threads.clear();
+  mState->network.stop();
+  if (mState->thread.joinable()) mState->thread.join();
 }
 
 std::string Server::Bind(std::uint16_t port) {
@@ -118,17 +142,24 @@ std::uint16_t Server::Port() const {
 
 void Server::Serve() {
   mState->Accept();
-  for (std::size_t i = 0; i < kThreads; ++i) {
-    mState->threads.emplace_back([this] { mState->Run(); });
-  }
+  mState->thread = std::thread([state = mState.get()] { state->Run(); });
+}
+
+void Server::RunAside(std::function<void()> work) {
+  mState->aside.Run(std::move(work));
 }
 
 bool Server::RunLong(std::function<void()> work) {
   return mState->longRuns.Start(std::move(work));
 }
 
+// A stream that begins meanwhile looks itself.
 void Server::ContinueStreams() {
-  mState->connections.ContinueStreams();
+  if (!mState->connections.HasStreams() || mState->streamsAreTold.exchange(true)) return;
+  asio::post(mState->network, [state = mState.get()] {
+    state->streamsAreTold = false;
+    state->connections.ContinueStreams();
+  });
 }
 
 }  // namespace http

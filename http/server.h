@@ -1,5 +1,5 @@
-// The server side of HTTP/1.1 on the loopback address: a port, its connections, and threads for
-// answers that take long.
+// The server side of HTTP/1.1 on the loopback address: a port, one thread that reads requests,
+// answers what is quick and sends, and other threads for the rest.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,8 @@ class Server {
   using Complain = std::function<void(const std::string& what)>;
 
   Server(Handler handler, const Limits& limits, Complain complain);
-  // Ends the connections; answers that are still to come are sent no more.
+  // Ends the connections. What was given to Run... is waited for; whoever else still has an answer
+  // to send must be done with it.
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
@@ -31,7 +32,9 @@ class Server {
   // Answers no more; the connections end with the server.
   void Stop();
 
-  // Runs what may wait long on a thread of its own. False: the machine has none.
+  // For answers that take a while and end: done in turn on one other thread.
+  void RunAside(std::function<void()> work);
+  // For answers that may wait for ever: a thread each. False: the machine has none left.
   bool RunLong(std::function<void()> work);
   // On any thread, without blocking: the streams have something to send.
   void ContinueStreams();

@@ -1,40 +1,77 @@
 #include "http/session.h"
 
+#include <algorithm>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/http/status.hpp>
+#include <cctype>
 
 namespace http {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
+namespace beast_http = boost::beast::http;
+using beast_http::field;
 using tcp = asio::ip::tcp;
 
 namespace {
 
-// What a client is told whose bytes are no request; none where it is not worth an answer.
-std::optional<Reply> ProblemOf(beast::error_code error, const Limits& limits) {
-  const auto tooLarge = [](const char* what, std::size_t most) {
-    return Problem(413, "Too large",
-                   std::string(what) + " has at most " + std::to_string(most) + " bytes");
-  };
-  if (error == beast_http::error::body_limit) return tooLarge("a body", limits.body);
-  if (error == beast_http::error::header_limit || error == beast_http::error::buffer_overflow) {
-    return tooLarge("a header", limits.header);
-  }
-  if (error != beast_http::error::end_of_stream && error != beast_http::error::partial_message &&
-      error.category() == beast_http::make_error_code(beast_http::error::bad_method).category()) {
-    return Problem(400, "Malformed", error.message());
-  }
-  return std::nullopt;
+constexpr std::size_t kReadAtOnce = 8UL * 1024;
+constexpr std::size_t kPiece = 64UL * 1024;  // of a file
+
+// Fields that say where a request ends and who asks: each once, and in its head.
+constexpr field kDecisive[] = {field::content_length, field::transfer_encoding, field::host,
+                               field::origin};
+
+Reply TooLarge(const char* what, std::size_t most) {
+  return Problem(413, "Too large",
+                 std::string(what) + " has at most " + std::to_string(most) + " bytes");
 }
 
 }  // namespace
 
-Session::Session(tcp::socket socket, SessionContext& context)
-    : mContext(context),
-      mStream(std::move(socket)),
-      mBuffer(context.limits.header + context.limits.body) {}
+// A part of a file on its way from the disk; read on another thread.
+struct Session::Piece {
+  explicit Piece(std::shared_ptr<const File> source)
+      : file(std::move(source)),
+        left(file->Size()),
+        bytes(static_cast<std::size_t>(std::min<std::uint64_t>(left, kPiece))) {}
+  std::size_t Wanted() const {
+    return static_cast<std::size_t>(std::min<std::uint64_t>(left, bytes.size()));
+  }
+  std::shared_ptr<const File> file;
+  std::uint64_t left;  // to be sent, this part included
+  std::vector<char> bytes;
+  std::size_t count = 0;  // that were read
+};
+
+// The answer that is still to come, on whichever thread.
+struct Session::Pending {
+  Pending(asio::io_context& io, std::weak_ptr<Session> asker)
+      : network(io), session(std::move(asker)) {}
+  Pending(const Pending&) = delete;
+  Pending& operator=(const Pending&) = delete;
+  ~Pending() {
+    if (isAnswered) return;
+    asio::post(network, [asker = session] {
+      if (const auto self = asker.lock()) self->Close();
+    });
+  }
+  void Answer(Reply reply) {
+    isAnswered = true;
+    asio::dispatch(network, [asker = session, answer = std::move(reply)]() mutable {
+      if (const auto self = asker.lock()) self->SendReply(std::move(answer));
+    });
+  }
+  asio::io_context& network;
+  std::weak_ptr<Session> session;
+  bool isAnswered = false;
+};
+
+Session::Session(Socket socket, SessionContext& context)
+    : mContext(context), mSocket(std::move(socket)) {}
 
 Session::~Session() {
   mContext.connections.Forget(*this);
@@ -43,22 +80,21 @@ Session::~Session() {
 
 void Session::Start() {
   beast::error_code ignored;
-  mStream.socket().set_option(tcp::no_delay(true), ignored);
-  mStream.socket().non_blocking(true, ignored);
-  asio::dispatch(mStream.get_executor(), [self = Self()] { self->ReadRequest(); });
+  mSocket.set_option(tcp::no_delay(true), ignored);
+  mSocket.non_blocking(true, ignored);
+  ReadRequest();
 }
 
 void Session::Refuse() {
   mIsRefused = true;
   if (++mContext.refused > mContext.limits.refused) return;  // dropped without a word
-  asio::dispatch(mStream.get_executor(), [self = Self()] {
-    self->SendReply(Problem(503, "No room", "too many clients are connected; try again later"),
-                    false);
-  });
+  beast::error_code ignored;
+  mSocket.non_blocking(true, ignored);
+  RefuseRequest(Problem(503, "No room", "too many clients are connected; try again later"));
 }
 
 void Session::Drop() {
-  asio::post(mStream.get_executor(), [self = Self()] { self->Close(); });
+  Close();
 }
 
 void Session::ReadRequest() {
@@ -69,146 +105,302 @@ void Session::ReadRequest() {
   mParser.emplace();
   mParser->header_limit(mContext.limits.header);
   mParser->body_limit(mContext.limits.body);
+  mParsed = 0;
+  mHasHeader = false;
   mIsReplied = false;
-  ++mRequest;
-  mStream.expires_after(mContext.limits.request);
-  beast_http::async_read(mStream, mBuffer, *mParser,
-                         [self = Self()](beast::error_code error, std::size_t /*bytes*/) {
-                           self->RequestRead(error);
-                         });
+  ++mTurn;
+  EndAfter(mContext.limits.request);
+  if (mBuffer.size() == 0) {
+    ReadMore();
+  } else {
+    // The others' turn comes between two requests that came together.
+    asio::post(mContext.network, [self = shared_from_this()] {
+      if (self->mSocket.is_open()) self->Parse();
+    });
+  }
 }
 
-void Session::RequestRead(beast::error_code error) {
+void Session::ReadMore() {
+  mSocket.async_read_some(mBuffer.prepare(kReadAtOnce),
+                          [self = shared_from_this()](beast::error_code error, std::size_t bytes) {
+                            if (error) {
+                              self->Close();
+                              return;
+                            }
+                            self->mBuffer.commit(bytes);
+                            self->Parse();
+                          });
+}
+
+void Session::Parse() {
+  for (;;) {
+    beast::error_code error;
+    const std::size_t used = mParser->put(mBuffer.data(), error);
+    mBuffer.consume(used);
+    mParsed += used;
+    const bool needsMore = error == beast_http::error::need_more;
+    if (error && !needsMore) {
+      Fail(error);
+      return;
+    }
+    if (mParser->is_header_done() && !mHasHeader) {
+      TakeHeader();
+      if (std::optional<Reply> problem = HeaderProblem()) {
+        RefuseRequest(std::move(*problem));
+        return;
+      }
+    }
+    // What is neither body nor finished is a line that has no end yet.
+    const std::size_t lines =
+        mParsed + (needsMore ? mBuffer.size() : 0) - mParser->get().body().size();
+    if (lines > mContext.limits.header) {
+      RefuseRequest(TooLarge("a header", mContext.limits.header));
+      return;
+    }
+    if (mParser->is_done()) {
+      Answer();
+      return;
+    }
+    if (needsMore || mBuffer.size() == 0) {
+      ReadMore();
+      return;
+    }
+  }
+}
+
+// Before a trailer of the body can add to it.
+void Session::TakeHeader() {
+  const auto& message = mParser->get();
+  mHasHeader = true;
+  mIsHead = message.method() == beast_http::verb::head;
+  mKeepAlive = message.keep_alive();
+  mRequest.method = std::string(message.method_string());
+  mRequest.target = std::string(message.target());
+  mRequest.host = std::string(message[field::host]);
+  mRequest.origin = std::string(message[field::origin]);
+  mRequest.lastEvent = std::string(message["Last-Event-ID"]);
+  mParser->eager(true);
+}
+
+// Two lengths, even alike, are two opinions of where the next request begins; two hosts or origins
+// of who asks. A body whose encoding nobody here reads has no end that we know.
+std::optional<Reply> Session::HeaderProblem() const {
+  const auto& message = mParser->get();
+  for (const field each : kDecisive) {
+    if (message.count(each) <= 1) continue;
+    return Problem(400, "Malformed", "more than one " + std::string(beast_http::to_string(each)));
+  }
+  const auto length = message[field::content_length];
+  if (!std::all_of(length.begin(), length.end(), [](unsigned char c) { return std::isdigit(c); })) {
+    return Problem(400, "Malformed", "a Content-Length is one number");
+  }
+  const auto encoding = message[field::transfer_encoding];
+  if (message.count(field::transfer_encoding) > 0 && !beast::iequals(encoding, "chunked")) {
+    return Problem(501, "Not implemented", "chunked is the only Transfer-Encoding taken here");
+  }
+  return std::nullopt;
+}
+
+bool Session::HasForbiddenTrailer() const {
+  const auto& message = mParser->get();
+  if (!mParser->chunked()) return false;
+  return message.count(field::content_length) > 0 || message.count(field::transfer_encoding) > 1 ||
+         message.count(field::host) != (mRequest.host.empty() ? 0 : 1) ||
+         message.count(field::origin) != (mRequest.origin.empty() ? 0 : 1);
+}
+
+// Of bytes that are no request, where they are worth an answer.
+void Session::Fail(beast::error_code error) {
+  if (error == beast_http::error::body_limit) {
+    RefuseRequest(TooLarge("a body", mContext.limits.body));
+  } else if (error == beast_http::error::header_limit) {
+    RefuseRequest(TooLarge("a header", mContext.limits.header));
+  } else {
+    RefuseRequest(Problem(400, "Malformed", error.message()));
+  }
+}
+
+void Session::RefuseRequest(Reply reply) {
+  mKeepAlive = false;
+  SendReply(std::move(reply));
+}
+
+void Session::Answer() {
+  if (HasForbiddenTrailer()) {
+    RefuseRequest(Problem(400, "Malformed", "a trailer says what only a header may say"));
+    return;
+  }
   if (!mContext.connections.ComeTo(*this, Stage::Served)) {
     Close();
     return;
   }
-  if (!error) {
-    Answer();
-    return;
-  }
-  const std::optional<Reply> problem = ProblemOf(error, mContext.limits);
-  if (problem) {
-    SendReply(*problem, false);
-  } else {
-    Close();
-  }
+  mRequest.body = std::move(mParser->get().body());
+  // A test takes its time.
+  mContext.connections.SetDeadline(*this, kNoDeadline);
+  mAwaited = shared_from_this();
+  const std::uint64_t turn = mTurn;
+  mContext.handler(mRequest,
+                   [pending = std::make_shared<Pending>(mContext.network, weak_from_this())](
+                       Reply reply) { pending->Answer(std::move(reply)); });
+  if (turn == mTurn && !mIsReplied) WatchForLeaving();
 }
 
-void Session::Answer() {
-  const auto& message = mParser->get();
-  const bool keepAlive = message.keep_alive();
-  // Two lengths, even alike, are two opinions of where the next request begins; two hosts or
-  // origins of who asks.
-  for (const auto field :
-       {beast_http::field::content_length, beast_http::field::host, beast_http::field::origin}) {
-    if (message.count(field) <= 1) continue;
-    SendReply(
-        Problem(400, "Malformed", "more than one " + std::string(beast_http::to_string(field))),
-        false);
-    return;
-  }
-  const Request request = {.method = std::string(message.method_string()),
-                           .target = std::string(message.target()),
-                           .host = std::string(message[beast_http::field::host]),
-                           .origin = std::string(message[beast_http::field::origin]),
-                           .lastEvent = std::string(message["Last-Event-ID"]),
-                           .body = message.body()};
-  // The test takes its time.
-  mStream.expires_never();
-  mContext.handler(request, [self = Self(), keepAlive](Reply reply) {
-    asio::dispatch(self->mStream.get_executor(), [self, keepAlive, reply = std::move(reply)] {
-      self->SendReply(reply, keepAlive);
-    });
-  });
-  if (!mIsReplied) WatchForLeaving();
-}
-
-// A client that leaves while its write is under way leaves its place to others; the write goes on,
-// and its reply is tried, for a client that only ended its own sending.
+// A client that leaves while its answer is under way leaves its place to others; the answer is
+// tried, for a client that only ended its own sending.
 void Session::WatchForLeaving() {
-  mStream.socket().async_wait(
-      tcp::socket::wait_read, [self = Self(), request = mRequest](beast::error_code error) {
-        const bool isUnderWay = self->mRequest == request && !self->mIsReplied;
+  mSocket.async_wait(
+      tcp::socket::wait_read, [self = shared_from_this(), turn = mTurn](beast::error_code error) {
+        const bool isUnderWay = self->mTurn == turn && !self->mIsReplied;
         if (error || !isUnderWay) return;
         beast::error_code failed;
         char next = 0;
-        const std::size_t bytes = self->mStream.socket().receive(asio::buffer(&next, 1),
-                                                                 tcp::socket::message_peek, failed);
+        const std::size_t bytes =
+            self->mSocket.receive(asio::buffer(&next, 1), tcp::socket::message_peek, failed);
         const bool hasLeft = bytes == 0 && failed != asio::error::would_block;
         if (hasLeft) self->mContext.connections.ComeTo(*self, Stage::Gone);
       });
 }
 
-void Session::SendReply(const Reply& reply, bool keepAlive) {
+void Session::SendReply(Reply reply) {
+  const auto self = shared_from_this();
+  mAwaited.reset();
   mIsReplied = true;
-  const bool headOnly = mParser && mParser->get().method() == beast_http::verb::head;
+  if (!mSocket.is_open()) return;
+  const bool headOnly = mHasHeader && mIsHead;
   if (reply.stream != nullptr && !headOnly) {
-    StartStream(reply, keepAlive);
+    StartStream(reply);
     return;
   }
-  mReply = {};
-  mReply.version(11);
-  mReply.result(reply.status);
-  mReply.set(beast_http::field::content_type, reply.contentType);
-  mReply.set(beast_http::field::cache_control, "no-store");
-  mReply.keep_alive(keepAlive);
-  mReply.body() = reply.body;
-  mReply.prepare_payload();
-  if (headOnly) mReply.body().clear();
+  FillHead(reply);
+  mPiece = reply.file == nullptr || headOnly ? nullptr : std::make_shared<Piece>(reply.file);
+  if (headOnly) {
+    mBody.clear();
+  } else {
+    mBody = std::move(reply.body);
+  }
+  mUnsent = {asio::buffer(mHead), asio::buffer(mBody)};
   // A client that does not take its reply makes room for others too.
   mContext.connections.ComeTo(*this, Stage::Silent);
-  mStream.expires_after(mContext.limits.reply);
-  beast_http::async_write(
-      mStream, mReply, [self = Self(), keepAlive](beast::error_code error, std::size_t /*bytes*/) {
-        if (error) {
-          self->Close();
-        } else if (keepAlive) {
-          self->ReadRequest();
-        } else {
-          self->SayFarewell();
-        }
-      });
+  EndAfter(mContext.limits.reply);
+  Write(&Session::ReplySent);
 }
 
-void Session::StartStream(const Reply& reply, bool keepAlive) {
-  if (!mContext.connections.ComeTo(*this, Stage::Streaming)) {
-    const std::string most = std::to_string(mContext.limits.streams);
-    SendReply(Problem(503, "No room", most + " clients take streams already; try again later"),
-              keepAlive);
+void Session::FillHead(const Reply& reply) {
+  const auto reason = beast_http::obsolete_reason(beast_http::int_to_status(reply.status));
+  const std::uint64_t length = reply.file == nullptr ? reply.body.size() : reply.file->Size();
+  mHead.assign("HTTP/1.1 ").append(std::to_string(reply.status)).append(" ");
+  mHead.append(reason.data(), reason.size()).append("\r\nContent-Type: ");
+  mHead.append(reply.contentType).append("\r\nCache-Control: no-store\r\n");
+  if (reply.stream == nullptr) {
+    mHead.append("Content-Length: ").append(std::to_string(length)).append("\r\n");
+  }
+  if (reply.stream != nullptr || !mKeepAlive) {
+    mHead.append("Connection: close\r\n");
+  } else if (mParser->get().version() == 10) {
+    mHead.append("Connection: keep-alive\r\n");
+  }
+  mHead.append("\r\n");
+}
+
+void Session::ReplySent() {
+  mBody = {};
+  if (mPiece != nullptr) {
+    ReadPiece();
+  } else if (mKeepAlive) {
+    ReadRequest();
+  } else {
+    SayFarewell();
+  }
+}
+
+void Session::ReadPiece() {
+  if (mPiece->left == 0) {
+    mPiece.reset();
+    ReplySent();
     return;
   }
-  mSource = reply.stream;
-  mText = "HTTP/1.1 200 OK\r\nContent-Type: " + reply.contentType +
-          "\r\nCache-Control: no-store\r\nConnection: close\r\n\r\n";
-  SendText();
+  mAwaited = shared_from_this();
+  mContext.files.Run([&network = mContext.network, asker = weak_from_this(), piece = mPiece] {
+    piece->count = piece->file->Read(piece->file->Size() - piece->left,
+                                     std::span(piece->bytes).first(piece->Wanted()));
+    asio::post(network, [asker] {
+      if (const auto self = asker.lock()) self->SendPiece();
+    });
+  });
+}
+
+void Session::SendPiece() {
+  const auto self = shared_from_this();
+  mAwaited.reset();
+  if (!mSocket.is_open()) return;
+  // It has become shorter: the length that was promised cannot be kept.
+  if (mPiece->count < mPiece->Wanted()) {
+    Close();
+    return;
+  }
+  mUnsent = {asio::buffer(mPiece->bytes.data(), mPiece->count), {}};
+  mPiece->left -= mPiece->count;
+  Write(&Session::ReadPiece);
+}
+
+void Session::StartStream(const Reply& reply) {
+  if (!mContext.connections.ComeTo(*this, Stage::Streaming)) {
+    const std::string most = std::to_string(mContext.limits.streams);
+    SendReply(Problem(503, "No room", most + " clients take streams already; try again later"));
+    return;
+  }
+  mStream = reply.stream;
+  FillHead(reply);
+  mUnsent = {asio::buffer(mHead), {}};
+  mIsSending = true;
+  EndAfter(mContext.limits.reply);
   // Nothing more is expected from it but its leaving.
-  mStream.expires_never();
   DiscardRest();
+  Write(&Session::StreamSent);
 }
 
 void Session::ContinueStream() {
-  if (mIsTold.exchange(true)) return;
-  asio::post(mStream.get_executor(), [self = Self()] { self->SendNext(); });
+  SendNext();
 }
 
 void Session::SendNext() {
-  if (mIsSending) return;
-  mIsTold = false;
-  mText = mSource->Next();
-  if (!mText.empty()) SendText();
+  if (mIsSending || !mSocket.is_open()) return;
+  mBody = mStream->Next();
+  if (mBody.empty()) return;
+  mUnsent = {asio::buffer(mBody), {}};
+  mIsSending = true;
+  EndAfter(mContext.limits.reply);
+  Write(&Session::StreamSent);
 }
 
-void Session::SendText() {
-  mIsSending = true;
-  mStream.expires_after(mContext.limits.reply);
-  asio::async_write(mStream, asio::buffer(mText),
-                    [self = Self()](beast::error_code error, std::size_t /*bytes*/) {
-                      self->mIsSending = false;
-                      if (error) {
+void Session::StreamSent() {
+  mIsSending = false;
+  mContext.connections.SetDeadline(*this, kNoDeadline);
+  asio::post(mContext.network, [self = shared_from_this()] { self->SendNext(); });
+}
+
+void Session::Write(Step then) {
+  beast::error_code error;
+  std::size_t sent = mSocket.write_some(mUnsent, error);
+  if (error && error != asio::error::would_block) {
+    Close();
+    return;
+  }
+  for (asio::const_buffer& part : mUnsent) {
+    const std::size_t count = std::min(sent, part.size());
+    part += count;
+    sent -= count;
+  }
+  if (mUnsent[0].size() + mUnsent[1].size() == 0) {
+    (this->*then)();
+    return;
+  }
+  asio::async_write(mSocket, mUnsent,
+                    [self = shared_from_this(), then](beast::error_code failed, std::size_t) {
+                      if (failed) {
                         self->Close();
                       } else {
-                        self->SendNext();
+                        (self.get()->*then)();
                       }
                     });
 }
@@ -218,25 +410,38 @@ void Session::SendText() {
 void Session::SayFarewell() {
   mContext.connections.ComeTo(*this, Stage::Silent);
   beast::error_code ignored;
-  mStream.socket().shutdown(tcp::socket::shutdown_send, ignored);
-  mStream.expires_after(mContext.limits.farewell);
+  mSocket.shutdown(tcp::socket::shutdown_send, ignored);
+  EndAfter(mContext.limits.farewell);
   DiscardRest();
 }
 
 void Session::DiscardRest() {
-  mStream.async_read_some(asio::buffer(mDiscarded),
-                          [self = Self()](beast::error_code error, std::size_t /*bytes*/) {
-                            if (error) {
-                              self->Close();
-                            } else {
-                              self->DiscardRest();
-                            }
-                          });
+  mBuffer.clear();
+  mSocket.async_read_some(
+      mBuffer.prepare(kReadAtOnce),
+      [self = shared_from_this()](beast::error_code error, std::size_t /*bytes*/) {
+        if (error) {
+          self->Close();
+        } else {
+          self->DiscardRest();
+        }
+      });
+}
+
+void Session::EndAfter(std::chrono::milliseconds limit) {
+  mContext.connections.SetDeadline(*this, std::chrono::steady_clock::now() + limit);
 }
 
 void Session::Close() {
   mContext.connections.ComeTo(*this, Stage::Gone);
-  mStream.close();
+  mContext.connections.SetDeadline(*this, kNoDeadline);
+  if (mSocket.is_open()) {
+    beast::error_code ignored;
+    mSocket.close(ignored);
+    mContext.closed();
+  }
+  // Not here: whoever walks through the connections must not lose this one.
+  if (mAwaited != nullptr) asio::post(mContext.network, [self = std::move(mAwaited)] {});
 }
 
 }  // namespace http

@@ -1,31 +1,40 @@
 // One connection: requests in turn, or a stream until the client leaves.
 #pragma once
 
-#include <atomic>
+#include <array>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/beast/core.hpp>
-#include <boost/beast/http.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <chrono>
 #include <optional>
 
 #include "http/connections.h"
+#include "http/lane.h"
 #include "http/limits.h"
 #include "http/message.h"
 
 namespace http {
 
-namespace beast_http = boost::beast::http;
+using NetworkExecutor = boost::asio::io_context::executor_type;
+using Socket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, NetworkExecutor>;
 
 // What the sessions of a server have in common; it outlives them.
 struct SessionContext {
+  boost::asio::io_context& network;  // one thread runs it
   Handler handler;
-  Connections& connections;
   Limits limits;
-  std::atomic<std::size_t> refused{0};  // connections that are being told that there is no room
+  Connections& connections;
+  Lane& files;                   // reads them
+  std::function<void()> closed;  // told when a descriptor is free again
+  std::size_t refused = 0;       // connections that are being told that there is no room
 };
 
-class Session : public Connection {
+// All on the network's thread, where also its last holder leaves it.
+class Session : public Connection, public std::enable_shared_from_this<Session> {
  public:
-  Session(boost::asio::ip::tcp::socket socket, SessionContext& context);
+  Session(Socket socket, SessionContext& context);
   ~Session() override;
 
   void Start();
@@ -35,33 +44,59 @@ class Session : public Connection {
   void ContinueStream() override;
 
  private:
-  std::shared_ptr<Session> Self() { return std::static_pointer_cast<Session>(shared_from_this()); }
+  using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
+  using Step = void (Session::*)();
+  struct Piece;
+  struct Pending;
+
   void ReadRequest();
-  void RequestRead(boost::beast::error_code error);
+  void ReadMore();
+  void Parse();
+  void TakeHeader();
+  std::optional<Reply> HeaderProblem() const;
+  bool HasForbiddenTrailer() const;
+  void Fail(boost::beast::error_code error);
+  void RefuseRequest(Reply reply);
   void Answer();
   void WatchForLeaving();
-  void SendReply(const Reply& reply, bool keepAlive);
-  void StartStream(const Reply& reply, bool keepAlive);
+  void SendReply(Reply reply);
+  void FillHead(const Reply& reply);
+  void ReplySent();
+  void ReadPiece();
+  void SendPiece();
+  void StartStream(const Reply& reply);
   void SendNext();
-  void SendText();
+  void StreamSent();
+  // Sends what mUnsent says; then goes on to that step.
+  void Write(Step then);
   void SayFarewell();
   void DiscardRest();
+  void EndAfter(std::chrono::milliseconds limit);
   void Close();
 
   SessionContext& mContext;
-  boost::beast::tcp_stream mStream;
+  Socket mSocket;
+  // Itself, while nothing on the network waits for it: its reply, or a piece of a file, is on the
+  // way.
+  std::shared_ptr<Session> mAwaited;
+  // Of the request:
   boost::beast::flat_buffer mBuffer;
-  std::optional<beast_http::request_parser<beast_http::string_body>> mParser;
-  beast_http::response<beast_http::string_body> mReply;
-  std::uint64_t mRequest = 0;
+  std::optional<Parser> mParser;
+  std::uint64_t mTurn = 0;  // which one of the connection it is
+  std::size_t mParsed = 0;  // bytes of it
+  Request mRequest;
+  bool mHasHeader = false;
+  bool mIsHead = false;
   bool mIsReplied = false;
+  bool mKeepAlive = false;
   bool mIsRefused = false;
-  char mDiscarded[4096] = {};
-  // Of a stream:
-  std::shared_ptr<Stream> mSource;
-  std::string mText;
-  bool mIsSending = false;
-  std::atomic<bool> mIsTold{false};  // of something that was not looked at yet
+  // What is being sent.
+  std::string mHead;
+  std::string mBody;
+  std::array<boost::asio::const_buffer, 2> mUnsent;
+  std::shared_ptr<Piece> mPiece;
+  std::shared_ptr<Stream> mStream;
+  bool mIsSending = false;  // of the stream
 };
 
 }  // namespace http

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -27,7 +26,7 @@ namespace {
 constexpr std::string_view kTaskPrefix = "/api/v1/task";
 constexpr std::string_view kCameraPrefix = "/api/v1/camera";
 constexpr std::string_view kFilesPrefix = "/api/v1/files/";
-constexpr std::uintmax_t kMostFile = 16ULL * 1024 * 1024;  // bytes; a reply holds all of it
+constexpr std::uintmax_t kMostFile = 16ULL * 1024 * 1024;  // bytes
 
 struct ParsedBody {
   std::optional<CResourceValue> value;
@@ -69,7 +68,7 @@ Reply Refused(std::string_view path) {
 }
 
 Reply NoRoom() {
-  return Problem(503, "No room", "too many writes and pictures are under way; try again later");
+  return Problem(503, "No room", "too many writes are under way; try again later");
 }
 
 }  // namespace
@@ -95,7 +94,7 @@ std::shared_ptr<Api::Room> Api::TakeRoom() {
   return ++mLongWrites > kMostLongWrites ? nullptr : room;
 }
 
-Api::Api(Camera& camera, RunLong runLong) : mCamera(camera), mRunLong(std::move(runLong)) {}
+Api::Api(Camera& camera, Threads threads) : mCamera(camera), mThreads(std::move(threads)) {}
 
 void Api::Handle(const Request& request, const Send& send) {
   if (!http::IsLocal(request)) {
@@ -122,7 +121,7 @@ void Api::Handle(const Request& request, const Send& send) {
   } else if (!reads) {
     send(Problem(405, "Not allowed", "only nodes below task and camera can be written"));
   } else if (path.starts_with(kFilesPrefix)) {
-    send(ReadFile(std::string_view(path).substr(kFilesPrefix.size() - 1)));
+    SendFile(path.substr(kFilesPrefix.size() - 1), send);
   } else if (path == "/api/v1/screen.png") {
     SendScreen(target->QueryValue("display") == "viewfinder", send);
   } else if (path == "/api/v1/events") {
@@ -136,29 +135,25 @@ void Api::Handle(const Request& request, const Send& send) {
   }
 }
 
-// A picture takes a while to draw: other reads do not wait for it.
 void Api::SendScreen(bool viewFinder, const Send& send) {
-  const auto room = TakeRoom();
-  const bool starts =
-      room != nullptr && mRunLong([this, viewFinder, send, room] {
-        const auto screen = mCamera.Screen().Render(viewFinder ? CameraScreen::Display::ViewFinder
-                                                               : CameraScreen::Display::Lcd);
-        const std::vector<std::uint8_t> png = screen->Png();
-        room->Leave();
-        if (png.empty()) {
-          send(Problem(500, "No picture", "the screen could not be drawn; try again"));
-        } else {
-          send({200, "image/png", std::string(png.begin(), png.end())});
-        }
-      });
-  if (!starts) send(NoRoom());
+  mThreads.aside([this, viewFinder, send] {
+    const auto screen = mCamera.Screen().Render(viewFinder ? CameraScreen::Display::ViewFinder
+                                                           : CameraScreen::Display::Lcd);
+    const std::vector<std::uint8_t> png = screen->Png();
+    if (png.empty()) {
+      send(Problem(500, "No picture", "the screen could not be drawn; try again"));
+    } else {
+      send({200, "image/png", std::string(png.begin(), png.end())});
+    }
+  });
 }
 
 Reply Api::Events(const Request& request, const http::Target& target) const {
   const std::string last = request.lastEvent.empty()
                                ? std::string(target.QueryValue("after").value_or(""))
                                : request.lastEvent;
-  return {200, "text/event-stream", "", std::make_shared<EventStream>(mCamera.Events(), last)};
+  return {200, "text/event-stream", "", nullptr,
+          std::make_shared<EventStream>(mCamera.Events(), last)};
 }
 
 void Api::HandleTree(const Request& request, bool isTask, std::string_view path,
@@ -175,6 +170,11 @@ void Api::HandleTree(const Request& request, bool isTask, std::string_view path,
     send(Problem(405, "Not allowed", "a node is read with GET and written with PUT"));
     return;
   }
+  ReadNode(isTask, path, target, send);
+}
+
+void Api::ReadNode(bool isTask, std::string_view path, const http::Target& target,
+                   const Send& send) {
   int depth = 0;
   if (const auto text = target.QueryValue("depth")) {
     const auto parsed = std::from_chars(text->data(), text->data() + text->size(), depth);
@@ -188,9 +188,13 @@ void Api::HandleTree(const Request& request, bool isTask, std::string_view path,
   TARQ::CServerResource* const node = NodeAccess::Find(NodeAccess::Root(tree), path);
   if (node == nullptr) {
     send(NoSuchNode(path));
-    return;
+  } else if (depth == 0) {
+    send({200, "application/json", Dump(NodeJson(*node, depth))});
+  } else {  // many nodes: others who want one do not wait for them
+    mThreads.aside([node, depth, send] {
+      send({200, "application/json", Dump(NodeJson(*node, depth))});
+    });
   }
-  send({200, "application/json", Dump(NodeJson(*node, depth))});
 }
 
 void Api::WriteTask(const Request& request, std::string_view path, bool traced, const Send& send) {
@@ -240,40 +244,42 @@ void Api::WriteCamera(const Request& request, std::string_view path, const Send&
     return;
   }
   const auto room = TakeRoom();
-  const bool runs = room != nullptr &&
-                    mRunLong([node, send, room, value = *body.value, name = std::string(path)] {
-                      const DWORD status = NodeAccess::Write(*node, value);
-                      room->Leave();
-                      if (status != 0) {
-                        send(Refused(name));
-                        return;
-                      }
-                      CResourceValue stored("");
-                      Json json;
-                      json["status"] = 0;
-                      json["value"] =
-                          NodeAccess::Read(*node, stored) == 0 ? ValueJson(stored) : Json(nullptr);
-                      json["records"] = Json::array();
-                      send({200, "application/json", Dump(json)});
-                    });
+  const bool runs = room != nullptr && mThreads.longer([node, send, room, value = *body.value,
+                                                        name = std::string(path)] {
+    const DWORD status = NodeAccess::Write(*node, value);
+    room->Leave();
+    if (status != 0) {
+      send(Refused(name));
+      return;
+    }
+    CResourceValue stored("");
+    Json json;
+    json["status"] = 0;
+    json["value"] = NodeAccess::Read(*node, stored) == 0 ? ValueJson(stored) : Json(nullptr);
+    json["records"] = Json::array();
+    send({200, "application/json", Dump(json)});
+  });
   if (!runs) send(NoRoom());
 }
 
-Reply Api::ReadFile(std::string_view path) const {
-  const auto file = mCamera.Files().Resolve(path);
+void Api::SendFile(const std::string& path, const Send& send) {
+  mThreads.aside([this, path, send] { send(FileReply(path)); });
+}
+
+Reply Api::FileReply(const std::string& path) const {
+  const auto found = mCamera.Files().Resolve(path);
   std::error_code error;
-  if (!file || !std::filesystem::is_regular_file(*file, error)) {
-    return Problem(404, "No such file", "the camera's storage has no file " + std::string(path));
+  if (!found || !std::filesystem::is_regular_file(*found, error)) {
+    return Problem(404, "No such file", "the camera's storage has no file " + path);
   }
-  if (std::filesystem::file_size(*file, error) > kMostFile && !error) {
+  std::shared_ptr<const http::File> file = http::File::Open(*found);
+  if (file == nullptr) return Problem(403, "Not readable", "the file cannot be read");
+  if (file->Size() > kMostFile) {
     return Problem(413, "Too large",
                    "a file of more than 16 MiB is not sent; read it from the "
                    "folder that stands for the storage");
   }
-  std::ifstream stream(*file, std::ios::binary);
-  if (!stream) return Problem(403, "Not readable", "the file cannot be read");
-  std::string contents{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-  return {200, "text/plain; charset=utf-8", std::move(contents)};
+  return {200, "text/plain; charset=utf-8", "", std::move(file)};
 }
 
 }  // namespace desk

@@ -16,32 +16,39 @@ class Camera;
 
 class Api {
  public:
-  // Runs something that may wait long on a thread that no read needs; false: there is none.
-  using RunLong = std::function<bool(std::function<void()>)>;
+  // Threads that no quick read needs. aside: for what takes a while and ends; longer: for what may
+  // wait for ever, false where there is none.
+  struct Threads {
+    std::function<void(std::function<void()>)> aside;
+    std::function<bool(std::function<void()>)> longer;
+  };
 
   static constexpr int kMostDepth = 32;       // of JSON, in and out
-  static constexpr int kMostLongWrites = 32;  // deliveries, camera-wide writes and pictures at once
+  static constexpr int kMostLongWrites = 32;  // deliveries and camera-wide writes at once
 
-  Api(Camera& camera, RunLong runLong);
+  Api(Camera& camera, Threads threads);
 
-  // send is called once: at once for a read, on another thread when a write has ended.
+  // send is called once: at once where the answer is quick, else on another thread.
   void Handle(const http::Request& request, const http::Send& send);
 
  private:
   void HandleTree(const http::Request& request, bool isTask, std::string_view path,
                   const http::Target& target, const http::Send& send);
+  void ReadNode(bool isTask, std::string_view path, const http::Target& target,
+                const http::Send& send);
   void WriteTask(const http::Request& request, std::string_view path, bool traced,
                  const http::Send& send);
   void WriteCamera(const http::Request& request, std::string_view path, const http::Send& send);
   void SendScreen(bool viewFinder, const http::Send& send);
   http::Reply Events(const http::Request& request, const http::Target& target) const;
-  http::Reply ReadFile(std::string_view path) const;
+  void SendFile(const std::string& path, const http::Send& send);
+  http::Reply FileReply(const std::string& path) const;
 
   class Room;
   std::shared_ptr<Room> TakeRoom();
 
   Camera& mCamera;
-  RunLong mRunLong;
+  Threads mThreads;
   std::atomic<int> mLongWrites{0};
 };
 

@@ -8,7 +8,8 @@ namespace desk {
 
 CameraServer::CameraServer(Camera& camera, const http::Limits& limits)
     : mCamera(camera),
-      mApi(camera, [this](auto work) { return mServer.RunLong(std::move(work)); }),
+      mApi(camera, {.aside = [this](auto work) { mServer.RunAside(std::move(work)); },
+                    .longer = [this](auto work) { return mServer.RunLong(std::move(work)); }}),
       mServer([this](const http::Request& request,
                      const http::Send& send) { mApi.Handle(request, send); },
               limits,

@@ -171,7 +171,7 @@ TEST(ConnectionsTest, TheLongestSilentMakesRoom) {
     bool gone = false;
     int told = 0;
   };
-  http::Connections connections(3, 1);
+  http::Connections connections(3, 1, [](http::Deadline) {});
   std::vector<std::shared_ptr<Fake>> fakes(6);
   for (auto& each : fakes) each = std::make_shared<Fake>();
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(connections.Enter(*fakes[static_cast<std::size_t>(i)]));

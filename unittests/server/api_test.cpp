@@ -25,10 +25,13 @@ class ApiTest : public ::testing::Test {
   }
 
   TestCamera mCamera{"KY"};
-  desk::Api mApi{mCamera.Camera(), [](const std::function<void()>& work) {
-                   work();
-                   return true;
-                 }};
+  desk::Api mApi{mCamera.Camera(),
+                 {.aside = [](const std::function<void()>& work) { work(); },
+                  .longer =
+                      [](const std::function<void()>& work) {
+                        work();
+                        return true;
+                      }}};
 };
 
 TEST_F(ApiTest, NodesWithNamesOrNestedChildren) {
