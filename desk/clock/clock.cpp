@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <ctime>
 #include <limits>
+#include <utility>
 
 #include "clock/semaphore.h"
 
@@ -27,6 +28,7 @@ constexpr std::int64_t kVirtualStart =
         .count();
 
 thread_local bool tTakesPart = false;
+thread_local const std::function<void()>* tFirstWait = nullptr;
 
 // One of the participants runs at a time: on one processor a hand-over costs no wake-up of another.
 void ShareOneProcessor() {
@@ -99,6 +101,7 @@ bool Clock::WaitFor(const std::function<bool()>& ready, TimePoint deadline, bool
   waiter.ready = &ready;
   waiter.deadline = deadline;
   waiter.takesPart = tTakesPart && IsVirtual();
+  if (tFirstWait != nullptr) Change(*std::exchange(tFirstWait, nullptr));
 
   std::unique_lock lock(mLock);
   if (!mHalted && ready()) return true;
@@ -276,9 +279,11 @@ void Clock::Leave(Ticket& ticket) {
 Clock::Participation::Participation(Clock& clock, Role role)
     : Participation(clock, clock.Prepare(role)) {}
 
-Clock::Participation::Participation(Clock& clock, std::shared_ptr<Ticket> ticket)
-    : mClock(clock), mTicket(std::move(ticket)) {
+Clock::Participation::Participation(Clock& clock, std::shared_ptr<Ticket> ticket,
+                                    std::function<void()> firstWait)
+    : mClock(clock), mTicket(std::move(ticket)), mFirstWait(std::move(firstWait)) {
   tTakesPart = true;
+  if (mFirstWait) tFirstWait = &mFirstWait;
   if (!mClock.IsVirtual()) return;
   ShareOneProcessor();
   mTicket->mEntry.wake.Wait();
@@ -286,6 +291,7 @@ Clock::Participation::Participation(Clock& clock, std::shared_ptr<Ticket> ticket
 
 Clock::Participation::~Participation() {
   tTakesPart = false;
+  if (mFirstWait) tFirstWait = nullptr;
   mClock.Leave(*mTicket);
 }
 

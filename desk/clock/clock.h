@@ -85,7 +85,10 @@ class Clock {
   class Participation {
    public:
     Participation(Clock& clock, Role role);
-    Participation(Clock& clock, std::shared_ptr<Ticket> ticket);
+    // firstWait: done once, under the clock's lock, when the thread is about to wait for the first
+    // time.
+    Participation(Clock& clock, std::shared_ptr<Ticket> ticket,
+                  std::function<void()> firstWait = {});
     ~Participation();
     Participation(const Participation&) = delete;
     Participation& operator=(const Participation&) = delete;
@@ -93,6 +96,7 @@ class Clock {
    private:
     Clock& mClock;
     std::shared_ptr<Ticket> mTicket;
+    std::function<void()> mFirstWait;
   };
 
  private:

@@ -13,6 +13,8 @@ namespace {
 // A task that is in the middle of a test does not look at its stop event. The process ends without
 // it then, as a process does.
 constexpr desk::Duration kStopPatience = std::chrono::milliseconds(600);
+// A task that never waits is served all the same.
+constexpr desk::Duration kStartPatience = std::chrono::seconds(5);
 
 desk::FrameworkHooks gHooks;
 std::atomic<bool> gStopRequested{false};
@@ -69,6 +71,15 @@ DWORD Perform(CLibContainer& container, const SupvItem& item) {
   return task->Start(&id);
 }
 
+// What a task does before its first wait comes before whatever a client asks for: equal requests
+// find the same camera.
+void AwaitFirstWaits() {
+  for (CTaskContainer* const task : TaskAccess::Tasks()) {
+    const auto hasBegun = [&body = TaskAccess::BodyOf(*task)] { return body.hasBegun; };
+    desk::TheMachine().clock->WaitOutside(hasBegun, kStartPatience);
+  }
+}
+
 }  // namespace
 
 CSupervisor::CSupervisor() {
@@ -109,6 +120,7 @@ DWORD CSupervisor::Init(CSupvFactory* factory, const SupvItem* items, const char
       return status;
     }
   }
+  AwaitFirstWaits();
   if (gHooks.serve) gHooks.serve();
   return 0;
 }

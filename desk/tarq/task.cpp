@@ -67,14 +67,18 @@ DWORD CTaskContainer::Start(DWORD* id) {
   auto ticket = clock.Prepare(desk::Clock::Role::Follows);
   mBody->thread = std::thread([this, &clock, ticket = std::move(ticket), body = mBody.get()] {
     {
-      const desk::Clock::Participation participation(clock, ticket);
+      const desk::Clock::Participation participation(clock, ticket,
+                                                     [body] { body->hasBegun = true; });
       try {
         Run();
       } catch (const std::exception& error) {
         fprintf(stderr, "diagor: the task ended by an exception: %s\n", error.what());
       }
     }
-    clock.Change([body] { body->ended = true; });
+    clock.Change([body] {
+      body->hasBegun = true;
+      body->ended = true;
+    });
   });
   return 0;
 }

@@ -19,7 +19,9 @@ struct CTaskContainer::Body {
   std::shared_ptr<desk::Event> startStop;
   HANDLE startStopHandle = nullptr;
   std::atomic<bool> stopRequested{false};
-  bool ended = false;  // under the clock's lock
+  // Under the clock's lock:
+  bool hasBegun = false;  // it has waited for the first time, or ended
+  bool ended = false;
   std::thread thread;
 };
 

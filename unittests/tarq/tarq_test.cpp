@@ -1,10 +1,12 @@
 // The framework's stand-in: values, trees, helper functions, supervisor.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 #include "common_dll.h"
 #include "support/test_camera.h"
+#include "tarq/framework.h"
 #include "tarq/node_access.h"
 
 namespace test {
@@ -246,6 +248,50 @@ TEST(SupervisorTest, RefusesAContainerThatNobodyMakes) {
                                     {nullptr, nullptr, nullptr, nullptr, {}}};
   EXPECT_NE(supervisor.Init(&factory, unknown, "bit", 0, nullptr, 0, nullptr, nullptr, nullptr, 0),
             0U);
+}
+
+// A task that takes a while before it waits, or ends.
+class SlowTask : public TARQ::CTaskContainer {
+ public:
+  SlowTask(bool waits, std::atomic<bool>& acted) : mWaits(waits), mActed(acted) {}
+  DWORD Run() override {
+    for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+    mActed = true;
+    const HANDLE stop = GetStartStopEvent();
+    if (mWaits) WaitForMultipleObjects(1, &stop, FALSE, INFINITE);
+    return 0;
+  }
+
+ private:
+  bool mWaits;
+  std::atomic<bool>& mActed;
+};
+
+TEST(SupervisorTest, ServesAfterTheTasksFirstActs) {
+  for (const bool waits : {true, false}) {
+    BareCamera camera;
+    std::atomic<bool> acted{false};
+    struct Factory : TARQ::CSupvFactory {
+      TARQ::CLibContainer* Create(const char* /*name*/) override {
+        return new SlowTask(waits, *acted);
+      }
+      bool waits = false;
+      std::atomic<bool>* acted = nullptr;
+    } factory;
+    factory.waits = waits;
+    factory.acted = &acted;
+    bool actedBefore = false;
+    desk::SetFrameworkHooks({{}, [&] { actedBefore = acted; }});
+    const TARQ::SupvItem items[] = {{"TASK", "SlowTask", "START", "bit", {}},
+                                    {nullptr, nullptr, nullptr, nullptr, {}}};
+    TARQ::CSupervisor supervisor;
+    EXPECT_EQ(supervisor.Init(&factory, items, "bit", 0, nullptr, 0, nullptr, nullptr, nullptr, 0),
+              0U);
+    EXPECT_TRUE(actedBefore) << waits;
+    desk::RequestStop();
+    supervisor.Start(0);
+    supervisor.Unload();
+  }
 }
 
 }  // namespace
