@@ -2,6 +2,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -59,6 +60,34 @@ std::wstring CommandLine(int argc, char** argv) {
   return desk::ToWide(line);
 }
 
+// A -p that names no port is refused here: the program would take what it can read of it, and serve
+// where nobody looks. The error's text, or empty.
+std::string PortProblem(int argc, char** argv) {
+  std::string problem;
+  int nextWord = 1;
+  int nextLetter = 1;
+  int reserved = 1;
+  char* argument = nullptr;
+  for (;;) {
+    const int letter =
+        tarq_getopt(argc, argv, "p:n:s:a:h", &nextWord, &nextLetter, &reserved, &argument);
+    if (letter == -1) return problem;
+    if (letter == 'h') return "";  // the usage is all that is wanted
+    if (letter != 'p' || !problem.empty()) continue;
+    const std::string_view text = argument;
+    const bool isHexadecimal = text.starts_with("0x");
+    const std::string_view digits = text.substr(isHexadecimal ? 2 : 0);
+    std::uint16_t port = 0;
+    const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), port,
+                                      isHexadecimal ? 16 : 10);
+    if (read.ec != std::errc() || read.ptr != digits.data() + digits.size()) {
+      problem = "-p " + std::string(text) +
+                ": a port is a number from 0 to 65535, or 0x and up to "
+                "four hexadecimal digits";
+    }
+  }
+}
+
 // The two signals that end the process go to a thread of their own. A reader of standard error that
 // has gone must not end it.
 void StopOnSignal() {
@@ -101,6 +130,8 @@ void Serve(const desk::Camera& camera, desk::CameraServer& server) {
 }
 
 int RunProgram(int argc, char** argv) {
+  const std::string portProblem = PortProblem(argc, argv);
+  if (!portProblem.empty()) throw std::runtime_error(portProblem);
   const bool wantsWindow = WantsWindow();
   desk::Camera camera(ReadSettings());
   desk::CameraServer server(camera);
