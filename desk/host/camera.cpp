@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <stdexcept>
-#include <typeinfo>
 
 #include "chips/chip.h"
 #include "coredll/handles.h"
@@ -118,11 +117,9 @@ KnobValue ToKnobValue(const NodeStart& start) {
   return std::get<std::string>(start);
 }
 
-// Whether that write makes a test run: a test item is a value with a class of its own, and resets
-// at "Untested".
+// Whether that write makes a test run: an item resets at "Untested".
 bool RunsTest(const TARQ::CServerResource& node, const TARQ::CResourceValue& value) {
-  return node.Type() == TARQ::kValueNode && typeid(node) != typeid(TARQ::CServerResource) &&
-         TARQ::NodeAccess::Path(node).starts_with("test.items.") &&
+  return TARQ::NodeAccess::IsTest(node, TARQ::NodeAccess::Path(node)) &&
          std::string_view(value.GetAscii().AsChar()) != "Untested";
 }
 

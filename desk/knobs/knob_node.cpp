@@ -1,5 +1,7 @@
 #include "knobs/knob_node.h"
 
+#include <typeinfo>
+
 #include "tarq/node_access.h"
 
 namespace desk {
@@ -53,6 +55,10 @@ class KnobNode : public TARQ::CServerResource {
     return 0;
   }
 
+  bool IsSetting() const {
+    return mKnob.Row().kind != KnobKind::Trigger && mKnob.Row().kind != KnobKind::Command;
+  }
+
   DWORD GetImpl(CResourceValue& value) override { return value.Set(ToResourceValue(mKnob), false); }
 
  private:
@@ -77,6 +83,11 @@ void PublishKnobs(TARQ::CResourceTree& camera, KnobSet& knobs) {
   TARQ::CServerResource& branch =
       TARQ::NodeAccess::MakeBranch(TARQ::NodeAccess::Root(camera), knobs.Prefix());
   for (Knob& knob : knobs.All()) branch.AddChild(new KnobNode(knob), nullptr);
+}
+
+bool IsSetting(const TARQ::CServerResource& node) {
+  const auto* const knob = dynamic_cast<const KnobNode*>(&node);
+  return knob == nullptr ? typeid(node) == typeid(TARQ::CServerResource) : knob->IsSetting();
 }
 
 }  // namespace desk

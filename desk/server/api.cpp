@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "host/camera.h"
+#include "knobs/knob_node.h"
 #include "server/event_stream.h"
 #include "server/json.h"
 #include "tarq/node_access.h"
@@ -33,7 +34,8 @@ struct ParsedBody {
   Reply problem;
 };
 
-ParsedBody ParseBody(const std::string& body) {
+// For that node.
+ParsedBody ParseBody(const std::string& body, const TARQ::CServerResource& node) {
   const auto refused = [](unsigned status, const std::string& title, const std::string& detail) {
     return ParsedBody{std::nullopt, Problem(status, title, detail)};
   };
@@ -46,13 +48,15 @@ ParsedBody ParseBody(const std::string& body) {
       },
       false);
   if (tooDeep) return refused(400, "Malformed", "JSON nested deeper than 32 levels");
-  if (json.is_discarded()) {
+  // The reader takes a NUL for the end.
+  if (json.is_discarded() || body.find('\0') != std::string::npos) {
     return refused(400, "Malformed", "the body is no JSON; send {\"value\": ...}");
   }
   if (!json.is_object() || !json.contains("value")) {
     return refused(400, "Malformed", "the body is not of the form {\"value\": ...}");
   }
-  std::optional<CResourceValue> value = ValueFromJson(json["value"]);
+  std::optional<CResourceValue> value =
+      ValueFromJson(json["value"], NodeAccess::Stored(node).Type());
   if (!value)
     return refused(422, "Refused", "a value is a bool, a number (an integer of 32 bits) or a text");
   return {std::move(value), {}};
@@ -203,7 +207,7 @@ void Api::WriteTask(const Request& request, std::string_view path, bool traced, 
     send(NoSuchNode(path));
     return;
   }
-  const ParsedBody body = ParseBody(request.body);
+  const ParsedBody body = ParseBody(request.body, *node);
   if (!body.value) {
     send(body.problem);
     return;
@@ -230,7 +234,21 @@ void Api::WriteTask(const Request& request, std::string_view path, bool traced, 
   }
 }
 
-// A camera-wide write may wait too: an advance of the clock, a ping.
+namespace {
+
+Reply WriteNow(TARQ::CServerResource& node, const CResourceValue& value, std::string_view path) {
+  if (NodeAccess::Write(node, value) != 0) return Refused(path);
+  CResourceValue stored("");
+  Json json;
+  json["status"] = 0;
+  json["value"] = NodeAccess::Read(node, stored) == 0 ? ValueJson(stored) : Json(nullptr);
+  json["records"] = Json::array();
+  return {200, "application/json", Dump(json)};
+}
+
+}  // namespace
+
+// A setting is there at once. Another camera-wide write may wait: an advance of the clock, a ping.
 void Api::WriteCamera(const Request& request, std::string_view path, const Send& send) {
   TARQ::CServerResource* const node =
       NodeAccess::Find(NodeAccess::Root(mCamera.CameraTree()), path);
@@ -238,26 +256,21 @@ void Api::WriteCamera(const Request& request, std::string_view path, const Send&
     send(NoSuchNode(path));
     return;
   }
-  ParsedBody body = ParseBody(request.body);
+  const ParsedBody body = ParseBody(request.body, *node);
   if (!body.value) {
     send(body.problem);
+    return;
+  }
+  if (IsSetting(*node)) {
+    send(WriteNow(*node, *body.value, path));
     return;
   }
   const auto room = TakeRoom();
   const bool runs = room != nullptr && mThreads.longer([node, send, room, value = *body.value,
                                                         name = std::string(path)] {
-    const DWORD status = NodeAccess::Write(*node, value);
+    Reply reply = WriteNow(*node, value, name);
     room->Leave();
-    if (status != 0) {
-      send(Refused(name));
-      return;
-    }
-    CResourceValue stored("");
-    Json json;
-    json["status"] = 0;
-    json["value"] = NodeAccess::Read(*node, stored) == 0 ? ValueJson(stored) : Json(nullptr);
-    json["records"] = Json::array();
-    send({200, "application/json", Dump(json)});
+    send(std::move(reply));
   });
   if (!runs) send(NoRoom());
 }

@@ -49,12 +49,10 @@ const char* TypeName(ValueType type) {
   return "";
 }
 
-const char* KindName(const TARQ::CServerResource& node) {
+const char* KindName(const TARQ::CServerResource& node, std::string_view path) {
   if (node.Type() != TARQ::kValueNode) return "branch";
   if (dynamic_cast<const TARQ::CTrigResource*>(&node) != nullptr) return "trigger";
-  // Below the items, every node that is more than a stored value is a test.
-  const bool isItem = NodeAccess::Path(node).starts_with("test.items.");
-  return isItem && typeid(node) != typeid(TARQ::CServerResource) ? "test" : "value";
+  return NodeAccess::IsTest(node, path) ? "test" : "value";
 }
 
 void AddFields(const TraceFields& fields, Json& json) {
@@ -88,8 +86,9 @@ Json ValueJson(const CResourceValue& value) {
 
 Json NodeJson(TARQ::CServerResource& node, int depth) {
   Json json;
-  json["path"] = NodeAccess::Path(node);
-  json["kind"] = KindName(node);
+  const std::string path = NodeAccess::Path(node);
+  json["path"] = path;
+  json["kind"] = KindName(node, path);
   CResourceValue value("");
   const bool readable = node.Type() == TARQ::kValueNode && NodeAccess::Read(node, value) == 0;
   json["type"] = readable ? Json(TypeName(value.Type())) : Json(nullptr);
@@ -112,8 +111,8 @@ Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, bool
   if (delivered.observation.RecordsLeftOut() > 0) {
     json["records_left_out"] = delivered.observation.RecordsLeftOut();
   }
-  if (!traced) return json;
   json["elapsed_ms"] = std::chrono::duration<double, std::milli>(delivered.elapsed).count();
+  if (!traced) return json;
   json["trace"] = Json::array();
   for (const TraceStep& step : delivered.observation.Steps()) {
     json["trace"].push_back(StepJson(step));
@@ -131,7 +130,7 @@ std::string EventText(const CameraEvent& event) {
   return Dump(json);
 }
 
-std::optional<CResourceValue> ValueFromJson(const Json& json) {
+std::optional<CResourceValue> ValueFromJson(const Json& json, ValueType type) {
   if (json.is_boolean()) return CResourceValue(json.get<bool>());
   if (json.is_string()) {
     const auto text = json.get<std::string>();
@@ -141,12 +140,11 @@ std::optional<CResourceValue> ValueFromJson(const Json& json) {
   }
   if (!json.is_number()) return std::nullopt;
   const auto number = json.get<double>();
-  if (json.is_number_integer()) {
-    const bool fits =
-        number >= std::numeric_limits<LONG>::min() && number <= std::numeric_limits<LONG>::max();
-    return fits ? std::optional(CResourceValue(json.get<LONG>())) : std::nullopt;
-  }
-  return TARQ::DoubleValue(number);
+  if (!json.is_number_integer()) return TARQ::DoubleValue(number);
+  const bool fits =
+      number >= std::numeric_limits<LONG>::min() && number <= std::numeric_limits<LONG>::max();
+  if (fits) return CResourceValue(json.get<LONG>());
+  return type == ValueType::Double ? std::optional(TARQ::DoubleValue(number)) : std::nullopt;
 }
 
 std::string Dump(const Json& json) {

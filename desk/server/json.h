@@ -18,8 +18,10 @@ nlohmann::ordered_json DeliveredJson(TARQ::CServerResource& node, const Delivere
                                      bool traced);
 // The event's fields, with its time in seconds of the camera's clock.
 std::string EventText(const CameraEvent& event);
-// None for what no node holds: null, a list, an object, a number out of range.
-std::optional<TARQ::CResourceValue> ValueFromJson(const nlohmann::ordered_json& json);
+// A value for a node that holds that type. None for what no node holds: null, a list, an object, an
+// integer that does not fit.
+std::optional<TARQ::CResourceValue> ValueFromJson(const nlohmann::ordered_json& json,
+                                                  TARQ::ValueType type);
 
 // Bytes that are no UTF-8 (a text cut in a character) are replaced, never refused.
 std::string Dump(const nlohmann::ordered_json& json);

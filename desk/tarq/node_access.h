@@ -59,6 +59,10 @@ class NodeAccess {
   static CServerResource& MakeBranch(CServerResource& from, std::string_view path);
   static CServerResource& Add(CServerResource& parent, std::unique_ptr<CServerResource> child);
 
+  // Whether it is a test item, whose writes run a test: a value of the program's tree below the
+  // items, of a class of the program's own.
+  static bool IsTest(const CServerResource& node, std::string_view path);
+
   // What the program's own calls ask.
   static CResourceTree* TreeOf(const CServerResource& node);
   static bool MayOpen(const CServerResource& node);

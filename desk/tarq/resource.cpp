@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <shared_mutex>
+#include <typeinfo>
 
 #include "common_dll.h"
 #include "coredll/machine.h"
@@ -254,6 +255,12 @@ CServerResource& NodeAccess::Add(CServerResource& parent, std::unique_ptr<CServe
 void NodeAccess::ValueChanged(const CServerResource& node, const CResourceValue& value) {
   const CResourceTree* const tree = TreeOf(node);
   if (tree != nullptr && tree->mListener) tree->mListener(node, value);
+}
+
+bool NodeAccess::IsTest(const CServerResource& node, std::string_view path) {
+  return path.starts_with("test.items.") && node.Type() == kValueNode &&
+         typeid(node) != typeid(CServerResource) &&
+         dynamic_cast<const CTrigResource*>(&node) == nullptr;
 }
 
 CResourceTree* NodeAccess::TreeOf(const CServerResource& node) {

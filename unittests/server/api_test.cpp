@@ -42,11 +42,12 @@ TEST_F(ApiTest, NodesWithNamesOrNestedChildren) {
   EXPECT_EQ(battery["kind"], "branch");
   EXPECT_EQ(battery["value"], nullptr);
   EXPECT_EQ(battery["children"][0],
-            Json::parse(R"({"path":"test.items.battery.battery","kind":"value","type":"text",
+            Json::parse(R"({"path":"test.items.battery.battery","kind":"test","type":"text",
                 "class":"CResBitBatteryFG","value":"Untested","children":[]})"));
   EXPECT_EQ(Ask("GET", "/api/v1/task/.test.errcnt").json["value"], 0);
   EXPECT_EQ(Ask("GET", "/api/v1/task/test%2Eerrcnt").json["class"], "CResBitErrCnt");
   EXPECT_EQ(Ask("GET", "/api/v1/task/test.clearLog").json["kind"], "trigger");
+  EXPECT_EQ(Ask("GET", "/api/v1/task/test.errcnt").json["kind"], "value");
   EXPECT_EQ(Ask("GET", "/api/v1/camera/version.product.name").json["value"], "KY");
   EXPECT_EQ(Ask("GET", "/api/v1/camera/.desk.rtc.rate").json["type"], "double");
   EXPECT_EQ(Ask("GET", "/healthz").status, 200U);
@@ -58,6 +59,7 @@ TEST_F(ApiTest, WritesAnswerWithStatusStoredValueAndRecords) {
   EXPECT_EQ(passed.json["status"], 0);
   EXPECT_EQ(passed.json["value"], "OK      ");
   EXPECT_EQ(passed.json["records"].size(), 1U);
+  EXPECT_EQ(passed.json["elapsed_ms"], 0.0);
   EXPECT_FALSE(passed.json.contains("trace"));
 
   Ask("PUT", "/api/v1/camera/.desk.bus.i2c1.ae.answers", R"({"value":false})");
@@ -109,6 +111,8 @@ TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
       {"PUT", main, R"(["run"])", 400},
       {"PUT", main, R"({"values":"run"})", 400},
       {"PUT", main, "{\"value\":\"\xC3\"}", 400},
+      {"PUT", main, R"({"value":"run"}x)", 400},
+      {"PUT", main, std::string(R"({"value":"run"})") + '\0' + "x", 400},
       {"PUT", main, deep, 400},
       {"PUT", main, R"({"value":null})", 422},
       {"PUT", main, R"({"value":{}})", 422},
@@ -119,6 +123,8 @@ TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
       {"PUT", "/api/v1/task/test.nobody", R"({"value":"run"})", 404},
       {"PUT", "/api/v1/camera/.desk.rtc.rate", R"({"value":"fast"})", 422},
       {"PUT", "/api/v1/camera/.desk.rtc.rate", R"({"value":1e9})", 422},
+      {"PUT", "/api/v1/camera/.desk.fvd.status58", R"({"value":4294967296})", 422},
+      {"PUT", "/api/v1/camera/.desk.fvd.function", R"({"value":2147483648})", 422},
       {"PUT", "/api/v1/camera/.desk.clock.now", R"({"value":"1"})", 422},
       {"PUT", "/api/v1/camera/.desk.clock.at", R"({"value":"soon x=1"})", 422},
       {"PUT", "/api/v1/camera/.desk.bus.i2c1.ae.data", R"({"value":"0g"})", 422},
@@ -133,6 +139,12 @@ TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
     EXPECT_FALSE(answer.json["detail"].get<std::string>().empty()) << each.target;
   }
   EXPECT_EQ(mCamera.Get("test.items.eeprom.main"), "Untested");
+}
+
+TEST_F(ApiTest, WholeNumbersOfThirtyTwoBitsAreTakenWhereTheRangeSaysSo) {
+  const std::string knob = "/api/v1/camera/.desk.fvd.status58";
+  EXPECT_EQ(Ask("PUT", knob, R"({"value":4294967295})").json["value"], 4294967295.0);
+  EXPECT_EQ(Ask("GET", knob).json["value"], 4294967295.0);
 }
 
 TEST_F(ApiTest, OnlyAPageOfThisMachineMayAsk) {

@@ -68,7 +68,7 @@ std::future<Json> BareCamera::Ask(const std::string& path, const Json& value) {
   TARQ::CServerResource* const node = NodeAccess::Find(NodeAccess::Root(mCamera->TaskTree()), path);
   if (node == nullptr ||
       mCamera->Deliveries().Deliver(
-          *node, *desk::ValueFromJson(value), true,
+          *node, *desk::ValueFromJson(value, NodeAccess::Stored(*node).Type()), true,
           [node, reply](const desk::Delivered& delivered) {
             reply->set_value(Json::parse(desk::Dump(desk::DeliveredJson(*node, delivered, true))));
           }) != desk::Deliveries::Start::Started) {
