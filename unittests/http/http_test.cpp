@@ -1,11 +1,18 @@
 // The server side of HTTP over sockets: limits, misbehaving clients, who makes room for whom.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <semaphore>
 
 #include "http/connections.h"
 #include "http/server.h"
 #include "support/raw_client.h"
+#include "support/test_camera.h"
 
 namespace test {
 namespace {
@@ -19,13 +26,19 @@ class HttpTest : public ::testing::Test {
   explicit HttpTest(const http::Limits& limits = {})
       : mServer(
             [this](const http::Request& request, const http::Send& send) { Answer(request, send); },
-            limits, [](const std::string& what) { ADD_FAILURE() << what; }) {
+            limits,
+            [this](const std::string& /*what*/) {
+              ++mComplaints;
+              mComplained.release();
+            }) {
     EXPECT_EQ(mServer.Bind(0), "");
     mServer.Serve();
   }
   void Answer(const http::Request& request, const http::Send& send) {
     if (request.method == "PUT") ++mWrites;
-    if (request.target == "/healthz") {
+    if (mFile != nullptr && request.target == "/file") {
+      send({200, "text/plain", "", mFile});
+    } else if (request.target == "/healthz") {
       send({200, "application/json", R"({"status":"ok"})"});
     } else if (request.target == "/large") {
       send({200, "text/plain", std::string(kLarge, 'x')});
@@ -47,6 +60,9 @@ class HttpTest : public ::testing::Test {
   }
 
   std::atomic<int> mWrites{0};
+  std::atomic<int> mComplaints{0};
+  std::counting_semaphore<> mComplained{0};
+  std::shared_ptr<const http::File> mFile;
   http::Server mServer;
 };
 
@@ -63,10 +79,13 @@ TEST_F(HttpTest, RequestsInTurnOnOneConnection) {
 TEST_F(HttpTest, MalformedAndOversizedRequestsAreAnsweredAndEndTheConnection) {
   const std::string head = "GET /healthz HTTP/1.1\r\nHost: localhost\r\n";
   const std::string put = "PUT /node HTTP/1.1\r\nHost: localhost\r\n";
-  std::string endlessChunks = put + "Transfer-Encoding: chunked\r\n\r\n";
-  std::string endlessTrailer = endlessChunks + "0\r\n";
-  for (int i = 0; i < 200; ++i) endlessChunks += "400\r\n" + std::string(0x400, ' ') + "\r\n";
-  for (int i = 0; i < 20000; ++i) endlessTrailer += "Trailer: x\r\n";
+  const std::string chunked = put + "Transfer-Encoding: chunked\r\n\r\n";
+  const std::string unnamed = "PUT /node HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n";
+  const auto repeated = [](std::size_t bytes, const std::string& line) {
+    std::string all;
+    while (all.size() < bytes) all += line;
+    return all;
+  };
   const std::string body = R"({"value":"run"})";
   struct Case {
     const char* name;
@@ -89,13 +108,25 @@ TEST_F(HttpTest, MalformedAndOversizedRequestsAreAnsweredAndEndTheConnection) {
       {"two hosts", head + "Host: example.com\r\n\r\n", "400"},
       {"two origins", head + "Origin: http://localhost\r\nOrigin: http://x\r\n\r\n", "400"},
       {"negative length", put + "Content-Length: -1\r\n\r\n" + body, "400"},
-      {"chunks without end", endlessChunks, "413"},
-      {"trailer without end", endlessTrailer, "413"},
+      {"chunks without end",
+       chunked + repeated(200000, "400\r\n" + std::string(0x400, ' ') + "\r\n"), "413"},
+      {"trailer without end", chunked + "0\r\n" + repeated(200000, "X: x\r\n"), "413"},
+      {"chunk headers without end",
+       chunked + repeated(40000, "f;" + std::string(100, 'x') + "\r\n" + body + "\r\n"), "413"},
+      {"a long chunk header", chunked + "f;" + std::string(17000, 'x') + "\r\n" + body, "413"},
+      {"a long trailer", chunked + "0\r\nX: " + std::string(17000, 'x') + "\r\n\r\n", "413"},
+      {"host in the trailer", unnamed + "0\r\nHost: localhost\r\n\r\n", "400"},
+      {"origin in the trailer", chunked + "0\r\nOrigin: http://localhost\r\n\r\n", "400"},
+      {"length in the trailer", chunked + "0\r\nContent-Length: 0\r\n\r\n", "400"},
+      {"a list of lengths", put + "Content-Length: 15,15\r\n\r\n" + body, "400"},
+      {"another encoding", put + "Transfer-Encoding: gzip\r\n\r\n" + Put("/node", body), "501"},
+      {"two encodings", put + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", "501"},
       {"chunk of nonsense", put + "Transfer-Encoding: chunked\r\n\r\nzz\r\n", "400"},
   };
   for (const Case& each : cases) {
-    EXPECT_TRUE(Exchange(each.bytes).starts_with(std::string("HTTP/1.1 ") + each.status))
-        << each.name;
+    const std::string answer = Exchange(each.bytes);
+    EXPECT_TRUE(answer.starts_with(std::string("HTTP/1.1 ") + each.status)) << each.name << answer;
+    EXPECT_EQ(answer.rfind("HTTP/1.1 "), 0U) << each.name << answer;
   }
   EXPECT_EQ(mWrites, 0);
   EXPECT_TRUE(Answers());
@@ -161,6 +192,72 @@ TEST_F(HttpTest, HeadIsTheHeadAlone) {
       Exchange("HEAD /healthz HTTP/1.1\r\nHost: LocalHost\r\nConnection: close\r\n\r\n");
   EXPECT_NE(answer.find("Content-Length: 15\r\n"), std::string::npos) << answer;
   EXPECT_TRUE(answer.ends_with("\r\n\r\n")) << answer;
+}
+
+// Its length is what was promised, or the connection ends.
+TEST_F(HttpTest, AFileThatChangesWhileItIsSent) {
+  const TemporaryFolder folder;
+  const std::filesystem::path path = folder.Path() / "file.txt";
+  constexpr std::size_t kLength = 200'000;  // several pieces
+  for (const std::size_t becomes : {kLength, kLength + 1, kLength - 1, std::size_t{0}}) {
+    std::ofstream(path) << std::string(kLength, 'x');
+    mFile = http::File::Open(path);
+    std::filesystem::resize_file(path, becomes);
+    const std::string answer = Exchange(
+        "HEAD /file HTTP/1.1\r\nHost: localhost\r\n\r\n"
+        "GET /file HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    const std::string length = "Content-Length: " + std::to_string(kLength) + "\r\n";
+    EXPECT_NE(answer.find(length), answer.rfind(length));
+    const std::size_t body = answer.size() - answer.rfind("\r\n\r\n") - 4;
+    if (becomes < kLength) {
+      EXPECT_LT(body, kLength);
+    } else {
+      EXPECT_EQ(body, kLength);
+    }
+  }
+}
+
+// Takes every descriptor of the process but one.
+class Shortage {
+ public:
+  Shortage() {
+    getrlimit(RLIMIT_NOFILE, &mBefore);
+    const rlimit few = {100, mBefore.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+    for (int next = 0; (next = open("/dev/null", O_RDONLY)) >= 0;) mTaken.push_back(next);
+    GiveOneBack();
+  }
+  ~Shortage() {
+    while (!mTaken.empty()) GiveOneBack();
+    setrlimit(RLIMIT_NOFILE, &mBefore);
+  }
+  Shortage(const Shortage&) = delete;
+  Shortage& operator=(const Shortage&) = delete;
+  void GiveOneBack() {
+    close(mTaken.back());
+    mTaken.pop_back();
+  }
+
+ private:
+  rlimit mBefore = {};
+  std::vector<int> mTaken;
+};
+
+TEST_F(HttpTest, AShortageOfDescriptorsIsSaidOnceAndOver) {
+  const sockaddr_in address = {AF_INET, htons(mServer.Port()), {htonl(INADDR_LOOPBACK)}, {}};
+  for (int round = 0; round < 3; ++round) {
+    Shortage shortage;
+    const int client = socket(AF_INET, SOCK_STREAM, 0);
+    ASSERT_EQ(connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    if (round == 0) mComplained.acquire();
+    shortage.GiveOneBack();
+    EXPECT_EQ(write(client, kHealth, sizeof kHealth - 1), static_cast<ssize_t>(sizeof kHealth - 1));
+    char answer[12] = {};
+    EXPECT_EQ(read(client, answer, sizeof answer), static_cast<ssize_t>(sizeof answer));
+    EXPECT_EQ(std::string(answer, sizeof answer), "HTTP/1.1 200");
+    close(client);
+  }
+  EXPECT_EQ(mComplaints, 1);
 }
 
 // Who is dropped when a place is wanted.

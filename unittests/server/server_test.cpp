@@ -1,5 +1,8 @@
 // The network face over sockets: clients beside each other, events.
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
 
 #include "client/camera_client.h"
 #include "server/camera_server.h"
@@ -52,6 +55,10 @@ TEST_F(ServerTest, LongWritesHaveTheirNumberAndReadsGetThrough) {
   EXPECT_TRUE(refused.starts_with("HTTP/1.1 503")) << refused;
   EXPECT_NE(refused.find("application/problem+json"), std::string::npos);
   for (int i = 0; i < 20; ++i) EXPECT_TRUE(Answers());
+  client::CameraClient client(mServer.Port());
+  EXPECT_EQ(client.Set(".desk.rtc.rate", 2)["status"],
+            0);  // it stores a value, and waits for nothing
+  EXPECT_EQ(client.Get(".desk.rtc", 32)["path"], "desk.rtc");
   // Clients that leave give back their connection at once, their write when it ends.
   for (RawClient& each : writers) each.Leave();
   std::deque<RawClient> others;
@@ -61,6 +68,32 @@ TEST_F(ServerTest, LongWritesHaveTheirNumberAndReadsGetThrough) {
     EXPECT_TRUE(others.back().ReadUntil("\r\n").starts_with("HTTP/1.1 200"));
   }
   held.reset();
+}
+
+double MegabytesInUse() {
+  std::ifstream status("/proc/self/statm");
+  std::size_t all = 0;
+  std::size_t resident = 0;
+  status >> all >> resident;
+  return static_cast<double>(resident) * static_cast<double>(getpagesize()) / 1024 / 1024;
+}
+
+// More than the sockets hold between the two.
+TEST_F(ServerTest, LargeRepliesThatNobodyTakesCostNoMemory) {
+  mCamera.MakeFile("/FlashFS/tmp/large.txt", std::string(12UL * 1024 * 1024, 'x'));
+  mCamera.MakeFile("/FlashFS/tmp/larger.txt", std::string(17UL * 1024 * 1024, 'x'));
+  client::CameraClient client(mServer.Port());
+  EXPECT_THROW(client.File("/FlashFS/tmp/larger.txt"), client::RefusedError);
+  const double before = MegabytesInUse();
+  std::deque<RawClient> takers;
+  for (int i = 0; i < 60; ++i) {
+    takers.emplace_back(mServer.Port());
+    takers.back().Send(
+        "GET /api/v1/files/flashfs/tmp/large.txt HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_TRUE(takers.back().ReadUntil("\r\n").starts_with("HTTP/1.1 200"));
+  }
+  EXPECT_TRUE(Answers());
+  EXPECT_LT(MegabytesInUse() - before, 60);
 }
 
 TEST_F(ServerTest, ATestWhoseClientLeavesEndsAndIsRecorded) {
