@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cstdlib>
 #include <mutex>
 #include <shared_mutex>
@@ -58,7 +59,7 @@ void CServerResource::operator delete(void* memory) noexcept {
 DWORD CServerResource::AddChild(CServerResource* child, const CUser* /*user*/) {
   if (child == nullptr) return kStatusInvalid;
   const std::unique_lock lock(StructureLock());
-  child->mParent = this;
+  std::atomic_ref(child->mParent).store(this, std::memory_order_release);
   child->mIndex = mChildren.size();
   mChildren.emplace_back(child);
   return 0;
@@ -264,9 +265,13 @@ bool NodeAccess::IsTest(const CServerResource& node, std::string_view path) {
 }
 
 CResourceTree* NodeAccess::TreeOf(const CServerResource& node) {
-  const std::shared_lock lock(StructureLock());
-  const CServerResource* above = &node;
-  while (above->mParent != nullptr) above = above->mParent;
+  // Without the lock, for each call of the program asks: a parent is set once, and never taken
+  // away.
+  CServerResource* above = const_cast<CServerResource*>(&node);  // NOLINT: only loaded from
+  while (CServerResource* const parent =
+             std::atomic_ref(above->mParent).load(std::memory_order_acquire)) {
+    above = parent;
+  }
   return above->mTree;
 }
 

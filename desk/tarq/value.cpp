@@ -111,9 +111,9 @@ CResourceValue::Content CResourceValue::Copy() const {
   return mContent;
 }
 
-// Whether it is another one. Under the lock.
+// Whether it is another one, where somebody is told of it. Under the lock.
 bool CResourceValue::Replace(Content content) {
-  const bool changed = mContent != content;
+  const bool changed = mOwner != nullptr && mContent != content;
   mContent = std::move(content);
   return changed;
 }
@@ -124,7 +124,7 @@ void CResourceValue::Store(Content content) {
     const std::lock_guard lock(mLock);
     changed = Replace(std::move(content));
   }
-  if (changed && mOwner != nullptr) NodeAccess::ValueChanged(*mOwner, *this);
+  if (changed) NodeAccess::ValueChanged(*mOwner, *this);
 }
 
 ValueType CResourceValue::TypeOf(const Content& content) {
@@ -259,7 +259,7 @@ DWORD CResourceValue::Set(const CResourceValue& value, bool keepType) {
     if (!Convert(content, mContent, converted)) return kStatusRefused;
     changed = Replace(std::move(converted));
   }
-  if (changed && mOwner != nullptr) NodeAccess::ValueChanged(*mOwner, *this);
+  if (changed) NodeAccess::ValueChanged(*mOwner, *this);
   return 0;
 }
 
