@@ -14,7 +14,7 @@
 #include "client/log_lines.h"
 #include "client/results.h"
 #include "client/run_plan.h"
-#include "server/http_server.h"
+#include "server/camera_server.h"
 #include "support/process.h"
 #include "support/test_camera.h"
 #include "tarq/node_access.h"
@@ -261,7 +261,7 @@ TEST(CoolerPlanTest, EndsWithItsResults) {
   };
   for (const PlanCase& each : cases) {
     TestCamera camera("H");
-    desk::HttpServer server{camera.Camera()};
+    desk::CameraServer server{camera.Camera()};
     EXPECT_EQ(server.Bind(0), "");
     server.Serve();
     client::CameraClient client(server.Port());
@@ -302,7 +302,7 @@ class DiagorctlTest : public ::testing::Test {
   }
 
   TestCamera mCamera{"N"};
-  desk::HttpServer mServer{mCamera.Camera()};
+  desk::CameraServer mServer{mCamera.Camera()};
 };
 
 TEST_F(DiagorctlTest, RunsAndTellsWhatFailed) {
