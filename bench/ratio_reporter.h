@@ -20,7 +20,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
       if (run.run_type == Run::RT_Aggregate) {
         aggregates.push_back(run);
       } else if (!run.error_occurred) {
-        mTimes[run.run_name.function_name].emplace(run.repetition_index, run.GetAdjustedRealTime());
+        const bool isReal = !run.run_name.time_type.empty();  // it waits for others
+        mTimes[run.run_name.function_name].emplace(
+            run.repetition_index, isReal ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
       }
     }
     if (!aggregates.empty()) ConsoleReporter::ReportRuns(aggregates);
