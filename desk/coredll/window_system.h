@@ -20,7 +20,7 @@
 #include "clock/clock.h"
 #include "coredll/dialog_template.h"
 #include "knobs/knob.h"
-#include "screen/picture.h"
+#include "picture/picture.h"
 
 namespace desk {
 

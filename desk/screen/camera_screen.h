@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "coredll/storage.h"
-#include "screen/picture.h"
+#include "picture/picture.h"
 #include "tasks/image_service.h"
 
 namespace desk {

@@ -1,7 +1,7 @@
 // Makes the test images that cameras carry in their storage: plain, easy to judge, small.
 #include <cstdio>
 
-#include "screen/picture.h"
+#include "picture/picture.h"
 
 namespace {
 

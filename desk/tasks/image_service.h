@@ -5,7 +5,7 @@
 #include <functional>
 #include <mutex>
 
-#include "screen/picture.h"
+#include "picture/picture.h"
 #include "tasks/camera_task.h"
 
 namespace desk {

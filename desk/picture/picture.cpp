@@ -1,4 +1,4 @@
-#include "screen/picture.h"
+#include "picture/picture.h"
 
 #include <SDL.h>
 #include <SDL_image.h>
@@ -21,11 +21,11 @@ constexpr int kJpegQuality = 85;
 
 // The toolkit keeps notes about each thread that asks it for anything; threads come and go here, so
 // they are given back.
-struct Visit {
-  Visit() = default;
-  ~Visit() { SDL_TLSCleanup(); }
-  Visit(const Visit&) = delete;
-  Visit& operator=(const Visit&) = delete;
+struct ToolkitUse {
+  ToolkitUse() = default;
+  ~ToolkitUse() { SDL_TLSCleanup(); }
+  ToolkitUse(const ToolkitUse&) = delete;
+  ToolkitUse& operator=(const ToolkitUse&) = delete;
 };
 
 // A font remembers what it drew last: one text at a time.
@@ -44,7 +44,7 @@ struct SurfaceFreer {
 using Surface = std::unique_ptr<SDL_Surface, SurfaceFreer>;
 
 // The toolkit's view of a picture's pixels, for one operation.
-Surface Borrow(const std::vector<std::uint32_t>& pixels, int width, int height) {
+Surface SurfaceOf(const std::vector<std::uint32_t>& pixels, int width, int height) {
   return Surface(SDL_CreateRGBSurfaceWithFormatFrom(const_cast<std::uint32_t*>(pixels.data()),
                                                     width, height, 32, 4 * width,
                                                     SDL_PIXELFORMAT_XRGB8888));
@@ -165,14 +165,14 @@ std::shared_ptr<Picture> Picture::Read(std::span<const std::uint8_t> file) {
   if (file.size() > kMostBytes || (!isBitmap && !isJpeg)) return nullptr;
   static const int loaders = IMG_Init(IMG_INIT_JPG);  // at the first use, before any other
   if (isJpeg && (loaders & IMG_INIT_JPG) == 0) return nullptr;
-  const Visit visit;
+  const ToolkitUse use;
   SDL_RWops* const stream = SDL_RWFromConstMem(file.data(), static_cast<int>(file.size()));
   if (stream == nullptr) return nullptr;
   const Surface loaded(IMG_LoadTyped_RW(stream, 1, isBitmap ? "BMP" : "JPG"));
   if (loaded == nullptr) return nullptr;
   auto picture = std::make_shared<Picture>(loaded->w, loaded->h, Colour{0, 0, 0});
   const Surface converted(SDL_ConvertSurfaceFormat(loaded.get(), SDL_PIXELFORMAT_XRGB8888, 0));
-  const Surface target = Borrow(picture->mPixels, picture->mWidth, picture->mHeight);
+  const Surface target = SurfaceOf(picture->mPixels, picture->mWidth, picture->mHeight);
   if (converted == nullptr || target == nullptr) return nullptr;
   SDL_SetSurfaceBlendMode(converted.get(), SDL_BLENDMODE_NONE);
   return SDL_BlitSurface(converted.get(), nullptr, target.get(), nullptr) == 0 ? picture : nullptr;
@@ -230,9 +230,9 @@ void Picture::Frame(const Area& area, Colour upper, Colour lower) {
 }
 
 void Picture::Stretch(const Picture& from, const Area& fromArea, const Area& toArea) {
-  const Visit visit;
-  const Surface source = Borrow(from.mPixels, from.mWidth, from.mHeight);
-  const Surface target = Borrow(mPixels, mWidth, mHeight);
+  const ToolkitUse use;
+  const Surface source = SurfaceOf(from.mPixels, from.mWidth, from.mHeight);
+  const Surface target = SurfaceOf(mPixels, mWidth, mHeight);
   if (source == nullptr || target == nullptr) return;
   const SDL_Rect sourceArea = ToSdl(fromArea);
   SDL_Rect targetArea = ToSdl(toArea);
@@ -241,7 +241,7 @@ void Picture::Stretch(const Picture& from, const Area& fromArea, const Area& toA
 
 void Picture::Write(const std::string& text, const TextStyle& style, Colour colour,
                     const Area& area, bool centred) {
-  const Visit visit;
+  const ToolkitUse use;
   Surface drawn;
   {
     const std::lock_guard lock(FontLock());
@@ -250,7 +250,7 @@ void Picture::Write(const std::string& text, const TextStyle& style, Colour colo
     drawn.reset(
         TTF_RenderUTF8_Blended(font, text.c_str(), {colour.red, colour.green, colour.blue, 255}));
   }
-  const Surface target = Borrow(mPixels, mWidth, mHeight);
+  const Surface target = SurfaceOf(mPixels, mWidth, mHeight);
   if (drawn == nullptr || target == nullptr) return;
   SDL_Rect place = ToSdl(area);
   if (centred) place.x += (area.width - drawn->w) / 2;
@@ -262,10 +262,10 @@ void Picture::Write(const std::string& text, const TextStyle& style, Colour colo
 
 std::vector<std::uint8_t> Picture::Png() const {
   constexpr std::size_t kOverhead = 65536;  // bytes, beyond the pixels themselves
-  const Visit visit;
+  const ToolkitUse use;
   std::vector<std::uint8_t> bytes(mPixels.size() * sizeof(std::uint32_t) + kOverhead);
   SDL_RWops* const stream = SDL_RWFromMem(bytes.data(), static_cast<int>(bytes.size()));
-  const Surface source = Borrow(mPixels, mWidth, mHeight);
+  const Surface source = SurfaceOf(mPixels, mWidth, mHeight);
   if (stream == nullptr) return {};
   const bool saved = source != nullptr && IMG_SavePNG_RW(source.get(), stream, 0) == 0;
   const Sint64 size = SDL_RWtell(stream);
@@ -275,19 +275,19 @@ std::vector<std::uint8_t> Picture::Png() const {
 }
 
 bool Picture::SaveBmp(const std::filesystem::path& file) const {
-  const Visit visit;
-  const Surface source = Borrow(mPixels, mWidth, mHeight);
+  const ToolkitUse use;
+  const Surface source = SurfaceOf(mPixels, mWidth, mHeight);
   return source != nullptr && SDL_SaveBMP(source.get(), file.c_str()) == 0;
 }
 
 bool Picture::SaveJpeg(const std::filesystem::path& file) const {
-  const Visit visit;
-  const Surface source = Borrow(mPixels, mWidth, mHeight);
+  const ToolkitUse use;
+  const Surface source = SurfaceOf(mPixels, mWidth, mHeight);
   return source != nullptr && IMG_SaveJPG(source.get(), file.c_str(), kJpegQuality) == 0;
 }
 
 int TextWidth(const std::string& text, const TextStyle& style) {
-  const Visit visit;
+  const ToolkitUse use;
   const std::lock_guard lock(FontLock());
   TTF_Font* const font = FontOf(style);
   int width = 0;
