@@ -15,15 +15,19 @@ desk::WindowSystem& System() {
   return *desk::TheMachine().windows;
 }
 
+desk::GdiObjects& Gdi() {
+  return System().Gdi();
+}
+
 }  // namespace
 
 HBRUSH WINAPI CreateSolidBrush(COLORREF colour) {
-  return System().MakeBrush(
+  return Gdi().MakeBrush(
       {static_cast<BYTE>(colour), static_cast<BYTE>(colour >> 8), static_cast<BYTE>(colour >> 16)});
 }
 
 HGDIOBJ WINAPI GetStockObject(int object) {
-  return object == WHITE_BRUSH ? desk::WindowSystem::WhiteBrush() : nullptr;
+  return object == WHITE_BRUSH ? desk::GdiObjects::WhiteBrush() : nullptr;
 }
 
 BOOL WINAPI InvalidateRect(HWND window, const RECT* /*rectangle*/, BOOL erase) {
@@ -34,33 +38,33 @@ BOOL WINAPI InvalidateRect(HWND window, const RECT* /*rectangle*/, BOOL erase) {
 HDC WINAPI BeginPaint(HWND window, PAINTSTRUCT* paint) {
   *paint = {};
   if (!System().Validate(window)) return nullptr;
-  paint->hdc = System().MakeContext(window);
+  paint->hdc = Gdi().MakeContext(window);
   GetClientRect(window, &paint->rcPaint);
   return paint->hdc;
 }
 
 BOOL WINAPI EndPaint(HWND /*window*/, const PAINTSTRUCT* paint) {
-  return System().DeleteContext(paint->hdc) ? TRUE : FALSE;
+  return Gdi().DeleteContext(paint->hdc) ? TRUE : FALSE;
 }
 
 HDC WINAPI CreateCompatibleDC(HDC context) {
-  return System().ContextOf(context) ? System().MakeContext(nullptr) : nullptr;
+  return Gdi().ContextOf(context) ? Gdi().MakeContext(nullptr) : nullptr;
 }
 
 BOOL WINAPI DeleteDC(HDC context) {
-  return System().DeleteContext(context) ? TRUE : FALSE;
+  return Gdi().DeleteContext(context) ? TRUE : FALSE;
 }
 
 HGDIOBJ WINAPI SelectObject(HDC context, HGDIOBJ object) {
-  return System().Select(context, object);
+  return Gdi().Select(context, object);
 }
 
 BOOL WINAPI DeleteObject(HGDIOBJ object) {
-  return System().Delete(object) ? TRUE : FALSE;
+  return Gdi().Delete(object) ? TRUE : FALSE;
 }
 
 int WINAPI GetObjectW(HGDIOBJ object, int size, void* record) {
-  const auto picture = System().BitmapOf(object);
+  const auto picture = Gdi().BitmapOf(object);
   if (picture == nullptr || size <= 0) return 0;
   BITMAP bitmap = {};
   bitmap.bmWidth = picture->Width();
@@ -75,10 +79,10 @@ int WINAPI GetObjectW(HGDIOBJ object, int size, void* record) {
 
 BOOL WINAPI StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int fromX, int fromY,
                        int fromWidth, int fromHeight, DWORD operation) {
-  const auto target = System().ContextOf(to);
-  const auto source = System().ContextOf(from);
+  const auto target = Gdi().ContextOf(to);
+  const auto source = Gdi().ContextOf(from);
   if (!target || !source || target->window == nullptr || operation != SRCCOPY) return FALSE;
-  const auto picture = System().BitmapOf(source->bitmap);
+  const auto picture = Gdi().BitmapOf(source->bitmap);
   if (picture == nullptr || width <= 0 || height <= 0 || fromWidth <= 0 || fromHeight <= 0) {
     return FALSE;
   }
@@ -96,5 +100,5 @@ extern "C" HBITMAP WINAPI SHLoadDIBitmap(LPCWSTR path) {
   std::shared_ptr<desk::Picture> picture;
   if (file) picture = desk::Picture::LoadBitmap(*file);
   desk::Observation::Step("bitmap", {{"path", narrow}, {"ok", picture != nullptr}});
-  return picture == nullptr ? nullptr : System().MakeBitmap(std::move(picture));
+  return picture == nullptr ? nullptr : Gdi().MakeBitmap(std::move(picture));
 }

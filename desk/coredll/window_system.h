@@ -1,14 +1,11 @@
 // What stands behind the window, message, timer and drawing functions of windows.h: the windows of
 // the camera's screen, the queues of the threads that own them, and the operator's input.
 //
-// Input reaches the top dialog alone and is dropped while there is none. Of what waits in a
-// thread's queue the order is: input, quit, paint, timers; of two due timers the earlier
-// first. A timer does not add up.
+// Input reaches the top dialog alone and is dropped while there is none.
 #pragma once
 
 #include <windows.h>
 
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -18,54 +15,13 @@
 #include <vector>
 
 #include "clock/clock.h"
-#include "coredll/dialog_template.h"
+#include "coredll/dialog_layout.h"
+#include "coredll/gdi_objects.h"
+#include "coredll/message_queue.h"
 #include "knobs/knob.h"
 #include "picture/picture.h"
 
 namespace desk {
-
-struct Control {
-  enum class Kind { Button, Text };
-  Kind kind = Kind::Text;
-  int id = 0;
-  Area area = {};  // pixels, in the dialog's client area
-  bool enabled = true;
-  bool centred = false;
-  std::wstring text;
-};
-
-// How a dialog's font turns dialog units into pixels, and how its texts look.
-struct DialogFont {
-  TextStyle style;
-  int baseX;  // pixels of four units across
-  int baseY;  // of eight units down
-};
-DialogFont FontOfDialog(const std::wstring& name, int pointSize);
-// A template's controls in pixels.
-std::vector<Control> ControlsOf(const DialogTemplate& dialog, const DialogFont& font);
-
-constexpr int kCaptionHeight = 26;  // pixels
-constexpr int kDialogBorder = 3;
-
-// A window as the screen shows it.
-struct SceneWindow {
-  unsigned number = 0;  // no two windows have the same
-  bool isDialog = false;
-  bool red = false;  // a test window's background
-  Area area = {};    // pixels of the screen
-  Colour background = {};
-  std::shared_ptr<const Picture> canvas;  // what was drawn on it; null: nothing
-  unsigned drawn = 0;                     // pictures drawn so far
-  std::wstring title;
-  bool hasCaption = false;
-  TextStyle style = {};
-  std::vector<Control> controls;
-  // The controls' area.
-  Area Client() const;
-};
-
-// A dialog as it is made, with its top left corner there.
-SceneWindow SceneOfDialog(const DialogTemplate& dialog, int x, int y);
 
 class WindowSystem {
  public:
@@ -120,21 +76,9 @@ class WindowSystem {
   bool Validate(HWND window);
   bool Draw(HWND window, const Picture& picture, const Area& from, const Area& to);
 
-  static HGDIOBJ WhiteBrush();
-  HBRUSH MakeBrush(Colour colour);
-  HBITMAP MakeBitmap(std::shared_ptr<Picture> picture);
-  std::shared_ptr<Picture> BitmapOf(HGDIOBJ object) const;
-  bool Delete(HGDIOBJ object);
-  HDC MakeContext(HWND window);  // null: of memory
-  bool DeleteContext(HDC context);
-  HGDIOBJ Select(HDC context, HGDIOBJ object);
-  struct Context {
-    HWND window = nullptr;  // null: memory
-    HGDIOBJ bitmap = nullptr;
-  };
-  std::optional<Context> ContextOf(HDC context) const;
-  // Everything that the program has not given back.
-  std::size_t Objects() const;
+  GdiObjects& Gdi() { return mGdi; }
+  // What the program has not given back.
+  std::size_t Objects() const { return mGdi.Count(); }
   std::size_t Windows() const;
   bool HasQuit() const;  // waiting in the calling thread's queue
 
@@ -156,27 +100,18 @@ class WindowSystem {
     INT_PTR result = 0;
     SceneWindow scene;
   };
-  struct Timer {
-    HWND window;
-    std::uintptr_t id;
-    Duration period;
-    TimePoint due;
-  };
-  struct Queue {
-    std::deque<MSG> input;
-    bool quit = false;
-    int exitCode = 0;
-    std::vector<Timer> timers;
-  };
+  enum Row : std::size_t { kWindows, kDialogs, kTitle, kText };
+  static const KnobRow kRows[];
 
   Window* Find(HWND window);
   const Window* Find(HWND window) const;
   Window* TopDialog();
   void Command(const Window& dialog, const Control& button);
-  Queue& OwnQueue();
-  bool TakeWaiting(MSG& message);
-  bool TakeTimer(MSG& message, TimePoint now);
-  std::optional<TimePoint> NearestTimer();
+  HWND GiveHandle(Window& window);
+  HWND MakeDialog(const DialogTemplate& dialog, HWND parent, DLGPROC procedure);
+  std::optional<INT_PTR> ResultOfDialog(HWND dialog) const;
+  MessageQueue& OwnQueue();
+  std::optional<MSG> TakeWaiting();
   void ForgetIdleQueue();
   void Erase(Window& window, const Area& area);
   void Remove(HWND window);
@@ -194,10 +129,8 @@ class WindowSystem {
   std::uint64_t mChanges = 0;
   std::map<std::wstring, WindowClass> mClasses;
   std::vector<std::unique_ptr<Window>> mWindows;  // from the lowest to the top
-  std::map<std::thread::id, Queue> mQueues;
-  std::map<HGDIOBJ, Colour> mBrushes;
-  std::map<HGDIOBJ, std::shared_ptr<Picture>> mBitmaps;
-  std::map<HDC, Context> mContexts;
+  std::map<std::thread::id, MessageQueue> mQueues;
+  GdiObjects mGdi;
   std::optional<std::pair<HWND, int>> mPressed;  // the button under the pointer
 };
 

@@ -1,0 +1,59 @@
+// A dialog as the screen shows it: its template's dialog units in pixels, its font, its controls.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "coredll/dialog_template.h"
+#include "picture/picture.h"
+
+namespace desk {
+
+struct Control {
+  enum class Kind { Button, Text };
+  Kind kind = Kind::Text;
+  int id = 0;
+  Area area = {};  // pixels, in the dialog's client area
+  bool enabled = true;
+  bool centred = false;
+  std::wstring text;
+};
+
+// How a dialog's font turns dialog units into pixels, and how its texts look.
+struct DialogFont {
+  TextStyle style;
+  int baseX;  // pixels of four units across
+  int baseY;  // of eight units down
+};
+DialogFont FontOfDialog(const std::wstring& name, int pointSize);
+// A template's controls in pixels.
+std::vector<Control> ControlsOf(const DialogTemplate& dialog, const DialogFont& font);
+
+// Dialog units in pixels, rounded.
+int Scaled(int units, int base, int unitsPerBase);
+
+constexpr int kCaptionHeight = 26;  // pixels
+constexpr int kDialogBorder = 3;
+
+// A window as the screen shows it.
+struct SceneWindow {
+  unsigned number = 0;  // no two windows have the same
+  bool isDialog = false;
+  bool red = false;  // a test window's background
+  Area area = {};    // pixels of the screen
+  Colour background = {};
+  std::shared_ptr<const Picture> canvas;  // what was drawn on it; null: nothing
+  unsigned drawn = 0;                     // pictures drawn so far
+  std::wstring title;
+  bool hasCaption = false;
+  TextStyle style = {};
+  std::vector<Control> controls;
+  // The controls' area.
+  Area Client() const;
+};
+
+// A dialog as it is made, with its top left corner there.
+SceneWindow SceneOfDialog(const DialogTemplate& dialog, int x, int y);
+
+}  // namespace desk
