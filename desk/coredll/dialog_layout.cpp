@@ -20,17 +20,17 @@ int Scaled(int units, int base, int unitsPerBase) {
 DialogFont FontOfDialog(const std::wstring& name, int pointSize) {
   constexpr int kLarge = 20;  // points
   if (pointSize >= kLarge && _wcsicmp(name.c_str(), L"Arial") == 0) {
-    return {{TextStyle::Face::Plain, 26}, 16, 30};
+    return {{TextStyle::Face::Plain, 30}, 16, 30};
   }
   if (pointSize >= kLarge && _wcsicmp(name.c_str(), L"Courier New") == 0) {
-    return {{TextStyle::Face::FixedPitch, 26}, 16, 30};
+    return {{TextStyle::Face::FixedPitch, 30}, 16, 30};
   }
-  constexpr int kUsual = 8;
-  return {{TextStyle::Face::Bold, pointSize > kUsual ? 16 : 13}, 8, 16};
+  // "System" is a bitmap: whatever size is asked for, it has the one.
+  return {{TextStyle::Face::Bold, 16}, 8, 16};
 }
 
 std::vector<Control> ControlsOf(const DialogTemplate& dialog, const DialogFont& font) {
-  constexpr std::uint32_t kCentredText = 0x3;  // of the static kinds: centre
+  constexpr std::uint32_t kStaticKind = 0x1F;  // these bits of the style
   std::vector<Control> controls;
   for (const DialogItem& item : dialog.items) {
     if (item.kind == DialogItem::Kind::Other || (item.style & WS_VISIBLE) == 0) continue;
@@ -41,7 +41,8 @@ std::vector<Control> ControlsOf(const DialogTemplate& dialog, const DialogFont& 
     control.area = {Scaled(item.x, font.baseX, 4), Scaled(item.y, font.baseY, 8),
                     Scaled(item.width, font.baseX, 4), Scaled(item.height, font.baseY, 8)};
     control.enabled = (item.style & WS_DISABLED) == 0;
-    control.centred = isButton || (item.style & kCentredText) == 1;
+    control.centring = {isButton || (item.style & kStaticKind) == SS_CENTER,
+                        isButton || (item.style & SS_CENTERIMAGE) != 0};
     control.text = item.text;
     controls.push_back(std::move(control));
   }

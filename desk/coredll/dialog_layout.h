@@ -16,7 +16,7 @@ struct Control {
   int id = 0;
   Area area = {};  // pixels, in the dialog's client area
   bool enabled = true;
-  bool centred = false;
+  Centring centring;
   std::wstring text;
 };
 

@@ -12,14 +12,13 @@ bool WindowSystem::DialogsAreShown() const {
 
 // Not to be seen before its procedure has set it up.
 HWND WindowSystem::MakeDialog(const DialogTemplate& dialog, HWND parent, DLGPROC procedure) {
-  constexpr std::uint32_t kCentred = 0x800;  // the system centres it
   const DialogFont font = FontOfDialog(dialog.fontName, dialog.pointSize);
   auto window = std::make_unique<Window>();
   window->thread = std::this_thread::get_id();
   window->dialogProcedure = procedure;
   window->scene =
       SceneOfDialog(dialog, Scaled(dialog.x, font.baseX, 4), Scaled(dialog.y, font.baseY, 8));
-  if ((dialog.style & kCentred) != 0) {
+  if ((dialog.style & DS_CENTER) != 0) {
     Area& area = window->scene.area;
     area.x = (mWidth - area.width) / 2;
     area.y = (mHeight - area.height) / 2;

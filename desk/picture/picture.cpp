@@ -66,7 +66,18 @@ const char* FontFile(TextStyle::Face face) {
   return "/usr/share/fonts/truetype/liberation/LiberationSans-Regular.ttf";
 }
 
-// Null where the machine does not have it: the texts are then left out.
+// Null where the machine does not have it. A font file counts in the height of its letters, which
+// is less than that of a line.
+TTF_Font* OpenFont(const TextStyle& style) {
+  int letters = style.height;
+  TTF_Font* const font = TTF_OpenFont(FontFile(style.face), letters);
+  while (font != nullptr && letters > 1 && TTF_FontHeight(font) > style.height) {
+    TTF_SetFontSize(font, --letters);
+  }
+  return font;
+}
+
+// Without one the texts are left out.
 TTF_Font* FontOf(const TextStyle& style) {
   static const bool ready = TTF_Init() == 0;
   // For the process' life.
@@ -74,7 +85,7 @@ TTF_Font* FontOf(const TextStyle& style) {
   if (!ready) return nullptr;
   const auto [place, isNew] = fonts.try_emplace({style.face, style.height}, nullptr);
   if (isNew) {
-    place->second = TTF_OpenFont(FontFile(style.face), style.height);
+    place->second = OpenFont(style);
     if (place->second == nullptr) {
       fprintf(stderr, "diagor: texts on the screen are left out: %s\n", TTF_GetError());
     }
@@ -240,7 +251,7 @@ void Picture::Stretch(const Picture& from, const Area& fromArea, const Area& toA
 }
 
 void Picture::Write(const std::string& text, const TextStyle& style, Colour colour,
-                    const Area& area, bool centred) {
+                    const Area& area, Centring centring) {
   const ToolkitUse use;
   Surface drawn;
   {
@@ -253,8 +264,8 @@ void Picture::Write(const std::string& text, const TextStyle& style, Colour colo
   const Surface target = SurfaceOf(mPixels, mWidth, mHeight);
   if (drawn == nullptr || target == nullptr) return;
   SDL_Rect place = ToSdl(area);
-  if (centred) place.x += (area.width - drawn->w) / 2;
-  if (centred) place.y += (area.height - drawn->h) / 2;
+  if (centring.across) place.x += (area.width - drawn->w) / 2;
+  if (centring.down) place.y += (area.height - drawn->h) / 2;
   const SDL_Rect cut = ToSdl(area);
   SDL_SetClipRect(target.get(), &cut);
   SDL_BlitSurface(drawn.get(), nullptr, target.get(), &place);

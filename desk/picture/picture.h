@@ -34,7 +34,13 @@ Area Intersection(const Area& first, const Area& second);
 struct TextStyle {
   enum class Face { Plain, Bold, FixedPitch };
   Face face;
-  int height;  // pixels
+  int height;  // pixels, of a line
+};
+
+// Where a text stands in its area: in the middle, or at the left and the top.
+struct Centring {
+  bool across = false;
+  bool down = false;
 };
 
 class Picture {
@@ -57,9 +63,9 @@ class Picture {
   void Fill(const Area& area, Colour colour);
   void Frame(const Area& area, Colour upper, Colour lower);  // one pixel wide
   void Stretch(const Picture& from, const Area& fromArea, const Area& toArea);
-  // Cut at the area; centred in it, or at its top left corner.
+  // Cut at the area.
   void Write(const std::string& text, const TextStyle& style, Colour colour, const Area& area,
-             bool centred);
+             Centring centring);
 
   // Empty where it cannot be written.
   std::vector<std::uint8_t> Png() const;

@@ -93,11 +93,11 @@ bool DrawPattern(Picture& screen, const std::string& name) {
 
 // A text that does not fit is written smaller: nothing is cut.
 void WriteFitting(Picture& screen, const std::string& text, TextStyle style, Colour colour,
-                  const Area& area, bool centred) {
-  constexpr int kSmallest = 8;  // pixels
+                  const Area& area, Centring centring) {
+  constexpr int kSmallest = 9;  // pixels
   constexpr int kMargin = 2;
   while (style.height > kSmallest && TextWidth(text, style) > area.width - kMargin) --style.height;
-  screen.Write(text, style, colour, area, centred);
+  screen.Write(text, style, colour, area, centring);
 }
 
 void DrawControl(Picture& screen, const Control& control, const Area& client,
@@ -111,7 +111,7 @@ void DrawControl(Picture& screen, const Control& control, const Area& client,
   }
   const bool isHit = control.text == L"OK";
   const Colour colour = isButton && !control.enabled && !isHit ? kDisabledText : kBlack;
-  WriteFitting(screen, ToUtf8(control.text), style, colour, area, control.centred);
+  WriteFitting(screen, ToUtf8(control.text), style, colour, area, control.centring);
 }
 
 void DrawDialog(Picture& screen, const SceneWindow& dialog) {
@@ -125,10 +125,9 @@ void DrawDialog(Picture& screen, const SceneWindow& dialog) {
                           dialog.area.width - 2 * kDialogBorder, kCaptionHeight};
     screen.Fill(caption, kCaption);
     constexpr int kIndent = 6;  // pixels
-    WriteFitting(
-        screen, ToUtf8(dialog.title), {TextStyle::Face::Bold, 15}, kWhite,
-        {caption.x + kIndent, caption.y + 3, caption.width - 2 * kIndent, caption.height - 3},
-        false);
+    WriteFitting(screen, ToUtf8(dialog.title), {TextStyle::Face::Bold, 16}, kWhite,
+                 {caption.x + kIndent, caption.y, caption.width - 2 * kIndent, caption.height},
+                 {.down = true});
   }
   for (const Control& control : dialog.controls) {
     DrawControl(screen, control, dialog.Client(), dialog.style, dialog.background);
@@ -185,7 +184,7 @@ void CameraScreen::DrawCamera(Picture& screen, const ImageService::Shown& shown)
   if (image == nullptr) image = LiveImage();
   screen.Stretch(*image, {0, 0, image->Width(), image->Height()}, whole);
   if (!shown.graphics) return;
-  screen.Write(mName, {TextStyle::Face::Bold, 18}, kWhite, {10, 8, 200, 24}, false);
+  screen.Write(mName, {TextStyle::Face::Bold, 20}, kWhite, {10, 8, 200, 24}, {});
   const int x = screen.Width() / 2;
   const int y = screen.Height() / 2;
   screen.Fill({x - 12, y, 25, 1}, kWhite);

@@ -70,8 +70,8 @@ int main(int argc, char** argv) {
   desk::Picture sheet(kSheetWidth, height, {255, 255, 255});
   for (const Tile& tile : tiles) {
     const desk::Area& area = tile.dialog.area;
-    sheet.Write(tile.label, {desk::TextStyle::Face::Bold, 16}, {0, 0, 0},
-                {area.x, area.y - kLabel, 100, kLabel}, false);
+    sheet.Write(tile.label, {desk::TextStyle::Face::Bold, 18}, {0, 0, 0},
+                {area.x, area.y - kLabel, 100, kLabel}, {});
     desk::DrawWindow(sheet, tile.dialog);
   }
   const std::vector<std::uint8_t> png = sheet.Png();

@@ -343,6 +343,53 @@ TEST(TemplateTest, HoldsWhatTheResourceScriptSays) {
   const auto controls = desk::ControlsOf(*verdict, desk::FontOfDialog(L"Courier New", 20));
   EXPECT_EQ(controls[0].area.width, 252);
   EXPECT_EQ(controls[0].area.height, 30);
+  EXPECT_EQ(verdict->items[0].style, 0x50020201U);
+  EXPECT_TRUE(controls[0].centring.across && controls[0].centring.down);
+}
+
+struct FontCase {
+  const wchar_t* name;
+  int size;    // points
+  int across;  // pixels of four dialog units
+  int down;    // of eight
+};
+
+TEST(FontTest, LinesAreAsHighAsEightDialogUnits) {
+  const FontCase cases[] = {
+      {L"System", 8, 8, 16},
+      {L"System", 15, 8, 16},
+      {L"Arial", 20, 16, 30},
+      {L"Courier New", 20, 16, 30},
+  };
+  constexpr int kSide = 60;
+  for (const FontCase& each : cases) {
+    const desk::DialogFont font = desk::FontOfDialog(each.name, each.size);
+    EXPECT_EQ(font.baseX, each.across);
+    EXPECT_EQ(font.baseY, each.down);
+    EXPECT_EQ(font.style.height, each.down);
+    // The rows and columns that are written on, for a text at the left, the top, or in the middle.
+    const auto written = [&font](desk::Centring centring) {
+      desk::Picture picture(kSide, kSide, {255, 255, 255});
+      picture.Write("\xC3\x81g", font.style, {0, 0, 0}, {0, 0, kSide, kSide}, centring);
+      RECT ink = {kSide, kSide, 0, 0};
+      for (LONG y = 0; y < kSide; ++y) {
+        for (LONG x = 0; x < kSide; ++x) {
+          if (picture.At(x, y).red > 200) continue;
+          ink = {std::min(ink.left, x), std::min(ink.top, y), std::max(ink.right, x),
+                 std::max(ink.bottom, y)};
+        }
+      }
+      return ink;
+    };
+    const RECT corner = written({});
+    // From the top of an accent to the bottom of a g: nearly all of the line, and no more.
+    EXPECT_NEAR(corner.bottom - corner.top + 1, each.down - 2, 2) << each.size;
+    const RECT middle = written({.across = true, .down = true});
+    EXPECT_NEAR(middle.left, kSide - 1 - middle.right, 2);
+    EXPECT_NEAR(middle.top - corner.top, (kSide - each.down) / 2, 1);
+    EXPECT_EQ(written({.across = true}).top, corner.top);
+    EXPECT_EQ(written({.down = true}).left, corner.left);
+  }
 }
 
 // Each file of the corpus was once worth a look; none may be read beyond its end.
