@@ -43,6 +43,7 @@ std::vector<Control> ControlsOf(const DialogTemplate& dialog, const DialogFont& 
     control.enabled = (item.style & WS_DISABLED) == 0;
     control.centring = {isButton || (item.style & kStaticKind) == SS_CENTER,
                         isButton || (item.style & SS_CENTERIMAGE) != 0};
+    control.label = item.text;
     control.text = item.text;
     controls.push_back(std::move(control));
   }

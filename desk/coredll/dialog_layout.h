@@ -17,7 +17,10 @@ struct Control {
   Area area = {};  // pixels, in the dialog's client area
   bool enabled = true;
   Centring centring;
-  std::wstring text;
+  std::wstring label;      // when the dialog began
+  std::wstring text;       // now
+  bool isHit = false;      // the program has set the text since the dialog began
+  bool isPressed = false;  // the pointer is down on it
 };
 
 // How a dialog's font turns dialog units into pixels, and how its texts look.

@@ -86,6 +86,9 @@ bool WindowSystem::SetText(HWND dialog, int id, const std::wstring& text) {
                                       [id](const Control& each) { return each.id == id; });
     if (control == controls.end()) return false;
     control->text = text;
+    // What is set before anybody can see it stands there from the start.
+    control->isHit = window->visible;
+    if (!control->isHit) control->label = text;
   }
   Changed();
   return true;

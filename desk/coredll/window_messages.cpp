@@ -24,30 +24,28 @@ bool WindowSystem::ReleaseKey(WPARAM code) {
   return true;
 }
 
-namespace {
-
-// The enabled button at a point of the screen.
-const Control* ButtonAt(const SceneWindow& dialog, int x, int y) {
-  const Area client = dialog.Client();
-  for (const Control& control : dialog.controls) {
+// The dialog's enabled button at a point of the screen; null: there is none, or no dialog.
+Control* WindowSystem::ButtonAt(Window* dialog, int x, int y) {
+  if (dialog == nullptr) return nullptr;
+  const Area client = dialog->scene.Client();
+  for (Control& control : dialog->scene.controls) {
     const bool takes = control.kind == Control::Kind::Button && control.enabled;
     if (takes && control.area.Contains(x - client.x, y - client.y)) return &control;
   }
   return nullptr;
 }
 
-}  // namespace
-
 bool WindowSystem::Tap(int x, int y) {
+  bool isTap = false;
   {
     const std::lock_guard lock(mLock);
-    const Window* const dialog = TopDialog();
-    const Control* const button = dialog == nullptr ? nullptr : ButtonAt(dialog->scene, x, y);
-    if (button == nullptr) return false;
-    Command(*dialog, *button);
+    Window* const dialog = TopDialog();
+    const Control* const button = ButtonAt(dialog, x, y);
+    isTap = button != nullptr;
+    if (isTap) Command(*dialog, *button);
   }
-  Changed();
-  return true;
+  if (isTap) Changed();
+  return isTap;
 }
 
 // Under the lock.
@@ -56,28 +54,36 @@ void WindowSystem::Command(const Window& dialog, const Control& button) {
       {dialog.handle, WM_COMMAND, static_cast<WPARAM>(button.id), 0, 0, {}});
 }
 
+// Under the lock.
+void WindowSystem::LiftPointer() {
+  for (const auto& window : mWindows) {
+    for (Control& control : window->scene.controls) control.isPressed = false;
+  }
+}
+
 void WindowSystem::PressPointer(int x, int y) {
-  const std::lock_guard lock(mLock);
-  mPressed.reset();
-  const Window* const dialog = TopDialog();
-  if (dialog == nullptr) return;
-  const Control* const button = ButtonAt(dialog->scene, x, y);
-  if (button != nullptr) mPressed = {dialog->handle, button->id};
+  {
+    const std::lock_guard lock(mLock);
+    LiftPointer();
+    Control* const button = ButtonAt(TopDialog(), x, y);
+    if (button != nullptr) button->isPressed = true;
+  }
+  Changed();
 }
 
 // A tap counts where it was pressed and released within the same button.
 bool WindowSystem::ReleasePointer(int x, int y) {
+  bool isTap = false;
   {
     const std::lock_guard lock(mLock);
-    const auto pressed = std::exchange(mPressed, std::nullopt);
-    const Window* const dialog = TopDialog();
-    if (dialog == nullptr || !pressed || pressed->first != dialog->handle) return false;
-    const Control* const button = ButtonAt(dialog->scene, x, y);
-    if (button == nullptr || button->id != pressed->second) return false;
-    Command(*dialog, *button);
+    Window* const dialog = TopDialog();
+    const Control* const button = ButtonAt(dialog, x, y);
+    isTap = button != nullptr && button->isPressed;
+    if (isTap) Command(*dialog, *button);
+    LiftPointer();
   }
   Changed();
-  return true;
+  return isTap;
 }
 
 MessageQueue& WindowSystem::OwnQueue() {

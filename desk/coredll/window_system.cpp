@@ -17,7 +17,9 @@ const KnobRow WindowSystem::kRows[] = {
     {"windows", KnobKind::Bool, "", "true", 0, 0, "False: creating a window fails."},
     {"dialogs", KnobKind::Bool, "", "true", 0, 0, "False: showing a dialog fails."},
     {"title", KnobKind::ReadOnly, "", "", 0, 0, "The title of what is on the screen."},
-    {"text", KnobKind::ReadOnly, "", "", 0, 0, "Its captions, one a line."},
+    {"text", KnobKind::ReadOnly, "", "", 0, 0,
+     "Its captions, one a line; of a key or target that was hit what stood there before, too: "
+     "\"Up: OK\"."},
 };
 
 std::span<const KnobRow> WindowSystem::KnobRows() {
@@ -72,6 +74,7 @@ std::string WindowSystem::TopText() const {
   if (!top) return text;
   for (const Control& control : top->controls) {
     if (!text.empty()) text += "\n";
+    if (control.isHit) text += ToUtf8(control.label) + ": ";
     text += ToUtf8(control.text);
   }
   return text;

@@ -106,7 +106,9 @@ class WindowSystem {
   Window* Find(HWND window);
   const Window* Find(HWND window) const;
   Window* TopDialog();
+  static Control* ButtonAt(Window* dialog, int x, int y);
   void Command(const Window& dialog, const Control& button);
+  void LiftPointer();
   HWND GiveHandle(Window& window);
   HWND MakeDialog(const DialogTemplate& dialog, HWND parent, DLGPROC procedure);
   std::optional<INT_PTR> ResultOfDialog(HWND dialog) const;
@@ -131,7 +133,6 @@ class WindowSystem {
   std::vector<std::unique_ptr<Window>> mWindows;  // from the lowest to the top
   std::map<std::thread::id, MessageQueue> mQueues;
   GdiObjects mGdi;
-  std::optional<std::pair<HWND, int>> mPressed;  // the button under the pointer
 };
 
 }  // namespace desk

@@ -33,9 +33,9 @@ bool Lists(const std::string& list, const std::string& name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-bool Says(const SceneWindow& window, std::wstring_view text) {
+bool Shows(const SceneWindow& window, std::wstring_view label) {
   return std::any_of(window.controls.begin(), window.controls.end(),
-                     [text](const Control& control) { return control.text == text; });
+                     [label](const Control& control) { return control.label == label; });
 }
 
 }  // namespace
@@ -134,7 +134,7 @@ void Operator::MoveDisplayInAndOut() {
   }
 }
 
-// Every key that the dialog shows and the camera has, once, in the dialog's order.
+// Every key that the dialog shows, the camera has and nobody hit yet, once, in the dialog's order.
 void Operator::HitKeys(const Sight& sight) {
   for (const std::string& name : Names(mKnobs[kOthers].Text())) {
     const auto code = ParseKey(name, mKeypad);
@@ -142,10 +142,10 @@ void Operator::HitKeys(const Sight& sight) {
     if (code) Press(*code);
   }
   for (const Control& control : sight.window.controls) {
-    const std::string caption = ToUtf8(control.text);
+    const std::string caption = ToUtf8(control.label);
     const auto code = mKeypad.CodeOf(caption);
     const bool isKey = control.kind == Control::Kind::Button && code;
-    if (!isKey || Lists(mKnobs[kMisses].Text(), caption)) continue;
+    if (!isKey || control.isHit || Lists(mKnobs[kMisses].Text(), caption)) continue;
     const int times = Lists(mKnobs[kTwice].Text(), caption) ? 2 : 1;
     for (int time = 0; time < times; ++time) {
       if (!PauseBeforeAct() || !StillSees(sight)) return;
@@ -157,8 +157,8 @@ void Operator::HitKeys(const Sight& sight) {
 void Operator::TouchTargets(const Sight& sight) {
   int target = 0;
   for (const Control& control : sight.window.controls) {
-    if (control.text != kTarget) continue;
-    if (!Lists(mKnobs[kTargets].Text(), std::to_string(++target))) continue;
+    if (control.label != kTarget) continue;
+    if (!Lists(mKnobs[kTargets].Text(), std::to_string(++target)) || control.isHit) continue;
     if (!PauseBeforeAct() || !StillSees(sight)) return;
     const Area client = sight.window.Client();
     const int x = client.x + control.area.x + control.area.width / 2;
@@ -208,11 +208,11 @@ void Operator::React() {
   mHandledPictures = window.drawn;
   if (!window.isDialog) {
     if (window.drawn > 0) JudgeImage(sight);
-  } else if (Says(window, kTarget)) {
+  } else if (Shows(window, kTarget)) {
     TouchTargets(sight);
   } else if (window.title == kLaserTitle) {
     PressLaser(sight);
-  } else if (Says(window, kGoodVerdict) || Says(window, kFaultyVerdict)) {
+  } else if (Shows(window, kGoodVerdict) || Shows(window, kFaultyVerdict)) {
     AcknowledgeVerdict(sight);
   } else {
     HitKeys(sight);

@@ -17,6 +17,7 @@ constexpr Colour kWhite = {255, 255, 255};
 constexpr Colour kGrey = {128, 128, 128};
 constexpr Colour kShadow = {128, 124, 116};
 constexpr Colour kDark = {64, 64, 64};
+constexpr Colour kPressed = {188, 184, 176};
 constexpr Colour kCaption = {10, 36, 106};
 constexpr Colour kDisabledText = {90, 88, 84};
 
@@ -102,15 +103,19 @@ void WriteFitting(Picture& screen, const std::string& text, TextStyle style, Col
 
 void DrawControl(Picture& screen, const Control& control, const Area& client,
                  const TextStyle& style, Colour face) {
-  const Area area = {client.x + control.area.x, client.y + control.area.y, control.area.width,
-                     control.area.height};
+  Area area = {client.x + control.area.x, client.y + control.area.y, control.area.width,
+               control.area.height};
   const bool isButton = control.kind == Control::Kind::Button;
   if (isButton) {
-    screen.Fill(area, face);
-    screen.Frame(area, kWhite, kDark);
+    screen.Fill(area, control.isPressed ? kPressed : face);
+    screen.Frame(area, control.isPressed ? kDark : kWhite, control.isPressed ? kWhite : kDark);
   }
-  const bool isHit = control.text == L"OK";
-  const Colour colour = isButton && !control.enabled && !isHit ? kDisabledText : kBlack;
+  const Colour colour = isButton && !control.enabled && !control.isHit ? kDisabledText : kBlack;
+  // A pressed button goes down with what stands on it.
+  if (control.isPressed) {
+    ++area.x;
+    ++area.y;
+  }
   WriteFitting(screen, ToUtf8(control.text), style, colour, area, control.centring);
 }
 

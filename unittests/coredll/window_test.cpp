@@ -65,7 +65,7 @@ class WindowTest : public ::testing::Test {
   }
   ~WindowTest() override {
     EXPECT_FALSE(Windows().HasQuit());
-    LetActorEnd();
+    WaitForActor();
   }
   WindowTest(const WindowTest&) = delete;
   WindowTest& operator=(const WindowTest&) = delete;
@@ -97,7 +97,7 @@ class WindowTest : public ::testing::Test {
     const char* value;
   };
   void At(std::vector<Act> acts) {
-    LetActorEnd();
+    WaitForActor();
     desk::Clock& clock = mCamera.Camera().Clock();
     auto ticket = clock.Prepare(desk::Clock::Role::Follows);
     const desk::TimePoint start = clock.Now();
@@ -109,7 +109,7 @@ class WindowTest : public ::testing::Test {
       }
     });
   }
-  void LetActorEnd() {
+  void WaitForActor() {
     if (!mActor.joinable()) return;
     desk::Clock& clock = mCamera.Camera().Clock();
     clock.SleepUntil(clock.Now() + std::chrono::seconds(10));
@@ -225,21 +225,51 @@ TEST_F(WindowTest, TapsReachEnabledButtonsAlone) {
 
 TEST_F(WindowTest, SlidingOffATargetIsNoTap) {
   bool tapped = true;
+  std::vector<desk::Picture> looks;
+  const auto look = [&] {
+    looks.push_back(*mCamera.Camera().Screen().Render(desk::CameraScreen::Display::Lcd));
+  };
   gHandle = [&](HWND dialog, UINT message, WPARAM /*wParam*/) {
     if (message == WM_INITDIALOG) SetTimer(dialog, 3, 10, nullptr);
     if (message != WM_TIMER) return FALSE;
     const desk::Area area = Windows().Scene().back().Client();
+    look();
     Windows().PressPointer(area.x + 20, area.y + 20);
+    look();
     tapped = Windows().ReleasePointer(area.x + 400, area.y + 20);  // within another target
+    look();
     EndDialog(dialog, 0);
     return TRUE;
   };
   RunDialog(120);
   EXPECT_FALSE(tapped);
+  // While the finger is down, the target looks it.
+  EXPECT_NE(looks.at(1).Pixels(), looks.at(0).Pixels());
+  EXPECT_EQ(looks.at(2).Pixels(), looks.at(0).Pixels());
 }
 
-TEST_F(WindowTest, DialogsLieWhereTheyArePutAndSayWhatTheyAreTold) {
+// Called off and on again he goes on where he stopped: what was hit keeps its number.
+TEST_F(WindowTest, OperatorKnowsTargetsThatAreHit) {
+  gHandle = [](HWND dialog, UINT message, WPARAM wParam) {
+    if (message == WM_INITDIALOG) SetTimer(dialog, 3, 9000, nullptr);
+    if (message == WM_COMMAND) SetDlgItemTextW(dialog, static_cast<int>(wParam), L"OK");
+    if (message == WM_TIMER) EndDialog(dialog, 0);
+    return FALSE;
+  };
+  mCamera.Set(".desk.operator.targets", "1,2,3");
+  At({{0, ".desk.operator.mode", "auto"},
+      {1.5, ".desk.operator.mode", "none"},
+      {2, ".desk.operator.mode", "auto"}});
+  RunDialog(120);
+  EXPECT_EQ(gSeen,
+            (Lines{"700 command 1029", "1400 command 1030", "2700 command 1031", "9000 timer 3"}));
+}
+
+TEST_F(WindowTest, DialogsShowTheirPlaceAndTexts) {
   std::string text;
+  const auto look = [this] {
+    return mCamera.Camera().Screen().Render(desk::CameraScreen::Display::Lcd)->Pixels();
+  };
   gHandle = [&](HWND dialog, UINT message, WPARAM /*wParam*/) {
     if (message == WM_INITDIALOG) {
       SetWindowPos(dialog, nullptr, 1000, 1000, 0, 0, SWP_NOSIZE);
@@ -262,12 +292,18 @@ TEST_F(WindowTest, DialogsLieWhereTheyArePutAndSayWhatTheyAreTold) {
     // There it is, but nobody can see it.
     EXPECT_EQ(mCamera.Get(".desk.screen.text"), "");
     SetWindowPos(dialog, nullptr, 1023, 0, 0, 0, SWP_NOSIZE);
+    SetDlgItemTextW(dialog, 14, L"OK");
     text = mCamera.Get(".desk.screen.text");
+    // A key that is called OK, hit: it says the same, and does not look the same.
+    SetWindowPos(dialog, nullptr, 0, 0, 0, 0, SWP_NOSIZE);
+    const auto before = look();
+    SetDlgItemTextW(dialog, 1000, L"OK");
+    EXPECT_NE(look(), before);
     EndDialog(dialog, 5);
     return TRUE;
   };
   EXPECT_EQ(RunDialog(101), 5);
-  EXPECT_EQ(text, "Hit buttons!\nOK\nDown\nLeft\nRight\nF1\nF2\nRecall\nPower\nStore");
+  EXPECT_EQ(text, "Hit buttons!\nOK\nDown: OK\nLeft\nRight\nF1\nF2\nRecall\nPower\nStore");
 }
 
 TEST_F(WindowTest, NoTemplateNoDialog) {

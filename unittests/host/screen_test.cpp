@@ -74,7 +74,9 @@ class ServedCamera {
   Json mReply;
 };
 
-constexpr char kKeysLeft[] = "Hit buttons!\nOK\nOK\nOK\nOK\nOK\nOK\nOK\nOK\nStore";
+constexpr char kKeysLeft[] =
+    "Hit buttons!\nUp: OK\nDown: OK\nLeft: OK\nRight: OK\nF1: OK\nF2: OK\nRecall: OK\nPower: "
+    "OK\nStore";
 
 TEST(ProtocolTest, KeysAreHitAndSeen) {
   ServedCamera camera("N");
@@ -141,15 +143,14 @@ class DesktopTest : public ::testing::Test {
     while (windows.empty()) windows = Desktop({"search", "--onlyvisible", "--name", title});
     return windows.substr(0, windows.find('\n'));
   }
-  // Does something until the camera shows one more "OK": a window that has just come up may miss
-  // the first tries, and what was hit already stays so.
-  // False: it takes nothing.
+  // Does something until the camera shows one more that is hit: a window that has just come up may
+  // miss the first tries, and what was hit already stays so. False: it takes nothing.
   static bool Repeat(ServedCamera& camera, const std::function<void()>& act) {
     constexpr int kLooks = 100;
     const auto count = [&camera] {
       const std::string text = camera.Get(".desk.screen.text");
       int found = 0;
-      for (std::size_t at = 0; (at = text.find("OK", at)) != std::string::npos; ++at) ++found;
+      for (std::size_t at = 0; (at = text.find(": OK", at)) != std::string::npos; ++at) ++found;
       return found;
     };
     const int before = count();
