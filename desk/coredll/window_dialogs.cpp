@@ -34,7 +34,7 @@ HWND WindowSystem::MakeDialog(const DialogTemplate& dialog, HWND parent, DLGPROC
 std::optional<INT_PTR> WindowSystem::ResultOfDialog(HWND dialog) const {
   const std::lock_guard lock(mLock);
   const Window* const window = Find(dialog);
-  if (window == nullptr) return 0;  // destroyed by its own procedure
+  if (window == nullptr) return -1;  // destroyed, alone or with its parent
   return window->ended ? std::optional(window->result) : std::nullopt;
 }
 
@@ -53,7 +53,7 @@ INT_PTR WindowSystem::RunDialog(const DialogTemplate& dialog, HWND parent, DLGPR
     }
     // Whoever pumps next is told again that the thread is to quit.
     PostQuit(static_cast<int>(message.wParam));
-    result = 0;
+    result = 1;
     break;
   }
   {

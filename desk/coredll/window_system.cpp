@@ -172,6 +172,12 @@ bool WindowSystem::Destroy(HWND handle) {
   if (procedure != nullptr) procedure(handle, WM_DESTROY, 0, 0);
   {
     const std::lock_guard lock(mLock);
+    // Its dialogs go with it.
+    std::vector<HWND> dialogs;
+    for (const auto& each : mWindows) {
+      if (each->parent == handle) dialogs.push_back(each->handle);
+    }
+    for (const HWND dialog : dialogs) Remove(dialog);
     Remove(handle);
   }
   Changed();

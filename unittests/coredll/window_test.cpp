@@ -14,6 +14,7 @@
 #include "coredll/window_system.h"
 #include "support/test_camera.h"
 #include "tests/interactive/shell.h"
+#include "tests/interactive/test_window.h"
 
 namespace test {
 namespace {
@@ -263,6 +264,38 @@ TEST_F(WindowTest, OperatorKnowsTargetsThatAreHit) {
   RunDialog(120);
   EXPECT_EQ(gSeen,
             (Lines{"700 command 1029", "1400 command 1030", "2700 command 1031", "9000 timer 3"}));
+}
+
+struct ModalCase {
+  void (*act)(HWND dialog);
+  INT_PTR result;
+  bool quits;  // afterwards the thread is to quit
+};
+
+TEST_F(WindowTest, DialogEndsByItselfByAQuitOrWithItsParent) {
+  const ModalCase cases[] = {
+      {[](HWND dialog) { EndDialog(dialog, 5); }, 5, false},
+      {[](HWND /*dialog*/) { PostQuitMessage(0); }, 1, true},
+      {[](HWND /*dialog*/) { DestroyTestWindow(); }, -1, true},
+  };
+  const auto run = [](const ModalCase& each) {
+    gHandle = [&each](HWND dialog, UINT message, WPARAM /*wParam*/) {
+      if (message == WM_INITDIALOG) SetTimer(dialog, 3, 10, nullptr);
+      if (message == WM_TIMER) each.act(dialog);
+      return FALSE;
+    };
+    EXPECT_EQ(RunTestDialog(101, DialogProcedure), each.result);
+  };
+  for (const ModalCase& each : cases) {
+    ASSERT_EQ(CreateTestWindow(false), 1);
+    run(each);
+    EXPECT_EQ(Windows().HasQuit(), each.quits) << each.result;
+    DestroyTestWindow();
+    PumpUntilQuit();
+    EXPECT_EQ(Windows().Windows(), 0U) << each.result;
+    // The window is gone and the quit taken: a dialog runs like any other.
+    run(cases[0]);
+  }
 }
 
 TEST_F(WindowTest, DialogsShowTheirPlaceAndTexts) {
