@@ -1,6 +1,7 @@
 #include "operator/key_names.h"
 
 #include <strings.h>
+#include <windows.h>
 
 #include <charconv>
 
@@ -8,21 +9,82 @@ namespace desk {
 
 namespace {
 
+// One key may have several names: its own, the one on a PC's keyboard, and the one that the desktop
+// gives it.
 struct NameRow {
   const char* name;
   KeyCode code;
 };
 constexpr NameRow kNames[] = {
-    {"Return", 0x0D},  {"Enter", 0x0D},    {"Escape", 0x1B},   {"Prior", 0x21},
-    {"PageUp", 0x21},  {"Next", 0x22},     {"PageDown", 0x22}, {"End", 0x23},
-    {"Home", 0x24},    {"Left", 0x25},     {"Up", 0x26},       {"Right", 0x27},
-    {"Down", 0x28},    {"Numpad0", 0x60},  {"Numpad1", 0x61},  {"Numpad2", 0x62},
-    {"Numpad3", 0x63}, {"Numpad4", 0x64},  {"Numpad5", 0x65},  {"Numpad6", 0x66},
-    {"Numpad7", 0x67}, {"Numpad8", 0x68},  {"Numpad9", 0x69},  {"Multiply", 0x6A},
-    {"Add", 0x6B},     {"Subtract", 0x6D}, {"F1", 0x70},       {"F2", 0x71},
-    {"F3", 0x72},      {"F4", 0x73},       {"F5", 0x74},       {"F6", 0x75},
-    {"F7", 0x76},      {"F8", 0x77},       {"F9", 0x78},       {"F10", 0x79},
-    {"F11", 0x7A},     {"F12", 0x7B},
+    {"Backspace", VK_BACK},
+    {"Tab", VK_TAB},
+    {"Return", VK_RETURN},
+    {"Enter", VK_RETURN},
+    {"Keypad Enter", VK_RETURN},
+    {"Escape", VK_ESCAPE},
+    {"Space", VK_SPACE},
+    {"Prior", VK_PRIOR},
+    {"PageUp", VK_PRIOR},
+    {"Next", VK_NEXT},
+    {"PageDown", VK_NEXT},
+    {"End", VK_END},
+    {"Home", VK_HOME},
+    {"Left", VK_LEFT},
+    {"Up", VK_UP},
+    {"Right", VK_RIGHT},
+    {"Down", VK_DOWN},
+    {"Insert", VK_INSERT},
+    {"Delete", VK_DELETE},
+    {"Multiply", VK_MULTIPLY},
+    {"Keypad *", VK_MULTIPLY},
+    {"Add", VK_ADD},
+    {"Keypad +", VK_ADD},
+    {"Separator", VK_SEPARATOR},
+    {"Keypad ,", VK_SEPARATOR},
+    {"Subtract", VK_SUBTRACT},
+    {"Keypad -", VK_SUBTRACT},
+    {"Decimal", VK_DECIMAL},
+    {"Keypad .", VK_DECIMAL},
+    {"Divide", VK_DIVIDE},
+    {"Keypad /", VK_DIVIDE},
+    {"Semicolon", VK_OEM_1},
+    {";", VK_OEM_1},
+    {"Equals", VK_OEM_PLUS},
+    {"=", VK_OEM_PLUS},
+    {"+", VK_OEM_PLUS},
+    {"Comma", VK_OEM_COMMA},
+    {",", VK_OEM_COMMA},
+    {"Minus", VK_OEM_MINUS},
+    {"-", VK_OEM_MINUS},
+    {"Period", VK_OEM_PERIOD},
+    {".", VK_OEM_PERIOD},
+    {"Slash", VK_OEM_2},
+    {"/", VK_OEM_2},
+    {"Backquote", VK_OEM_3},
+    {"`", VK_OEM_3},
+    {"LeftBracket", VK_OEM_4},
+    {"[", VK_OEM_4},
+    {"Backslash", VK_OEM_5},
+    {"\\", VK_OEM_5},
+    {"RightBracket", VK_OEM_6},
+    {"]", VK_OEM_6},
+    {"Quote", VK_OEM_7},
+    {"'", VK_OEM_7},
+    {"<", VK_OEM_102},
+};
+
+// Keys that are counted: the code of the first one.
+struct CountedRow {
+  const char* name;
+  KeyCode code;
+  int first;
+  int last;
+};
+constexpr CountedRow kCounted[] = {
+    {"F", VK_F1, 1, 12},
+    {"Numpad", VK_NUMPAD0, 0, 9},
+    {"Keypad ", VK_NUMPAD0, 0, 9},
+    {"", '0', 0, 9},
 };
 
 bool Equal(const std::string& first, const char* second) {
@@ -48,20 +110,28 @@ std::optional<KeyCode> CameraKeypad::CodeOf(const std::string& caption) const {
   return std::nullopt;
 }
 
+std::optional<KeyCode> CodeOfKey(const std::string& name) {
+  for (const NameRow& row : kNames) {
+    if (Equal(name, row.name)) return row.code;
+  }
+  for (const CountedRow& row : kCounted) {
+    for (int number = row.first; number <= row.last; ++number) {
+      if (!Equal(name, (row.name + std::to_string(number)).c_str())) continue;
+      return row.code + static_cast<KeyCode>(number - row.first);
+    }
+  }
+  // Letters are their own codes.
+  if (name.size() != 1) return std::nullopt;
+  const char letter = name[0];
+  if (letter >= 'A' && letter <= 'Z') return static_cast<KeyCode>(letter);
+  if (letter >= 'a' && letter <= 'z') return KeyCode{'A'} + static_cast<KeyCode>(letter - 'a');
+  return std::nullopt;
+}
+
 std::optional<KeyCode> ParseKey(const std::string& text, const CameraKeypad& keypad) {
   if (const auto code = keypad.CodeOf(text)) return code;
-  for (const NameRow& row : kNames) {
-    if (Equal(text, row.name)) return row.code;
-  }
-  if (const auto code = ParseCode(text)) return code;
-  // Letters and digits are their own codes.
-  if (text.size() != 1) return std::nullopt;
-  const char character = text[0];
-  if (character >= '0' && character <= '9') return static_cast<KeyCode>(character);
-  if (character >= 'A' && character <= 'Z') return static_cast<KeyCode>(character);
-  if (character >= 'a' && character <= 'z')
-    return KeyCode{'A'} + static_cast<KeyCode>(character - 'a');
-  return std::nullopt;
+  if (const auto code = CodeOfKey(text)) return code;
+  return ParseCode(text);
 }
 
 }  // namespace desk

@@ -20,8 +20,11 @@ struct CameraKeypad {
   std::optional<KeyCode> CodeOf(const std::string& caption) const;
 };
 
-// A key's name on the keypad, a code's name ("F1", "Up", "Return", "A", "Numpad3") or a code
-// ("0x70"); without regard to case.
+// By the key's name ("F1", "Up", "Return", "A", "Numpad3", "Space", "Comma", ","), whatever camera
+// it is; without regard to case.
+std::optional<KeyCode> CodeOfKey(const std::string& name);
+
+// A key's name on the keypad, one that CodeOfKey knows, or a code ("0x70").
 std::optional<KeyCode> ParseKey(const std::string& text, const CameraKeypad& keypad);
 
 }  // namespace desk

@@ -8,37 +8,13 @@
 #include <stdexcept>
 
 #include "host/camera.h"
+#include "operator/key_names.h"
 
 namespace desk {
 
 namespace {
 
 constexpr int kRedrawPeriod = 50;  // ms
-
-struct KeyRow {
-  SDL_Keycode desktop;
-  KeyCode camera;
-};
-constexpr KeyRow kKeys[] = {
-    {SDLK_RETURN, 0x0D},   {SDLK_KP_ENTER, 0x0D},    {SDLK_ESCAPE, 0x1B},  {SDLK_PAGEUP, 0x21},
-    {SDLK_PAGEDOWN, 0x22}, {SDLK_END, 0x23},         {SDLK_HOME, 0x24},    {SDLK_LEFT, 0x25},
-    {SDLK_UP, 0x26},       {SDLK_RIGHT, 0x27},       {SDLK_DOWN, 0x28},    {SDLK_KP_1, 0x61},
-    {SDLK_KP_2, 0x62},     {SDLK_KP_3, 0x63},        {SDLK_KP_4, 0x64},    {SDLK_KP_5, 0x65},
-    {SDLK_KP_6, 0x66},     {SDLK_KP_7, 0x67},        {SDLK_KP_8, 0x68},    {SDLK_KP_9, 0x69},
-    {SDLK_KP_0, 0x60},     {SDLK_KP_MULTIPLY, 0x6A}, {SDLK_KP_PLUS, 0x6B}, {SDLK_KP_MINUS, 0x6D},
-};
-
-// The camera's code of a desktop key; 0: it has none.
-KeyCode CodeOf(SDL_Keycode key) {
-  for (const KeyRow& row : kKeys) {
-    if (row.desktop == key) return row.camera;
-  }
-  constexpr KeyCode kF1 = 0x70;
-  if (key >= SDLK_F1 && key <= SDLK_F12) return kF1 + static_cast<KeyCode>(key - SDLK_F1);
-  if (key >= SDLK_a && key <= SDLK_z) return KeyCode{'A'} + static_cast<KeyCode>(key - SDLK_a);
-  if (key >= SDLK_0 && key <= SDLK_9) return static_cast<KeyCode>(key);
-  return 0;
-}
 
 void Show(SDL_Window& window, const Picture& screen) {
   SDL_Surface* const surface = SDL_GetWindowSurface(&window);
@@ -129,8 +105,8 @@ void DesktopWindow::Run(const std::function<void(const std::string&)>& opened) {
          waited = SDL_PollEvent(&event)) {
       if (event.type == SDL_QUIT) mClosed();
       if (event.type == SDL_KEYUP) {
-        const KeyCode code = CodeOf(event.key.keysym.sym);
-        if (code != 0) windows.ReleaseKey(code);
+        const auto code = CodeOfKey(SDL_GetKeyName(event.key.keysym.sym));
+        if (code) windows.ReleaseKey(*code);
       }
       const bool isFinger =
           (event.type == SDL_MOUSEBUTTONDOWN || event.type == SDL_MOUSEBUTTONUP) &&

@@ -12,6 +12,7 @@
 #include "coredll/dialog_template.h"
 #include "coredll/resources.h"
 #include "coredll/window_system.h"
+#include "operator/key_names.h"
 #include "support/test_camera.h"
 #include "tests/interactive/shell.h"
 #include "tests/interactive/test_window.h"
@@ -459,6 +460,36 @@ TEST(FontTest, LinesAreAsHighAsEightDialogUnits) {
     EXPECT_EQ(written({.across = true}).top, corner.top);
     EXPECT_EQ(written({.down = true}).left, corner.left);
   }
+}
+
+struct KeyNameCase {
+  const char* name;
+  desk::KeyCode code;  // 0: no key is called so
+};
+
+TEST(KeyNameTest, KeysHaveTheirCodes) {
+  const desk::CameraKeypad keypad = {{{"Store", 0x75}, {"F2", 0x20}}};
+  const KeyNameCase cases[] = {
+      {"store", 0x75},    {"F2", 0x20},
+      {"F1", 0x70},       {"f12", 0x7B},
+      {"F13", 0},         {"Space", 0x20},
+      {"tab", 0x09},      {"Insert", 0x2D},
+      {"Delete", 0x2E},   {"Backspace", 8},
+      {"Comma", 0xBC},    {",", 0xBC},
+      {"-", 0xBD},        {"Semicolon", 0xBA},
+      {"\\", 0xDC},       {"Equals", 0xBB},
+      {"Numpad0", 0x60},  {"Keypad 7", 0x67},
+      {"Keypad /", 0x6F}, {"Decimal", 0x6E},
+      {"Numpad10", 0},    {"z", 'Z'},
+      {"7", '7'},         {"0x70", 0x70},
+      {"0x100", 0},       {"", 0},
+      {"Sideways", 0},
+  };
+  for (const KeyNameCase& each : cases) {
+    EXPECT_EQ(desk::ParseKey(each.name, keypad).value_or(0), each.code) << each.name;
+  }
+  // At a desktop's keyboard the keys are those of the keyboard.
+  EXPECT_EQ(desk::CodeOfKey("F2"), 0x71U);
 }
 
 // Each file of the corpus was once worth a look; none may be read beyond its end.
