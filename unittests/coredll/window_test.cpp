@@ -414,7 +414,13 @@ TEST(TemplateTest, HoldsWhatTheResourceScriptSays) {
   EXPECT_EQ(controls[0].area.width, 252);
   EXPECT_EQ(controls[0].area.height, 30);
   EXPECT_EQ(verdict->items[0].style, 0x50020201U);
-  EXPECT_TRUE(controls[0].centring.across && controls[0].centring.down);
+  for (const std::uint32_t style : {0x0U, 0x1U, 0x200U, 0x201U}) {
+    desk::DialogTemplate styled = *verdict;
+    styled.items[0].style = 0x50020000U | style;
+    const desk::Centring text = desk::ControlsOf(styled, {}).at(0).centring;
+    EXPECT_EQ(text.across, (style & 0x1U) != 0) << style;
+    EXPECT_EQ(text.down, (style & 0x200U) != 0) << style;
+  }
 }
 
 struct FontCase {
