@@ -102,17 +102,6 @@ TEST(ProtocolTest, KeysAreHitAndSeen) {
 constexpr int kColumns[] = {202, 320, 438};
 constexpr int kRows[] = {176, 254, 332};
 
-TEST(ProtocolTest, TargetsAreTouched) {
-  ServedCamera camera("R");
-  camera.Start("test.items.touchscreen.touchscreen", "Touch Screen Test");
-  for (const int y : kRows) {
-    for (const int x : kColumns) {
-      camera.Set(".desk.touch", std::to_string(x) + "," + std::to_string(y));
-    }
-  }
-  EXPECT_EQ(camera.Result()["value"], "OK      ");
-}
-
 TEST(ProtocolTest, ProcessEndsWhileADialogIsUp) {
   ServedCamera camera("K");
   camera.Start("test.items.buttons.buttons", "Button Test K-Camera");
