@@ -44,7 +44,7 @@ DWORD WINAPI WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL wai
     SetLastError(object == nullptr ? ERROR_INVALID_HANDLE : ERROR_INVALID_PARAMETER);
     return WAIT_FAILED;
   }
-  if (desk::TheMachine().waits != nullptr && desk::TheMachine().waits->Strikes()) {
+  if (desk::TheMachine().waits != nullptr && desk::TheMachine().waits->ShouldFail()) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return WAIT_FAILED;
   }

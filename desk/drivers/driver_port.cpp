@@ -41,11 +41,11 @@ DriverPort::DriverPort(std::string name)
       mOpenFaults(mKnobs[kOpenFail]) {}
 
 bool DriverPort::MayOpen() const {
-  return mKnobs[kPresent].Bool() && !mOpenFaults.Strikes();
+  return mKnobs[kPresent].Bool() && !mOpenFaults.ShouldFail();
 }
 
 DWORD DriverPort::Control(const IoRequest& request) {
-  if (mFaults.Strikes()) return static_cast<DWORD>(mKnobs[kError].Number());
+  if (mFaults.ShouldFail()) return static_cast<DWORD>(mKnobs[kError].Number());
   return Serve(request);
 }
 

@@ -110,7 +110,7 @@ DWORD I2cBus::Serve(const IoRequest& request) {
   // Nobody at that address acknowledges.
   if (record.address > 0x7F || found == mSlots.end()) return ERROR_IO_DEVICE;
   Slot& slot = *found->second;
-  if (!slot.knobs[kAnswers].Bool() || slot.faults.Strikes()) return ERROR_IO_DEVICE;
+  if (!slot.knobs[kAnswers].Bool() || slot.faults.ShouldFail()) return ERROR_IO_DEVICE;
 
   const std::span<std::uint8_t> read(record.readBuffer, record.readLength);
   if (!slot.chip->Transfer({record.writeBuffer, record.writeLength}, read)) return ERROR_IO_DEVICE;

@@ -1,7 +1,7 @@
 // Prints the knob table, as docs/desk-camera.md holds it.
 #include <iostream>
 
-#include "host/knob_table.h"
+#include "camera/knob_table.h"
 
 int main() {
   std::cout << desk::KnobTableMarkdown();

@@ -11,9 +11,9 @@
 #include <string>
 #include <thread>
 
+#include "camera/camera.h"
 #include "coredll/text.h"
-#include "host/camera.h"
-#include "screen/desktop_window.h"
+#include "host/desktop_window.h"
 #include "server/camera_server.h"
 #include "tarq/framework.h"
 

@@ -115,7 +115,7 @@ bool FaultCounter::Set(const std::string& text) {
   return true;
 }
 
-bool FaultCounter::Strikes() {
+bool FaultCounter::ShouldFail() {
   const std::lock_guard lock(mLock);
   if (mSkip > 0) {
     --mSkip;

@@ -94,7 +94,7 @@ class FaultCounter {
   // Makes the knob, a text, the counter's setting.
   explicit FaultCounter(Knob& knob);
   // Counts a request; true when it is to fail.
-  bool Strikes();
+  bool ShouldFail();
 
  private:
   bool Set(const std::string& text);

@@ -5,8 +5,8 @@
 
 #include "coredll/text.h"
 #include "coredll/window_system.h"
-#include "tasks/image_pipeline.h"
-#include "tasks/image_service.h"
+#include "peripherals/image_pipeline.h"
+#include "peripherals/image_service.h"
 
 namespace desk {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "coredll/storage.h"
+#include "peripherals/image_service.h"
 #include "picture/picture.h"
-#include "tasks/image_service.h"
 
 namespace desk {
 

@@ -6,10 +6,10 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "host/camera.h"
-#include "knobs/knob_node.h"
+#include "camera/camera.h"
 #include "server/event_stream.h"
 #include "server/json.h"
+#include "tarq/knob_node.h"
 #include "tarq/node_access.h"
 
 namespace desk {

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "host/camera.h"
+#include "camera/camera.h"
 
 namespace desk {
 

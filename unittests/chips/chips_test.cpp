@@ -91,7 +91,7 @@ TEST(FaultCounterTest, SkipsThenFailsThenAnswersAgain) {
   desk::FaultCounter faults(knobs[0]);
   const auto strikes = [&faults](int requests) {
     std::string text;
-    for (int i = 0; i < requests; ++i) text += faults.Strikes() ? 'x' : '.';
+    for (int i = 0; i < requests; ++i) text += faults.ShouldFail() ? 'x' : '.';
     return text;
   };
   EXPECT_EQ(strikes(3), "...");

@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "camera/camera.h"
 #include "client/run_plan.h"
-#include "host/camera.h"
 
 namespace test {
 

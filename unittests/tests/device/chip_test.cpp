@@ -4,7 +4,7 @@
 
 #include <map>
 
-#include "host/variant.h"
+#include "camera/variant.h"
 #include "support/test_camera.h"
 
 namespace test {

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <functional>
 
-#include "host/variant.h"
+#include "camera/variant.h"
 #include "server/json.h"
 #include "support/test_camera.h"
 #include "tarq/node_access.h"

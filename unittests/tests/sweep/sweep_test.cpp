@@ -5,8 +5,8 @@
 
 #include <sstream>
 
+#include "camera/variant.h"
 #include "coredll/handles.h"
-#include "host/variant.h"
 #include "support/test_camera.h"
 #include "tarq/node_access.h"
 

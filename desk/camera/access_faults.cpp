@@ -1,0 +1,111 @@
+#include "camera/access_faults.h"
+
+#include <fnmatch.h>
+
+#include <sstream>
+
+namespace desk {
+
+namespace {
+
+enum Row : std::size_t { kHidden, kUnreadable, kRefused, kLost };
+
+constexpr KnobRow kRows[] = {
+    {"hidden", KnobKind::Text, "paths", "", 0, 0,
+     "Camera-wide nodes, separated by blanks, that the program cannot open, neither by path nor as "
+     "a child of an open node."},
+    {"unreadable", KnobKind::Text, "paths", "", 0, 0,
+     "Camera-wide nodes, separated by blanks, whose read by the program fails."},
+    {"refused", KnobKind::Text, "paths", "", 0, 0,
+     "Camera-wide nodes, separated by blanks, that refuse the program's writes."},
+    {"lost", KnobKind::Text, "names", "", 0, 0,
+     "Files of the storage, by name with * and ?, separated by blanks, that are neither found nor "
+     "opened."},
+};
+
+enum CounterRow : std::size_t { kOpenFail, kReadFail, kWriteFail, kFailed };
+
+constexpr KnobRow kCounterRows[] = {
+    {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
+     "After skip good openings of any node by the program the next count fail; counted from this "
+     "write on. Read: what is left."},
+    {"read_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its reads."},
+    {"write_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its writes."},
+    {"failed", KnobKind::ReadOnly, "", "", 0, 0,
+     "The call that one of the three failed last: open, read or write, and the node."},
+};
+
+}  // namespace
+
+std::span<const KnobRow> AccessFaults::KnobRows() {
+  return kRows;
+}
+std::span<const KnobRow> AccessFaults::CounterKnobRows() {
+  return kCounterRows;
+}
+
+AccessFaults::AccessFaults()
+    : mKnobs(".desk", kRows),
+      mHidden(mKnobs[kHidden]),
+      mUnreadable(mKnobs[kUnreadable]),
+      mRefused(mKnobs[kRefused]),
+      mCounterKnobs(".desk.nodes", kCounterRows),
+      mOpens(mCounterKnobs[kOpenFail]),
+      mReads(mCounterKnobs[kReadFail]),
+      mWrites(mCounterKnobs[kWriteFail]) {
+  mCounterKnobs[kFailed].OnRead([this] {
+    const std::lock_guard lock(mFailedLock);
+    return KnobValue(mFailed);
+  });
+}
+
+bool AccessFaults::ShouldFail(FaultCounter& counter, const char* call,
+                              const std::string& path) const {
+  if (!counter.ShouldFail()) return false;
+  const std::lock_guard lock(mFailedLock);
+  mFailed = call;
+  mFailed.append(" ").append(path);
+  return true;
+}
+
+AccessFaults::PathSet::PathSet(Knob& knob) {
+  knob.OnWrite([this](const KnobValue& value) {
+    std::istringstream words(std::get<std::string>(value));
+    std::set<std::string> paths;
+    for (std::string path; words >> path;) {
+      paths.insert(path.front() == '.' ? path.substr(1) : path);
+    }
+    const std::lock_guard lock(mLock);
+    mPaths = std::move(paths);
+    return true;
+  });
+}
+
+bool AccessFaults::PathSet::Has(const std::string& path) const {
+  const std::lock_guard lock(mLock);
+  return mPaths.contains(path);
+}
+
+bool AccessFaults::MayOpen(const std::string& path) const {
+  return !mHidden.Has(path) && !ShouldFail(mOpens, "open", path);
+}
+
+bool AccessFaults::MayRead(const std::string& path) const {
+  return !mUnreadable.Has(path) && !ShouldFail(mReads, "read", path);
+}
+
+bool AccessFaults::MayWrite(const std::string& path) const {
+  return !mRefused.Has(path) && !ShouldFail(mWrites, "write", path);
+}
+
+bool AccessFaults::LosesFile(const std::string& name) const {
+  const std::string lost = mKnobs[kLost].Text();
+  if (lost.empty()) return false;
+  std::istringstream patterns(lost);
+  for (std::string pattern; patterns >> pattern;) {
+    if (fnmatch(pattern.c_str(), name.c_str(), FNM_NOESCAPE | FNM_CASEFOLD) == 0) return true;
+  }
+  return false;
+}
+
+}  // namespace desk

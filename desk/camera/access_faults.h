@@ -1,0 +1,53 @@
+// Camera-wide nodes whose open, read or write by the program fails, and files that are lost.
+#pragma once
+
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "knobs/knob.h"
+#include "tarq/node_access.h"
+
+namespace desk {
+
+class AccessFaults : public TARQ::AccessRules {
+ public:
+  AccessFaults();
+  KnobSet& Knobs() { return mKnobs; }
+  KnobSet& CounterKnobs() { return mCounterKnobs; }
+
+  bool MayOpen(const std::string& path) const override;
+  bool MayRead(const std::string& path) const override;
+  bool MayWrite(const std::string& path) const override;
+  bool LosesFile(const std::string& name) const;
+
+  static std::span<const KnobRow> KnobRows();
+  static std::span<const KnobRow> CounterKnobRows();
+
+ private:
+  // The paths that one knob names.
+  class PathSet {
+   public:
+    explicit PathSet(Knob& knob);
+    bool Has(const std::string& path) const;
+
+   private:
+    mutable std::mutex mLock;
+    std::set<std::string> mPaths;  // without a leading dot
+  };
+
+  bool ShouldFail(FaultCounter& counter, const char* call, const std::string& path) const;
+
+  KnobSet mKnobs;
+  PathSet mHidden;
+  PathSet mUnreadable;
+  PathSet mRefused;
+  KnobSet mCounterKnobs;
+  mutable FaultCounter mOpens;
+  mutable FaultCounter mReads;
+  mutable FaultCounter mWrites;
+  mutable std::mutex mFailedLock;
+  mutable std::string mFailed;
+};
+
+}  // namespace desk

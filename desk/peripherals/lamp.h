@@ -1,0 +1,22 @@
+// The visual camera's lamps: torch and flash.
+#pragma once
+
+#include "peripherals/peripheral.h"
+
+namespace desk {
+
+class Lamp : public Peripheral {
+ public:
+  // name: "torch", its node is system.vcam.torch.
+  explicit Lamp(std::string name);
+  void Publish(TARQ::CServerResource& root) override;
+  void Restore() override;
+
+  static std::span<const KnobRow> KnobRows();
+
+ private:
+  std::string mName;
+  TARQ::CServerResource* mSwitch = nullptr;  // the tree's
+};
+
+}  // namespace desk
