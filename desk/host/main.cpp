@@ -60,8 +60,9 @@ std::wstring CommandLine(int argc, char** argv) {
   return desk::ToWide(line);
 }
 
-// A -p that names no port is refused here: the program would take what it can read of it, and serve
-// where nobody looks. The error's text, or empty.
+// A -p that is a number but no port is refused here: the program would take the low 16 bits of it,
+// and serve where nobody looks. What does not read as a number is the program's affair. The error's
+// text, or empty.
 std::string PortProblem(int argc, char** argv) {
   std::string problem;
   int nextWord = 1;
@@ -77,13 +78,14 @@ std::string PortProblem(int argc, char** argv) {
     const std::string_view text = argument;
     const bool isHexadecimal = text.starts_with("0x");
     const std::string_view digits = text.substr(isHexadecimal ? 2 : 0);
-    std::uint16_t port = 0;
+    constexpr long kMostPort = 65535;
+    long port = 0;
     const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), port,
                                       isHexadecimal ? 16 : 10);
-    if (read.ec != std::errc() || read.ptr != digits.data() + digits.size()) {
-      problem = "-p " + std::string(text) +
-                ": a port is a number from 0 to 65535, or 0x and up to "
-                "four hexadecimal digits";
+    const bool isNumber = !digits.empty() && read.ptr == digits.data() + digits.size();
+    const bool fits = read.ec == std::errc() && port >= 0 && port <= kMostPort;
+    if (isNumber && !fits) {
+      problem = "-p " + std::string(text) + ": a port is a number from 0 to 65535 (0xFFFF)";
     }
   }
 }
