@@ -10,29 +10,25 @@
 namespace test {
 
 struct FaultCase {
-  FaultCase(const char* caseName, const char* camera, const char* turned, const char* itemPath,
-            Result result, const char* atStart = "")
-      : name(caseName),
-        variant(camera),
+  FaultCase(const char* camera, const char* turned, const char* itemPath, Result result)
+      : variant(camera), knobs(turned), item(itemPath), expected(std::move(result)) {}
+  // The item below test.items; what it says as "E 0041 message", "OK message", "Tested message".
+  FaultCase(const char* camera, const char* turned, const char* itemName, const std::string& says,
+            const char* atStart = "")
+      : variant(camera),
         knobs(turned),
-        item(itemPath),
-        expected(std::move(result)),
-        startKnobs(atStart) {}
-  // The item below test.items; a failure's status follows from its value.
-  FaultCase(const char* caseName, const char* camera, const char* turned, const char* itemName,
-            const char* value, const char* message, const char* atStart = "")
-      : FaultCase(caseName, camera, turned, itemName,
-                  Result{std::string_view(value).starts_with("E ") ? 1U : 0U, value, message},
-                  atStart) {
-    item = std::string("test.items.").append(itemName);
+        item(std::string("test.items.").append(itemName)),
+        startKnobs(atStart) {
+    const std::size_t blank = says.find(' ', says.starts_with("E ") ? 2 : 0);
+    expected = {says.starts_with("E ") ? 1U : 0U, says.substr(0, blank), says.substr(blank + 1)};
+    expected.value.resize(8, ' ');
   }
 
-  const char* name;
   const char* variant;
   const char* knobs;  // "path=value path=value"
   std::string item;
   Result expected;
-  const char* startKnobs;  // "path=value;path=value": what a restore does not mend
+  const char* startKnobs = "";  // "path=value;path=value": what a restore does not mend
 };
 
 inline void Turn(BareCamera& camera, const std::string& knobs) {
@@ -47,19 +43,23 @@ class FaultTest : public ::testing::TestWithParam<FaultCase> {};
 
 TEST_P(FaultTest, ReportsAsTheTechnicianExpects) {
   const FaultCase& fault = GetParam();
+  const std::string where = std::string(fault.knobs).append(" ").append(fault.startKnobs);
   TestCamera camera(fault.variant, fault.startKnobs);
   Turn(camera, fault.knobs);
-  EXPECT_EQ(camera.Run(fault.item), fault.expected);
-  EXPECT_EQ(camera.Get(fault.item), fault.expected.value);
+  EXPECT_EQ(camera.Run(fault.item), fault.expected) << where;
+  EXPECT_EQ(camera.Get(fault.item), fault.expected.value) << where;
   if (*fault.startKnobs != '\0') return;
   // With every knob back, the next run passes: nothing is left of the fault.
   camera.Set(".desk.restore", "true");
   const std::string value = camera.Run(fault.item).value;
-  EXPECT_TRUE(value == "OK      " || value == "Tested  ") << value;
+  EXPECT_TRUE(value == "OK      " || value == "Tested  ") << where << value;
 }
 
+// Its variant, item and row.
 inline std::string NameOfFault(const ::testing::TestParamInfo<FaultCase>& each) {
-  return each.param.name;
+  std::string item = each.param.item.substr(std::string("test.items").size());
+  std::replace(item.begin(), item.end(), '.', '_');
+  return VariantWord(each.param.variant) + item + "_" + std::to_string(each.index);
 }
 
 }  // namespace test

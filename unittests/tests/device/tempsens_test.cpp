@@ -2,7 +2,7 @@
 // item.
 #include <gtest/gtest.h>
 
-#include "support/test_camera.h"
+#include "support/steps.h"
 #include "tests/device/temperature.h"
 
 namespace test {
@@ -21,20 +21,20 @@ TEST(ConversionTest, BlockWordsAreMostSignificantByteFirstBehindTheStatusByte) {
 TEST(ConversionTest, SensorStepsTruncateTowardZero) {
   struct Case {
     BYTE bytes[2];
-    Temperature temperature;
+    Temperature is;
   };
   const Case cases[] = {
       {{0x19, 0x00}, 3231600}, {{0xE7, 0x00}, 2231600}, {{0x00, 0x00}, 2731600},
       {{0x00, 0x01}, 2731678}, {{0xFF, 0xFF}, 2731522}, {{0xFF, 0x81}, 2721679},
       {{0x7F, 0xFF}, 5291521}, {{0x80, 0x00}, 171600},
   };
-  for (const Case& each : cases) EXPECT_EQ(SensorTemperature(each.bytes), each.temperature);
+  for (const auto& [bytes, is] : cases) EXPECT_EQ(SensorTemperature(bytes), is);
 }
 
 TEST(ConversionTest, ConverterReckonsInSinglePrecision) {
   struct Case {
     BYTE bytes[4];
-    Temperature temperature;
+    Temperature is;
   };
   const Case cases[] = {
       {{0x00, 0x00, 0x00, 0x00}, 134097},  {{0x00, 0x00, 0x00, 0x40}, 134097},
@@ -43,7 +43,7 @@ TEST(ConversionTest, ConverterReckonsInSinglePrecision) {
       {{0x1B, 0x69, 0xD0, 0x00}, 2748599}, {{0x3F, 0xFF, 0xFF, 0xC0}, 6237993},
       {{0xDE, 0x8E, 0xD7, 0x3F}, 3048514},  // the top two bits and the low six do not count
   };
-  for (const Case& each : cases) EXPECT_EQ(ConverterTemperature(each.bytes), each.temperature);
+  for (const auto& [bytes, is] : cases) EXPECT_EQ(ConverterTemperature(bytes), is);
 }
 
 TEST(ConversionTest, PlausibleRangeIsInclusive) {
@@ -80,26 +80,17 @@ TEST(ConverterTest, ChipGivesEveryTemperatureExactly) {
 }
 
 TEST(ConverterTest, IsAskedUntilItAnswersAndEachAttemptHasItsPause) {
-  TestCamera camera("KY");
-  camera.Set(".desk.bus.i2c2.2a.conversion", "0.6");
+  TestCamera camera("KY", ".desk.bus.i2c2.2a.conversion=0.6");
   const Json reply = camera.Write("test.items.tempsens.TSLens", "run");
   EXPECT_EQ(reply["value"], "OK      ");
-  EXPECT_EQ(reply["elapsed_ms"], 900.0);
-  const Lines steps = TraceLines(reply);
-  ASSERT_EQ(steps.size(), 7U);
-  EXPECT_EQ(steps[0], "0 i2c I2C2: 2a 00  false");
-  EXPECT_EQ(steps[1], "0 sleep 300");
-  EXPECT_EQ(steps[2], "300 i2c I2C2: 2a 00  false");
-  EXPECT_EQ(steps[3], "300 sleep 300");
-  EXPECT_TRUE(steps[4].starts_with("600 i2c I2C2: 2a 00 ") && steps[4].ends_with(" true"));
-  EXPECT_EQ(steps[5], "600 sleep 300");
-}
-
-TEST(ConverterTest, ClearedKnobEndsTheConversionUnderWay) {
-  TestCamera camera("KY");
+  const std::string asked =
+      "0 i2c I2C2: 2a 00  false; 0 sleep 300; 300 i2c I2C2: 2a 00  false; 300 sleep 300; "
+      "600 i2c I2C2: 2a 00 ";
+  EXPECT_EQ(Steps(reply).substr(0, asked.size()), asked);
+  EXPECT_EQ(Steps(reply).substr(asked.size() + 8), " true; 600 sleep 300");  // behind four bytes
   camera.Set(".desk.bus.i2c2.2a.conversion", "100");
   EXPECT_EQ(camera.Run("test.items.tempsens.TSLens").value, "E 0031  ");
-  camera.Set(".desk.bus.i2c2.2a.conversion", "0");
+  camera.Set(".desk.bus.i2c2.2a.conversion", "0");  // ends the one that is under way
   EXPECT_EQ(camera.Run("test.items.tempsens.TSLens").value, "OK      ");
 }
 
@@ -116,65 +107,42 @@ TEST(ConverterTest, IsGivenUpAfterTenAttempts) {
   EXPECT_EQ(camera.Run("test.items.tempsens.TSFront").value, "OK      ");
 }
 
-struct DualCase {
-  const char* name;
-  std::vector<std::string> faults;
-  DWORD status;
-  const char* value;
-  std::vector<std::string> records;  // their ends, behind the description
-};
-void PrintTo(const DualCase& each, std::ostream* out) {
-  *out << each.name;
-}
-
-const DualCase kDuals[] = {
-    {"FirstPasses", {}, 0, "OK      ", {"OK      ;Tempsens Shutter:298.150000 K, "}},
-    {"FirstAbsent",
-     {".desk.bus.i2c2.4c.answers=false"},
-     0,
-     "OK      ",
-     {"E 0031  ;Tempsens Shutter:Tempsens not detected ",
-      "OK      ;Tempsens Shutter:298.152100 K, "}},
-    {"FirstOutOfRange",
-     {".desk.bus.i2c2.4c.temperature=2430000"},
-     0,
-     "OK      ",
-     {"E 0032  ;Tempsens Shutter:Out of range 243.000000 K, ",
-      "OK      ;Tempsens Shutter:298.152100 K, "}},
-    {"BothFail",
-     {".desk.bus.i2c2.4c.answers=false", ".desk.bus.i2c2.90.temperature=2231600"},
-     1,
-     "E 0031  ",
-     {"E 0031  ;Tempsens Shutter:Tempsens not detected ",
-      "E 0032  ;Tempsens Shutter:Out of range 223.160000 K, "}},
-};
-
-class DualTest : public ::testing::TestWithParam<DualCase> {};
-
-TEST_P(DualTest, OneSensorSufficesAndTheProbesWriteTheRecords) {
-  TestCamera camera("KY");
-  for (const std::string& fault : GetParam().faults) {
-    camera.Set(fault.substr(0, fault.find('=')), fault.substr(fault.find('=') + 1));
+// The probes write the records; their bus is open before the first reads, and closed before the run
+// returns.
+TEST(DualTest, OneSensorSuffices) {
+  constexpr char kAbsent[] = "E 0031  ;Tempsens Shutter:Tempsens not detected ";
+  constexpr char kSecond[] = "OK      ;Tempsens Shutter:298.152100 K, ";
+  struct Case {
+    const char* faults;
+    const char* value;
+    Lines records;  // their ends, behind the description
+  };
+  const Case cases[] = {
+      {"", "OK      ", {"OK      ;Tempsens Shutter:298.150000 K, "}},
+      {".desk.bus.i2c2.4c.answers=false", "OK      ", {kAbsent, kSecond}},
+      {".desk.bus.i2c2.4c.temperature=2430000",
+       "OK      ",
+       {"E 0032  ;Tempsens Shutter:Out of range 243.000000 K, ", kSecond}},
+      {".desk.bus.i2c2.4c.answers=false;.desk.bus.i2c2.90.temperature=2231600",
+       "E 0031  ",
+       {kAbsent, "E 0032  ;Tempsens Shutter:Out of range 223.160000 K, "}},
+  };
+  for (const auto& [faults, value, records] : cases) {
+    TestCamera camera("KY", faults);
+    const Json reply = camera.Write("test.items.tempsens.TSShutter", "run");
+    EXPECT_EQ(reply["status"], *value == 'E' ? 1 : 0) << faults;
+    EXPECT_EQ(reply["value"], value) << faults;
+    ASSERT_EQ(reply["records"].size(), records.size()) << faults;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      const auto record = reply["records"][i].get<std::string>();
+      EXPECT_TRUE(record.ends_with(";Tempsens Shutter;" + records[i])) << record;
+    }
+    const Lines steps = TraceLines(reply);
+    EXPECT_EQ(std::count(steps.begin(), steps.end(), "0 open I2C2: true"), 2);
+    const auto closes = [](const auto& step) { return step.ends_with(" close I2C2: true"); };
+    EXPECT_EQ(std::count_if(steps.begin(), steps.end(), closes), 2);
   }
-  const Json reply = camera.Write("test.items.tempsens.TSShutter", "run");
-  EXPECT_EQ(reply["status"], GetParam().status);
-  EXPECT_EQ(reply["value"], GetParam().value);
-  ASSERT_EQ(reply["records"].size(), GetParam().records.size());
-  for (std::size_t i = 0; i < GetParam().records.size(); ++i) {
-    EXPECT_TRUE(reply["records"][i].get<std::string>().ends_with(";Tempsens Shutter;" +
-                                                                 GetParam().records[i]))
-        << reply["records"][i];
-  }
-  // Both probes open their bus before the first reads, and close it before the run returns.
-  const Lines steps = TraceLines(reply);
-  EXPECT_EQ(std::count(steps.begin(), steps.end(), "0 open I2C2: true"), 2);
-  EXPECT_EQ(std::count_if(steps.begin(), steps.end(),
-                          [](const auto& step) { return step.ends_with(" close I2C2: true"); }),
-            2);
 }
-
-INSTANTIATE_TEST_SUITE_P(Sensors, DualTest, ::testing::ValuesIn(kDuals),
-                         [](const auto& each) { return std::string(each.param.name); });
 
 TEST(TempsensNTest, ReportsAllThreeAndCutsAtNinetyNineCharacters) {
   TestCamera camera("N");

@@ -108,10 +108,6 @@ struct RangeCase {
   const char* last;
   const char* blocks;
 };
-void PrintTo(const RangeCase& each, std::ostream* out) {
-  *out << each.variant;
-}
-
 // Blocks: of each range its length over 0x400, rounded up.
 const RangeCase kRanges[] = {
     {"H", "0x2A9800", "0x7A11800", "122273"},  {"M7", "0x420800", "0xFA11800", "241540"},
