@@ -5,52 +5,20 @@
 #include "support/test_camera.h"
 #include "tarq/node_access.h"
 #include "task/test_root.h"
-#include "tests/device/battery.h"
-#include "tests/device/clock.h"
-#include "tests/device/compass_accel.h"
 #include "tests/device/eeprom.h"
-#include "tests/device/gps.h"
-#include "tests/device/irdm.h"
-#include "tests/device/lcd_magnet.h"
-#include "tests/device/tempsens.h"
-#include "tests/device/video_ddr.h"
-#include "tests/device/visual.h"
-#include "tests/interactive/buttons.h"
-#include "tests/interactive/laser.h"
-#include "tests/interactive/lcd.h"
-#include "tests/interactive/touch_screen.h"
-#include "tests/optics/aperture.h"
-#include "tests/optics/cooler.h"
-#include "tests/optics/filter.h"
-#include "tests/optics/flash_torch.h"
-#include "tests/optics/focus.h"
-#include "tests/optics/shutter.h"
 
 namespace test {
 namespace {
 
-std::vector<std::string> NamesOf(const Json& node) {
-  std::vector<std::string> names;
+using Names = std::vector<std::string>;
+
+Names NamesOf(const Json& node) {
+  Names names;
   for (const Json& child : node["children"]) {
     const auto path = child["path"].get<std::string>();
     names.push_back(path.substr(path.rfind('.') + 1));
   }
   return names;
-}
-
-using Names = std::vector<std::string>;
-
-TEST(PlatformTest, LeavesNothingOpenAndLetsTheFormatBeOneOfTwo) {
-  TestCamera camera("KY");
-  const Json format = camera.Tree("test.description.format");
-  EXPECT_EQ(format["allowed"], Json::array({"TEXT", "XML"}));
-  std::vector<TARQ::CServerResource*> open = {&TARQ::NodeAccess::Root(camera.Camera().TaskTree())};
-  while (!open.empty()) {
-    TARQ::CServerResource* const node = open.back();
-    open.pop_back();
-    EXPECT_EQ(TARQ::NodeAccess::OpenCount(*node), 0) << TARQ::NodeAccess::Path(*node);
-    for (auto* const child : TARQ::NodeAccess::Children(*node)) open.push_back(child);
-  }
 }
 
 TEST(PlatformTest, RDependsOnTheSystemImage) {
@@ -84,18 +52,7 @@ TEST(PlatformTest, RegistryCodeNotTheVariantDecides) {
 
 TEST(CreatorTest, WithoutTestItemsNothingIsBuilt) {
   BareCamera camera;
-  using Creator = DWORD (*)(CBitTask*, DWORD);
-  for (const Creator create :
-       {CreateBatteryGroup,    CreateClockGroup,    CreateEepromGroup,  CreateTempsensGroup,
-        CreateVddrGroup,       CreateIrdmGroup,     CreateVisualGroup,  CreateGpsGroup,
-        CreateLcdMagnetGroup,  CreateCompassGroup,  CreateAccelGroup,   CreateFocusGroup,
-        CreateShutterGroup,    CreateApertureGroup, CreateFilterGroup,  CreateFlashGroup,
-        CreateTorchGroup,      CreateCoolerGroup,   CreateButtonsGroup, CreateLaserGroup,
-        CreateTouchScreenGroup}) {
-    EXPECT_EQ(create(nullptr, 9), TARQ::kStatusNotFound);
-  }
-  EXPECT_EQ(CreateLcdGroup(nullptr, 9, true), TARQ::kStatusNotFound);
-  EXPECT_EQ(CreateLcdInteractiveGroup(nullptr, 9, false), TARQ::kStatusNotFound);
+  EXPECT_EQ(CreateEepromGroup(nullptr, 9), TARQ::kStatusNotFound);
   EXPECT_TRUE(camera.Tree("")["children"].empty());
   TARQ::CSupervisor::mpLocalResourceTree = nullptr;
   EXPECT_EQ(CreateEepromGroup(nullptr, 9), 0x64070000U);

@@ -116,19 +116,17 @@ constexpr Outcome kOutcomes[] = {
 };
 
 // What is on the camera after a test as it was before, unless the call that failed was on it.
-constexpr const char* kPutBack[] = {
-    "tcomp.active",
-    "tcomp.services.autoNuc.active",
-    "power.settings.gpsPower",
-    "power.settings.lcdEnable",
-    "ui.userSettings.viewFinder",
-    "ui.userSettings.hideGraphics",
-    "image.flow.filter.position",
-    "system.vcam.torch",
-    "system.vcam.flash",
-    ".desk.image.shows",
-    ".desk.screen.title",
-};
+constexpr const char* kPutBack[] = {"tcomp.active",
+                                    "tcomp.services.autoNuc.active",
+                                    "power.settings.gpsPower",
+                                    "power.settings.lcdEnable",
+                                    "ui.userSettings.viewFinder",
+                                    "ui.userSettings.hideGraphics",
+                                    "image.flow.filter.position",
+                                    "system.vcam.torch",
+                                    "system.vcam.flash",
+                                    ".desk.image.shows",
+                                    ".desk.screen.title"};
 
 std::string ExpectedOf(const std::string& className, const std::string& call) {
   for (const Outcome& row : kOutcomes) {
@@ -231,6 +229,7 @@ TEST_P(SweepTest, EveryCallFailsOnce) {
     knobs.push_back(".desk.driver." + driver.name + ".open_fail");
     knobs.push_back(".desk.driver." + driver.name + ".fail");
   }
+  EXPECT_EQ(OpenNodes(NodeAccess::Root(mCamera.Camera().TaskTree())), 0);
   int failures = 0;
   for (const auto& [item, className, value] : mCamera.Items()) {
     if (client::NeverEnds(className)) continue;  // its passes are those of CResBitVDDR
