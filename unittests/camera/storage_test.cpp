@@ -30,36 +30,23 @@ std::size_t CountOf(Kind kind, const std::vector<client::LogLine>& lines) {
 }
 
 // The records in the replies to clients, from whichever thread.
-class Replies {
- public:
-  void Add(const Json& reply) {
-    for (const Json& record : reply["records"]) {
-      const std::lock_guard lock(mLock);
-      mRecords.insert(record.get<std::string>());
+struct Replies {
+  void WriteUntilItEnds(std::uint16_t port, const std::string& item) {
+    try {
+      client::CameraClient client(port);
+      for (;; ++count, count.notify_all()) {
+        const Json reply = client.Set(item, "run");
+        const std::lock_guard guard(lock);
+        for (const Json& record : reply["records"]) records.insert(record.get<std::string>());
+      }
+    } catch (const client::ConnectionError&) {  // the camera was killed
     }
-    mReplies.fetch_add(1);
-    mReplies.notify_all();
   }
-  // Blocks until there are so many replies more.
-  void Await(unsigned replies) {
-    const unsigned wanted = mReplies.load() + replies;
-    for (unsigned now = mReplies.load(); now < wanted; now = mReplies.load()) mReplies.wait(now);
-  }
-  const std::multiset<std::string>& Records() const { return mRecords; }
 
- private:
-  std::mutex mLock;
-  std::multiset<std::string> mRecords;
-  std::atomic<unsigned> mReplies{0};
+  std::mutex lock;
+  std::multiset<std::string> records;
+  std::atomic<unsigned> count{0};
 };
-
-void WriteUntilItEnds(std::uint16_t port, const std::string& item, Replies& replies) {
-  try {
-    client::CameraClient client(port);
-    for (;;) replies.Add(client.Set(item, "run"));
-  } catch (const client::ConnectionError&) {  // the camera was killed
-  }
-}
 
 // Between four writers there is always one in the middle of its record.
 TEST(KilledCameraTest, LosesNoRecordThatAClientWasToldOf) {
@@ -79,10 +66,11 @@ TEST(KilledCameraTest, LosesNoRecordThatAClientWasToldOf) {
     }
     std::vector<std::thread> writers;
     for (const char* const item : {"main", "goka", "fpa", "gota"}) {
-      writers.emplace_back(WriteUntilItEnds, port, std::string("test.items.eeprom.") + item,
-                           std::ref(replies));
+      writers.emplace_back(&Replies::WriteUntilItEnds, &replies, port,
+                           std::string("test.items.eeprom.") + item);
     }
-    replies.Await(static_cast<unsigned>(3 + 5 * kill));
+    const unsigned wanted = replies.count + static_cast<unsigned>(3 + 5 * kill);
+    for (unsigned now = replies.count; now < wanted; now = replies.count) replies.count.wait(now);
     camera.Signal(SIGKILL);
     EXPECT_EQ(camera.Wait(), -SIGKILL);
     for (std::thread& writer : writers) writer.join();
@@ -93,9 +81,9 @@ TEST(KilledCameraTest, LosesNoRecordThatAClientWasToldOf) {
   for (const client::LogLine& line : lines) {
     if (line.kind == Kind::Record) whole.insert(line.text);
   }
-  EXPECT_GT(replies.Records().size(), 100U);
-  EXPECT_TRUE(std::includes(whole.begin(), whole.end(), replies.Records().begin(),
-                            replies.Records().end()));
+  EXPECT_GT(replies.records.size(), 100U);
+  EXPECT_TRUE(
+      std::includes(whole.begin(), whole.end(), replies.records.begin(), replies.records.end()));
   EXPECT_LE(CountOf(Kind::Fragment, lines), static_cast<std::size_t>(kKills));
 }
 

@@ -81,10 +81,6 @@ TEST_F(ChipTest, EepromStoresBehindAnAddressThatWraps) {
   EXPECT_EQ(Read(0xFE, 4), (Bytes{0xFF, 1, 2, 0xFF}));
 }
 
-TEST_F(ChipTest, UnknownKindIsNone) {
-  EXPECT_EQ(desk::MakeChip("toaster", mClock, ""), nullptr);
-}
-
 TEST(FaultCounterTest, SkipsThenFailsThenAnswersAgain) {
   constexpr desk::KnobRow kRows[] = {{"fail", desk::KnobKind::Text, "", "0,0", 0, 0, ""}};
   desk::KnobSet knobs(".x", kRows);
