@@ -24,24 +24,27 @@ class Process {
 
   // Blocks until standard error holds the text, and returns what stands there so far; what it said
   // in all when it ends before.
-  std::string ErrorsUntil(const std::string& text);
+  std::string ErrorsUntil(const std::string& text) { return Until(mErrors, text); }
   // The same of standard output.
-  std::string OutputUntil(const std::string& text);
+  std::string OutputUntil(const std::string& text) { return Until(mOutput, text); }
   void Signal(int signal) const;
   // Waits for the end; the exit code, or minus the signal that ended it.
   int Wait();
   // After Wait: all that it wrote.
-  const std::string& Output() const { return mOutput; }
-  const std::string& Errors() const { return mErrors; }
+  const std::string& Output() const { return mOutput.text; }
+  const std::string& Errors() const { return mErrors.text; }
 
  private:
+  struct Stream {
+    int pipe = -1;
+    std::string text;
+  };
   bool ReadSome();
+  std::string Until(const Stream& stream, const std::string& text);
 
   pid_t mPid = -1;
-  int mOutputPipe = -1;
-  int mErrorPipe = -1;
-  std::string mOutput;
-  std::string mErrors;
+  Stream mOutput;
+  Stream mErrors;
 };
 
 // The camera's port, as standard error names it.

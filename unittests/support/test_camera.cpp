@@ -15,6 +15,14 @@ namespace test {
 namespace fs = std::filesystem;
 using TARQ::NodeAccess;
 
+namespace {
+
+std::string Text(const Json& value) {
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+}  // namespace
+
 std::ostream& operator<<(std::ostream& out, const Result& result) {
   return out << "{" << result.status << ", \"" << result.value << "\", \"" << result.message
              << "\"}";
@@ -46,21 +54,15 @@ void BareCamera::Set(const std::string& path, const std::string& value) {
 }
 
 Json BareCamera::Tree(const std::string& path) {
-  const bool isCamera = path.starts_with(".");
-  TARQ::CResourceTree& tree = isCamera ? mCamera->CameraTree() : mCamera->TaskTree();
+  TARQ::CResourceTree& tree = path.starts_with(".") ? mCamera->CameraTree() : mCamera->TaskTree();
   TARQ::CServerResource* const node = NodeAccess::Find(NodeAccess::Root(tree), path);
   return node == nullptr ? Json() : desk::NodeJson(*node, 32);
-}
-
-std::vector<client::TestItem> BareCamera::Items() {
-  return client::TestItems(Tree("test.items"));
 }
 
 std::string BareCamera::Get(const std::string& path) {
   const Json node = Tree(path);
   if (node.is_null()) return "no such node";
-  const Json& value = node["value"];
-  return value.is_string() ? value.get<std::string>() : value.dump();
+  return Text(node["value"]);
 }
 
 std::future<Json> BareCamera::Ask(const std::string& path, const Json& value) {
@@ -75,10 +77,6 @@ std::future<Json> BareCamera::Ask(const std::string& path, const Json& value) {
     reply->set_value(Json());
   }
   return reply->get_future();
-}
-
-Json BareCamera::Write(const std::string& path, const Json& value) {
-  return Ask(path, value).get();
 }
 
 std::vector<Json> BareCamera::RunTogether(const std::vector<std::string>& paths) {
@@ -110,9 +108,7 @@ fs::path BareCamera::File(const std::string& cameraPath) const {
 
 std::string BareCamera::Contents(const std::string& cameraPath) const {
   std::ifstream file(File(cameraPath), std::ios::binary);
-  std::ostringstream contents;
-  contents << file.rdbuf();
-  return contents.str();
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void BareCamera::MakeFile(const std::string& cameraPath, const std::string& contents) {
@@ -127,9 +123,6 @@ std::vector<std::string> BareCamera::LogLines() const {
   return lines;
 }
 
-TestCamera::TestCamera(const std::string& variant, const std::string& knobs)
-    : TestCamera(variant, knobs, Prepare()) {}
-
 TestCamera::TestCamera(const std::string& variant, const std::string& knobs,
                        const std::vector<std::string>& files)
     : TestCamera(variant, knobs, [&files](BareCamera& camera) {
@@ -139,26 +132,18 @@ TestCamera::TestCamera(const std::string& variant, const std::string& knobs,
 TestCamera::TestCamera(const std::string& variant, const std::string& knobs, const Prepare& prepare)
     : BareCamera(variant, knobs) {
   if (prepare) prepare(*this);
-  struct Start {
-    std::promise<bool> serves;
-    bool told = false;
-  };
-  const auto start = std::make_shared<Start>();
-  desk::SetFrameworkHooks({{}, [start] {
-                             start->told = true;
-                             start->serves.set_value(true);
-                           }});
-  mProgram = std::thread([start, this] {
+  const auto serves = std::make_shared<std::promise<bool>>();
+  desk::SetFrameworkHooks({{}, [serves] { serves->set_value(true); }});
+  mProgram = std::thread([serves, this] {
     wchar_t noWords[] = L"";
     mExitCode = WinMain(nullptr, nullptr, noWords, 1);
-    if (!start->told) start->serves.set_value(false);
+    try {
+      serves->set_value(false);
+    } catch (const std::future_error&) {  // it has served
+    }
   });
-  mStarted = start->serves.get_future().get();
+  mStarted = serves->get_future().get();
   if (!mStarted) Stop();
-}
-
-TestCamera::~TestCamera() {
-  Stop();
 }
 
 void TestCamera::Stop() {
@@ -173,11 +158,7 @@ std::vector<std::string> TraceLines(const Json& reply) {
     std::string line;
     for (const auto& [key, value] : step.items()) {
       if (!line.empty()) line += " ";
-      if (key == "ms") {
-        line += std::to_string(static_cast<long>(value.get<double>()));
-      } else {
-        line += value.is_string() ? value.get<std::string>() : value.dump();
-      }
+      line += key == "ms" ? std::to_string(value.get<long>()) : Text(value);
     }
     lines.push_back(line);
   }

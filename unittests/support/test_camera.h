@@ -60,14 +60,14 @@ class BareCamera {
   // A node of the program's tree, or with a leading dot a camera-wide one, read as a client reads.
   std::string Get(const std::string& path);
   // A client's write to the program's tree, as JSON: status, value, records, elapsed_ms, trace.
-  Json Write(const std::string& path, const Json& value);
+  Json Write(const std::string& path, const Json& value) { return Ask(path, value).get(); }
   Result Run(const std::string& path, const Json& value = "run");
   // Runs of several items that are asked for at the same moment, each as Write answers.
   std::vector<Json> RunTogether(const std::vector<std::string>& paths);
   // A node with all below it, as a client sees it.
   Json Tree(const std::string& path);
   // Every test item, in tree order.
-  std::vector<client::TestItem> Items();
+  std::vector<client::TestItem> Items() { return client::TestItems(Tree("test.items")); }
 
   std::filesystem::path File(const std::string& cameraPath) const;
   std::string Contents(const std::string& cameraPath) const;
@@ -86,15 +86,14 @@ class BareCamera {
 // The program runs on it, from construction to destruction.
 class TestCamera : public BareCamera {
  public:
-  // knobs: set before the program starts.
-  explicit TestCamera(const std::string& variant, const std::string& knobs = "");
-  // prepare: what is done to the camera before the program starts.
+  // Before the program starts: knobs are set, prepare is done to the camera.
   using Prepare = std::function<void(BareCamera& camera)>;
-  TestCamera(const std::string& variant, const std::string& knobs, const Prepare& prepare);
+  explicit TestCamera(const std::string& variant, const std::string& knobs = "",
+                      const Prepare& prepare = Prepare());
   // files: empty ones that are there before the program starts.
   TestCamera(const std::string& variant, const std::string& knobs,
              const std::vector<std::string>& files);
-  ~TestCamera();
+  ~TestCamera() { Stop(); }
   TestCamera(const TestCamera&) = delete;
   TestCamera& operator=(const TestCamera&) = delete;
 
