@@ -19,19 +19,15 @@ class ApiTest : public ::testing::Test {
              const std::string& host = "localhost:1", const std::string& origin = "") {
     const auto reply = std::make_shared<std::promise<http::Reply>>();
     mApi.Handle({method, target, host, origin, "", body},
-                [reply](http::Reply sent) { reply->set_value(std::move(sent)); });
+                [reply](const http::Reply& sent) { reply->set_value(sent); });
     const http::Reply sent = reply->get_future().get();
     return {sent.status, Json::parse(sent.body, nullptr, false)};
   }
 
   TestCamera mCamera{"KY"};
   desk::Api mApi{mCamera.Camera(),
-                 {.aside = [](const std::function<void()>& work) { work(); },
-                  .longer =
-                      [](const std::function<void()>& work) {
-                        work();
-                        return true;
-                      }}};
+                 {.aside = [](const auto& work) { work(); },
+                  .longer = [](const auto& work) { return work(), true; }}};
 };
 
 TEST_F(ApiTest, NodesWithNamesOrNestedChildren) {
@@ -44,13 +40,21 @@ TEST_F(ApiTest, NodesWithNamesOrNestedChildren) {
   EXPECT_EQ(battery["children"][0],
             Json::parse(R"({"path":"test.items.battery.battery","kind":"test","type":"text",
                 "class":"CResBitBatteryFG","value":"Untested","children":[]})"));
-  EXPECT_EQ(Ask("GET", "/api/v1/task/.test.errcnt").json["value"], 0);
-  EXPECT_EQ(Ask("GET", "/api/v1/task/test%2Eerrcnt").json["class"], "CResBitErrCnt");
-  EXPECT_EQ(Ask("GET", "/api/v1/task/test.clearLog").json["kind"], "trigger");
-  EXPECT_EQ(Ask("GET", "/api/v1/task/test.errcnt").json["kind"], "value");
-  EXPECT_EQ(Ask("GET", "/api/v1/camera/version.product.name").json["value"], "KY");
-  EXPECT_EQ(Ask("GET", "/api/v1/camera/.desk.rtc.rate").json["type"], "double");
-  EXPECT_EQ(Ask("GET", "/healthz").status, 200U);
+  const std::string kept = "/api/v1/camera/.desk.fvd.status58";
+  EXPECT_EQ(Ask("PUT", kept, R"({"value":4294967295})").json["value"], 4294967295.0);
+  const std::tuple<std::string, const char*, Json> cases[] = {
+      {"/api/v1/task/.test.errcnt", "value", 0},
+      {"/api/v1/task/test%2Eerrcnt", "class", "CResBitErrCnt"},
+      {"/api/v1/task/test.errcnt", "kind", "value"},
+      {"/api/v1/task/test.clearLog", "kind", "trigger"},
+      {"/api/v1/camera/version.product.name", "value", "KY"},
+      {"/api/v1/camera/.desk.rtc.rate", "type", "double"},
+      {kept, "value", 4294967295.0},
+      {"/healthz", "status", "ok"},
+  };
+  for (const auto& [target, key, value] : cases) {
+    EXPECT_EQ(Ask("GET", target).json[key], value) << target;
+  }
 }
 
 TEST_F(ApiTest, WritesAnswerWithStatusStoredValueAndRecords) {
@@ -72,34 +76,21 @@ TEST_F(ApiTest, WritesAnswerWithStatusStoredValueAndRecords) {
   EXPECT_EQ(failed.json["trace"][0],
             Json::parse(R"({"ms":0.0,"op":"i2c","device":"I2C1:","address":"ae","written":"00",
                 "read":"","ok":false})"));
-  // A header is no record.
-  EXPECT_EQ(Ask("PUT", "/api/v1/task/test.clearLog", R"({"value":true})").json["records"],
-            Json::array());
-}
-
-TEST_F(ApiTest, TraceShowsWhatTheProgramAsksOfTheCamerasNodes) {
-  mCamera.Set(".desk.hidden", "version.product.serial");
-  EXPECT_EQ(TraceLines(mCamera.Write("test.clearLog", true)),
+  const Json cleared = Ask("PUT", "/api/v1/task/test.clearLog?trace=1", R"({"value":true})").json;
+  EXPECT_EQ(cleared["records"], Json::array());  // a header is no record
+  EXPECT_EQ(TraceLines(cleared),
             (std::vector<std::string>{"0 get version.product.name KY true",
+                                      "0 get version.product.serial 10000010 true",
                                       "0 file /FlashFS/tmp/bitlog.txt w true"}));
 }
 
 TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
-  struct Case {
-    const char* method;
-    std::string target;
-    std::string body;
-    unsigned status;
-  };
   const std::string main = "/api/v1/task/test.items.eeprom.main";
   std::string deep = R"({"value":)";
   for (int i = 0; i < 200000; ++i) deep += '[';
-  const Case cases[] = {
-      {"GET", "/", "", 404},
+  const std::tuple<const char*, std::string, std::string, unsigned> cases[] = {
       {"GET", "/api/v1/tasks", "", 404},
       {"GET", "/api/v1/task/test.nobody", "", 404},
-      {"GET", "/api/v1/task/test..items", "", 404},
-      {"GET", "/api/v1/task/%zz", "", 400},
       {"GET", "/api/v1/task/%0", "", 400},
       {"GET", "/api/v1/task/test%00", "", 400},
       {"GET", "/api/v1/task/test?depth=x", "", 400},
@@ -107,15 +98,12 @@ TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
       {"DELETE", main, "", 405},
       {"POST", "/healthz", "", 405},
       {"PUT", main, "", 400},
-      {"PUT", main, "run", 400},
       {"PUT", main, R"(["run"])", 400},
       {"PUT", main, R"({"values":"run"})", 400},
       {"PUT", main, "{\"value\":\"\xC3\"}", 400},
-      {"PUT", main, R"({"value":"run"}x)", 400},
       {"PUT", main, std::string(R"({"value":"run"})") + '\0' + "x", 400},
       {"PUT", main, deep, 400},
       {"PUT", main, R"({"value":null})", 422},
-      {"PUT", main, R"({"value":{}})", 422},
       {"PUT", main, R"({"value":3000000000})", 422},
       {"PUT", main, R"({"value":"a\u0000b"})", 422},
       {"PUT", "/api/v1/task/test.items", R"({"value":"run"})", 422},
@@ -128,23 +116,16 @@ TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
       {"PUT", "/api/v1/camera/.desk.clock.now", R"({"value":"1"})", 422},
       {"PUT", "/api/v1/camera/.desk.clock.at", R"({"value":"soon x=1"})", 422},
       {"PUT", "/api/v1/camera/.desk.bus.i2c1.ae.data", R"({"value":"0g"})", 422},
-      {"GET", "/api/v1/files/FlashFS/tmp/none.txt", "", 404},
       {"GET", "/api/v1/files/FlashFS/tmp", "", 404},
       {"GET", "/api/v1/files/../../../etc/passwd", "", 404},
   };
-  for (const Case& each : cases) {
-    const Answer answer = Ask(each.method, each.target, each.body);
-    EXPECT_EQ(answer.status, each.status) << each.method << " " << each.target;
-    EXPECT_EQ(answer.json["status"], each.status) << each.target;
-    EXPECT_FALSE(answer.json["detail"].get<std::string>().empty()) << each.target;
+  for (const auto& [method, target, body, status] : cases) {
+    const Answer answer = Ask(method, target, body);
+    EXPECT_EQ(answer.status, status) << method << " " << target << " " << body.substr(0, 100);
+    EXPECT_EQ(answer.json["status"], status) << target;
+    EXPECT_FALSE(answer.json["detail"].get<std::string>().empty()) << target;
   }
   EXPECT_EQ(mCamera.Get("test.items.eeprom.main"), "Untested");
-}
-
-TEST_F(ApiTest, WholeNumbersOfThirtyTwoBitsAreTakenWhereTheRangeSaysSo) {
-  const std::string knob = "/api/v1/camera/.desk.fvd.status58";
-  EXPECT_EQ(Ask("PUT", knob, R"({"value":4294967295})").json["value"], 4294967295.0);
-  EXPECT_EQ(Ask("GET", knob).json["value"], 4294967295.0);
 }
 
 TEST_F(ApiTest, OnlyAPageOfThisMachineMayAsk) {

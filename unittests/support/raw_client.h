@@ -1,16 +1,13 @@
 // Clients whose bytes the test writes itself.
 #pragma once
 
-#include <poll.h>
-
-#include <algorithm>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
 #include <deque>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace test {
 
@@ -23,8 +20,9 @@ inline std::string Put(const std::string& target, const std::string& body) {
 
 class RawClient {
  public:
-  explicit RawClient(std::uint16_t port) {
+  explicit RawClient(std::uint16_t port, const std::string& bytes = "") {
     mSocket.connect({boost::asio::ip::address_v4::loopback(), port});
+    Send(bytes);
   }
   // False: the other side has closed.
   bool Send(const std::string& bytes) {
@@ -47,7 +45,9 @@ class RawClient {
     return read;
   }
   void Leave() { mSocket.close(); }
-  int Handle() { return mSocket.native_handle(); }
+  bool HasAnswer() { return mSocket.available() > 0; }
+  // Reads the answer's first line.
+  bool IsServed() { return ReadUntil("\r\n").starts_with("HTTP/1.1 200"); }
 
  private:
   boost::asio::io_context mContext;
@@ -55,15 +55,8 @@ class RawClient {
   std::string mText;
 };
 
-// Blocks until one of them has an answer.
-inline RawClient& FirstAnswered(std::deque<RawClient>& clients) {
-  std::vector<pollfd> sockets;
-  sockets.reserve(clients.size());
-  for (RawClient& each : clients) sockets.push_back({each.Handle(), POLLIN, 0});
-  poll(sockets.data(), sockets.size(), -1);
-  const auto answered = std::find_if(sockets.begin(), sockets.end(),
-                                     [](const pollfd& each) { return each.revents != 0; });
-  return clients.at(static_cast<std::size_t>(answered - sockets.begin()));
+inline bool Answers(std::uint16_t port) {
+  return RawClient(port, kHealth).IsServed();
 }
 
 }  // namespace test
