@@ -30,10 +30,7 @@ const FaultCase kCases[] = {
      "OK Fuel Gauge detected U=32767, I=-32768, C=85%"},
 
     {"KY", ".desk.rtc.rate=0", kClock, kClockStands},
-    {"V8", ".desk.rtc.halt=true", kClock, kClockStands},
-    {"K", ".desk.bus.i2c1.d0.data=10", kClock, kClockStands},
     {"K", ".desk.rtc.seconds=10 .desk.rtc.rate=1.2", kClock, kClockStands},
-    {"K", ".desk.rtc.seconds=10 .desk.rtc.rate=0.8", kClock, kClockStands},
     {"K", ".desk.rtc.seconds=10", kClock, kClockRuns},
     {"K", ".desk.rtc.seconds=57", kClock, kClockRuns},  // the minute turns meanwhile
     {"K", ".desk.rtc.seconds=58 .desk.rtc.rate=0.8", kClock, kClockStands},

@@ -42,13 +42,6 @@ const FaultCase kCases[] = {
      "Power, Store, Zoom N, Zoom F, Prog, "},
 
     // Some keys.
-    {"V", ".desk.operator.misses=Up,Store", "buttons.buttons", "E 0051 Keys missing: Up, Store, "},
-    {"R8", ".desk.operator.misses=Far,Camera", "buttons.buttons",
-     "E 0051 Keys missing: Camera Focus Far, "},
-    {"R7", ".desk.operator.misses=Store", "buttons.buttons", "E 0051 Keys missing: Store, "},
-    {"H", ".desk.operator.misses=IR/Vis", "buttons.buttons", "E 0051 Keys missing: IR/Vis "},
-    {"KY", ".desk.operator.misses=D/V,Camera", "buttons.buttons",
-     "E 0051 Keys missing: VF / D, IR/Vis, "},
     {"KY", ".desk.operator.misses=D/V,Camera", "buttons.buttons090", "OK Buttons OK"},
     {"LQ", ".desk.operator.twice=Zoom,Mode", "buttons.buttons", "OK Buttons OK"},
     {"K", ".desk.operator.others=0x99,F12,Z", "buttons.buttons", "OK Buttons OK"},
@@ -60,18 +53,13 @@ const FaultCase kCases[] = {
     {"K", ".desk.operator.laser=19.9", "laser.laser", "OK Laser OK"},
     {"K", ".desk.operator.laser=20.01", "laser.laser", "E 0041 Laser not detected"},
     {"R8", ".desk.laser.works=false", "laser.laser", "E 0041 Laser not detected"},
-    {"N7", ".desk.screen.dialogs=false", "laser.laser", "E 0041 Laser not detected"},
     {"N", ".desk.screen.windows=false", "laser", "E 0040 Failed to init test"},
     {"K", ".desk.hidden=image.state.freeze.set", "laser.laser", "OK Laser OK"},
 
     // Touch screen, in its three layouts.
-    {"R", ".desk.operator.targets=1,2,3,4,5,6,7,8", "touchscreen.touchscreen",
-     "E 0051 Segments missing: 9, "},
     {"KY", ".desk.operator.targets=1,3,4,6,7,8,9", "touchscreen.touchscreen",
      "E 0051 Segments missing: 2, 5, "},
     {"N7", ".desk.operator.mode=none", "touchscreen.touchscreen",
-     "E 0051 Segments missing: 1, 2, 3, 4, 5, 6, 7, 8, 9, "},
-    {"R7", ".desk.screen.dialogs=false", "touchscreen.touchscreen",
      "E 0051 Segments missing: 1, 2, 3, 4, 5, 6, 7, 8, 9, "},
     {"R8", ".desk.screen.windows=false", "touchscreen.touchscreen", "E 00C0 Failed to init test"},
 
