@@ -16,21 +16,28 @@ quietly() {
   rm -f "$log"
 }
 
-# with_progress SED COMMAND...: the same, but says how far it is. SED prints the percentages that
-# stand in the command's output, a line each.
+# with_progress SED COMMAND...: the same, but says how far it is, in steps of ten. SED prints the
+# percentages that stand in the command's output, a line each.
 with_progress() {
   local pattern=$1 log
   shift
   log=$(mktemp)
-  if ! "$@" 2>&1 | tee "$log" | sed -un "$pattern" | awk '
-      { step = int($1 / 10) }
-      step != last { printf "%s%d %%", step < last ? "\n  " : (said ? " " : "  "), step * 10 > "/dev/stderr"; said = 1; last = step }
-      END { if (said) print "" > "/dev/stderr" }'; then
+  if ! stdbuf -oL "$@" 2>&1 | tee "$log" | sed -un "$pattern" | tell_steps; then
     cat "$log" >&2
     rm -f "$log"
     return 1
   fi
   rm -f "$log"
+}
+
+tell_steps() {
+  local percent step last=0
+  while read -r percent; do
+    step=$((percent / 10))
+    [ "$step" -eq "$last" ] || printf ' %d%%' $((step * 10)) >&2
+    last=$step
+  done
+  [ "$last" -eq 0 ] || printf '\n' >&2
 }
 
 # build PRESET [TARGET...]
