@@ -26,19 +26,11 @@ class Watchers {
     mDone = true;
     for (std::thread& thread : mThreads) thread.join();
   }
-  Watchers() = default;
-  Watchers(const Watchers&) = delete;
-  Watchers& operator=(const Watchers&) = delete;
 
  private:
   std::atomic<bool> mDone{false};
   std::vector<std::thread> mThreads;
 };
-
-// Every result is one of the texts of eight characters, whenever it is read.
-void ExpectWholeResults(const std::vector<client::TestItem>& items) {
-  for (const client::TestItem& item : items) EXPECT_EQ(item.value.size(), 8U) << item.path;
-}
 
 class RaceTest : public ::testing::TestWithParam<std::string> {};
 
@@ -50,7 +42,8 @@ TEST_P(RaceTest, ReadsAtEveryMomentOfEveryTest) {
 
   Watchers watchers;
   watchers.Start([&] {
-    ExpectWholeResults(camera.Items());
+    // Every result is one of the texts of eight characters, whenever it is read.
+    for (const auto& item : camera.Items()) EXPECT_EQ(item.value.size(), 8U) << item.path;
     EXPECT_LE(std::stoul(camera.Get("test.errcnt")), items.size() + 4);  // the cooler's texts count
   });
   watchers.Start([&] { camera.Tree("."); });
@@ -84,8 +77,6 @@ class ResetsMeanwhile : public TARQ::AccessRules {
   ~ResetsMeanwhile() override {
     if (mReset.joinable()) mReset.join();
   }
-  ResetsMeanwhile(const ResetsMeanwhile&) = delete;
-  ResetsMeanwhile& operator=(const ResetsMeanwhile&) = delete;
 
   bool MayOpen(const std::string& /*path*/) const override { return true; }
   bool MayWrite(const std::string& /*path*/) const override { return true; }
