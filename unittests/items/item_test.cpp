@@ -130,10 +130,10 @@ TEST_F(ItemTest, LineHasTenPaddedFields) {
   mCamera.Write("test.description.article", "A12345678901");
   mCamera.Write("test.description.serial", "1");
   mCamera.Write("test.description.category", std::string(70000, 'c'));
-  mCamera.Set(".desk.clock.advance", "43261");  // past midnight
+  mCamera.Set(".desk.clock.advance", "43325");  // past midnight
   mCamera.Run(kPath);
   EXPECT_EQ(mCamera.LogLines().back(),
-            "00:01:01;2013-08-30;Tester007;                   ;A12345678901;1       ;" +
+            "00:02:05;2013-08-30;Tester007;                   ;A12345678901;1       ;" +
                 std::string(70000, 'c') + ";Item         ;OK      ;");
 }
 
