@@ -161,10 +161,11 @@ TEST_F(ServerTest, EventsTellOfATestAndAreTakenUpWhereAClientLeft) {
 }
 
 TEST_F(ServerTest, WhoComesBackTooLateIsToldWhatItMissed) {
+  client::CameraClient client(mServer.Port());
   EventReader first(mServer.Port());
-  mCamera.Write("test.description.tester", "0");
+  client.Set("test.description.tester", "0");
   first.Next();
-  for (int i = 1; i <= 1026; ++i) mCamera.Write("test.description.tester", std::to_string(i));
+  for (int i = 1; i <= 1026; ++i) client.Set("test.description.tester", std::to_string(i));
   // 1024 are kept: two are gone.
   EventReader late(mServer.Port(), first.Id());
   EXPECT_EQ(late.Next(), R"(gap {"missed":2})");
