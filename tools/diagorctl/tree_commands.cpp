@@ -17,7 +17,7 @@ bool IsCameraWide(const std::string& path) {
 
 // The paths in it as this program takes them.
 void NameAsTyped(client::Json& node) {
-  node["path"] = "." + ValueText(node["path"]);
+  node["path"] = std::string(".").append(ValueText(node["path"]));
   for (client::Json& child : node["children"]) {
     if (child.is_object()) NameAsTyped(child);
   }
