@@ -57,10 +57,14 @@ struct Server::State {
     }
   }
 
+  // Only once somebody waits: without a descriptor left, the system says so even where nobody
+  // does, and a silent client would make room for no one.
   void Accept() {
-    acceptor.async_accept(network, [this](beast::error_code error, Socket socket) {
-      if (!error) {
-        Take(std::move(socket));
+    acceptor.async_wait(tcp::acceptor::wait_read, [this](beast::error_code error) {
+      Socket socket(network);
+      if (!error) acceptor.accept(socket, error);
+      if (!error) Take(std::move(socket));
+      if (!error || error == asio::error::would_block) {
         Accept();
       } else if (acceptor.is_open()) {
         AcceptLater(error);
@@ -131,6 +135,7 @@ std::string Server::Bind(std::uint16_t port) {
   mState->acceptor.open(endpoint.protocol(), error);
   if (!error) mState->acceptor.set_option(asio::socket_base::reuse_address(true), error);
   if (!error) mState->acceptor.bind(endpoint, error);
+  if (!error) mState->acceptor.non_blocking(true, error);  // who waited may have left
   if (!error) mState->acceptor.listen(asio::socket_base::max_listen_connections, error);
   return error ? error.message() : std::string();
 }
