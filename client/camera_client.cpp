@@ -344,6 +344,10 @@ Json CameraClient::Set(const std::string& path, const Json& value, bool traced) 
                 {"status", "value", "records"});
 }
 
+Json CameraClient::Knobs() {
+  return Parsed(Request({"GET", "/api/v1/knobs", "", ""}), {"knobs"});
+}
+
 std::string CameraClient::File(const std::string& path) {
   return Request({"GET", "/api/v1/files/" + Encoded(path), "", ""});
 }

@@ -65,6 +65,8 @@ class CameraClient {
   // Returns when the write has been delivered, however long its test takes; ConnectionError when
   // the camera is lost meanwhile.
   Json Set(const std::string& path, const Json& value, bool traced = false);
+  // All knobs of a simulated camera, with the faults that they make: docs/protocol.md.
+  Json Knobs();
   // A file of the camera's storage.
   std::string File(const std::string& path);
 

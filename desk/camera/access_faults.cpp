@@ -13,43 +13,54 @@ enum Row : std::size_t { kHidden, kUnreadable, kRefused, kLost };
 constexpr KnobRow kRows[] = {
     {"hidden", KnobKind::Text, "paths", "", 0, 0,
      "Camera-wide nodes, separated by blanks, that the program cannot open, neither by path nor as "
-     "a child of an open node."},
+     "a child of an open node.",
+     Breaks({"{node}", "the camera's software has no {node}", "camera software", "", false,
+             "no test of this camera asks for it, or its absence changes no verdict"},
+            {"{branch}", "the camera's software has no {branch}", "camera software", "", false,
+             "no test of this camera asks for it, or its absence changes no verdict"})},
     {"unreadable", KnobKind::Text, "paths", "", 0, 0,
-     "Camera-wide nodes, separated by blanks, whose read by the program fails."},
+     "Camera-wide nodes, separated by blanks, whose read by the program fails.",
+     Breaks({"{node}", "{node} cannot be read", "camera software", "", false,
+             "no test of this camera reads it, or its value changes no verdict"})},
     {"refused", KnobKind::Text, "paths", "", 0, 0,
-     "Camera-wide nodes, separated by blanks, that refuse the program's writes."},
+     "Camera-wide nodes, separated by blanks, that refuse the program's writes.",
+     Breaks({"{node}", "{node} cannot be written", "camera software", "", false,
+             "no test of this camera writes it, or its value changes no verdict"})},
     {"lost", KnobKind::Text, "names", "", 0, 0,
      "Files of the storage, by name with * and ?, separated by blanks, that are neither found nor "
-     "opened."},
+     "opened.",
+     Breaks({"*.bmp *.jpg", "the test images are missing", "storage", "", false,
+             "no test of this camera shows test images to somebody who judges them"},
+            {"coolerTest.txt", "the cooler's samples cannot be written", "storage", "", false,
+             "this camera has no cooler"})},
 };
+constexpr KnobFamily kFamily = {"Camera-wide nodes and files", ".desk", kRows};
 
 enum CounterRow : std::size_t { kOpenFail, kReadFail, kWriteFail, kFailed };
 
 constexpr KnobRow kCounterRows[] = {
     {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good openings of any node by the program the next count fail; counted from this "
-     "write on. Read: what is left."},
-    {"read_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its reads."},
-    {"write_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its writes."},
+     "write on. Read: what is left.",
+     Breaks({"0,1000000", "the camera's software gives nothing to the program", "camera software"})},
+    {"read_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its reads.",
+     Breaks({"0,1000000", "nothing of the camera's software can be read", "camera software"})},
+    {"write_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its writes.",
+     Breaks({"0,1000000", "nothing of the camera's software can be written", "camera software",
+             "", false, "no test of this camera needs to write for its verdict"})},
     {"failed", KnobKind::ReadOnly, "", "", 0, 0,
      "The call that one of the three failed last: open, read or write, and the node."},
 };
+constexpr KnobFamily kCounters = {"Camera-wide nodes, counted", ".desk.nodes", kCounterRows};
 
 }  // namespace
 
-std::span<const KnobRow> AccessFaults::KnobRows() {
-  return kRows;
-}
-std::span<const KnobRow> AccessFaults::CounterKnobRows() {
-  return kCounterRows;
-}
-
 AccessFaults::AccessFaults()
-    : mKnobs(".desk", kRows),
+    : mKnobs(kFamily),
       mHidden(mKnobs[kHidden]),
       mUnreadable(mKnobs[kUnreadable]),
       mRefused(mKnobs[kRefused]),
-      mCounterKnobs(".desk.nodes", kCounterRows),
+      mCounterKnobs(kCounters),
       mOpens(mCounterKnobs[kOpenFail]),
       mReads(mCounterKnobs[kReadFail]),
       mWrites(mCounterKnobs[kWriteFail]) {

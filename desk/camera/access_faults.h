@@ -21,9 +21,6 @@ class AccessFaults : public TARQ::AccessRules {
   bool MayWrite(const std::string& path) const override;
   bool LosesFile(const std::string& name) const;
 
-  static std::span<const KnobRow> KnobRows();
-  static std::span<const KnobRow> CounterKnobRows();
-
  private:
   // The paths that one knob names.
   class PathSet {

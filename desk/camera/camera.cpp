@@ -60,16 +60,16 @@ std::unique_ptr<DriverPort> MakeDriver(const std::string& name, const Clock& clo
 Camera::Camera(const CameraSettings& settings)
     : mVariant(LoadVariant(settings.variant)),
       mStorageSetup(settings.root, settings.variant),
-      mClock(std::make_unique<desk::Clock>(settings.clock)),
+      mClock(std::make_unique<desk::Clock>(settings.clock, settings.start)),
       mEvents(*mClock),
       mWindows(*mClock, mVariant.displayWidth, mVariant.displayHeight),
       mMachine{mClock.get(), &mWindows, &mEvents, Storage(mStorageSetup.Root()), {}, {}, nullptr},
       mInstallation(*this),
-      mClockKnobs(".desk.clock", ClockKnobRows()),
-      mTaskKnobs(".desk.task", TaskKnobRows()),
-      mCameraKnobs(".desk", CameraKnobRows()),
-      mInputKnobs(".desk", InputKnobRows()),
-      mRegistryKnobs(".desk.registry", RegistryKnobRows()) {
+      mClockKnobs(ClockFamily()),
+      mTaskKnobs(TaskFamily()),
+      mCameraKnobs(WholeFamily()),
+      mInputKnobs(InputFamily()),
+      mRegistryKnobs(RegistryFamily()) {
   TARQ::NodeAccess::SetRules(mCameraTree, &mAccessFaults);
   mMachine.storage.OnLook(
       [this](const std::string& name) { return mAccessFaults.LosesFile(name); });
@@ -185,7 +185,7 @@ void Camera::AddChips() {
     if (chip == nullptr) {
       throw std::runtime_error(entry.at + "kind: there is no chip " + entry.kind);
     }
-    if (!bus->Attach(entry.address, std::move(chip))) {
+    if (!bus->Attach(entry.address, std::move(chip), PartOf(entry.serves))) {
       throw std::runtime_error(entry.at + "address: another chip of the bus has it");
     }
   }
@@ -203,7 +203,7 @@ void Camera::AddNodes() {
     const TARQ::CResourceValue value = ToResourceValue(start);
     TARQ::CServerResource& node = TARQ::NodeAccess::Add(
         parent, std::unique_ptr<TARQ::CServerResource>(new TARQ::CServerResource(
-                    TARQ::CResourcePath(path.substr(dot + 1)), value, 0x80000000)));
+                    TARQ::CResourcePath(path.substr(dot + 1)), value, TARQ::kPlainNode)));
     mNodeStarts.emplace_back(&node, value);
   }
 }
@@ -250,6 +250,9 @@ OperatorHands Camera::Hands() const {
   };
   hands.pressLaser = [laser = FindPeripheral<Laser>()](bool pressed) {
     if (laser != nullptr) laser->Press(pressed);
+  };
+  hands.seesDamage = [image = FindPeripheral<ImageService>()] {
+    return image != nullptr && image->IsDamaged();
   };
   return hands;
 }

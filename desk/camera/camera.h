@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,7 @@ struct CameraSettings {
   std::string variant = "KY";
   std::filesystem::path root;  // stands for the camera's storage; empty: the default one
   Clock::Kind clock = Clock::Kind::Virtual;
+  std::int64_t start = kUsualStart;  // of the virtual clock's calendar
   std::string knobs;  // "path=value;path=value", set before the program starts
 };
 
@@ -51,22 +53,23 @@ class Camera {
   WindowSystem& Windows() { return mWindows; }
   const CameraScreen& Screen() const { return *mScreen; }
   const Storage& Files() const { return mMachine.storage; }
-  TARQ::CResourceTree& CameraTree() { return mCameraTree; }
+  TARQ::CResourceTree& CameraTree() const { return mCameraTree; }
   TARQ::CResourceTree& TaskTree() { return mTaskTree; }
   desk::Deliveries& Deliveries() { return *mDeliveries; }
   EventLog& Events() { return mEvents; }
   const desk::Variant& Variant() const { return mVariant; }
+  // In the order in which they were published.
+  std::span<KnobSet* const> KnobSets() const { return mKnobSets; }
 
   // A client's write to a camera-wide node; the status of the node.
   DWORD Write(const std::string& path, const TARQ::CResourceValue& value);
 
-  static std::span<const KnobRow> ClockKnobRows();
-  static std::span<const KnobRow> TaskKnobRows();
-  static std::span<const KnobRow> CameraKnobRows();
-  static std::span<const KnobRow> InputKnobRows();
-  static std::span<const KnobRow> RegistryKnobRows();
-
  private:
+  static const KnobFamily& ClockFamily();
+  static const KnobFamily& TaskFamily();
+  static const KnobFamily& RegistryFamily();
+  static const KnobFamily& WholeFamily();
+  static const KnobFamily& InputFamily();
   void AddDrivers();
   void AddChips();
   void AddNodes();
@@ -80,6 +83,8 @@ class Camera {
   Kind* FindPeripheral() const;
   void AddScreen();
   bool Touch(const std::string& point);
+  bool LoseKeys(const std::string& keys);
+  bool LosePanel(const std::string& part);
   OperatorHands Hands() const;
   void TellOfValues();
   std::unique_ptr<desk::Deliveries> MakeDeliveries();
@@ -103,7 +108,7 @@ class Camera {
   WindowSystem mWindows;
   Machine mMachine;
   Installation mInstallation;  // outlives the trees
-  TARQ::CResourceTree mCameraTree;
+  mutable TARQ::CResourceTree mCameraTree;
   TARQ::CResourceTree mTaskTree;
   AccessFaults mAccessFaults;
   KnobSet mClockKnobs;

@@ -2,6 +2,7 @@
 // those that a start or a variant sets.
 #include <charconv>
 #include <cmath>
+#include <map>
 #include <stdexcept>
 
 #include "camera/camera.h"
@@ -25,8 +26,10 @@ constexpr KnobRow kClockRows[] = {
      "camera "
      "time after the next delivery of a client's write to the program's tree starts. A new "
      "schedule "
-     "replaces the old one, an empty one clears it."},
+     "replaces the old one, an empty one clears it.",
+     Condition("what happens at which moment")},
 };
+constexpr KnobFamily kClock = {"Time", ".desk.clock", kClockRows};
 
 enum TaskRow : std::size_t { kPing, kSubscribe, kSend, kSignal, kWaitFail };
 constexpr KnobRow kTaskRows[] = {
@@ -43,15 +46,20 @@ constexpr KnobRow kTaskRows[] = {
      "Signals the task's start/stop event although nothing is to stop."},
     {"wait_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good waits of the program for handles the next count fail; counted from this "
-     "write on. Read: what is left."},
+     "write on. Read: what is left.",
+     Breaks({"0,1", "the program's waiting fails once", "camera software", "one wait", false,
+             "the program waits again"})},
 };
+constexpr KnobFamily kTask = {"The task's queue and events", ".desk.task", kTaskRows};
 
 enum RegistryRow : std::size_t { kBsp };
 constexpr KnobRow kRegistryRows[] = {
     {"bsp", KnobKind::Text, "", "", 0, 0,
      "The registry's Ident\\BSP, read when the program starts; empty: the variant's own; -: the "
-     "value does not exist."},
+     "value does not exist.",
+     Breaks({"-", "the camera does not know which platform it is", "camera software", "", true})},
 };
+constexpr KnobFamily kRegistry = {"Registry", ".desk.registry", kRegistryRows};
 
 enum CameraRow : std::size_t { kRestore };
 constexpr KnobRow kCameraRows[] = {
@@ -59,15 +67,32 @@ constexpr KnobRow kCameraRows[] = {
      "Every knob back to its default, every device and ordinary camera-wide node back to the "
      "variant's start. The start's own knobs are not repeated."},
 };
+constexpr KnobFamily kWhole = {"The whole camera", ".desk", kCameraRows};
 
-enum InputRow : std::size_t { kKey, kTouch };
+constexpr char kNoTouchTest[] = "this camera has no test of the touch screen";
+
+enum InputRow : std::size_t { kKey, kTouch, kLostKeys, kLostPanel };
 constexpr KnobRow kInputRows[] = {
     {"key", KnobKind::Command, "", "", 0, 0,
      "Presses and releases a key: its name on the camera, its virtual-key name (F1, Up) or code "
      "(0x70). Without a dialog on the screen nothing takes it."},
     {"touch", KnobKind::Command, "x,y", "", 0, 0,
      "Touches a point of the screen, pixels from the top left corner, and lets it go."},
+    {"lostkeys", KnobKind::Text, "keys", "", 0, 0,
+     "Keys that send nothing when they are pressed: names or codes, separated by commas; *: all of "
+     "them.",
+     Breaks({"*", "the keypad sends nothing", "keypad"},
+            {"{key}", "the key {key} sends nothing", "keypad", "", false,
+             "no test of this camera asks for that key"})},
+    {"lostpanel", KnobKind::Text, "", "", 0, 0,
+     "left, right, top, bottom or all: the part of the touch panel that feels nothing. Empty: none.",
+     Breaks({"all", "the touch panel feels nothing", "touch screen", "", false, kNoTouchTest},
+            {"left", "the left half of the touch panel feels nothing", "touch screen", "", false,
+             kNoTouchTest},
+            {"bottom", "the lower half of the touch panel feels nothing", "touch screen", "", false,
+             kNoTouchTest})},
 };
+constexpr KnobFamily kInput = {"Keys and touches", ".desk", kInputRows};
 
 constexpr char kBspRemoved[] = "-";
 
@@ -97,20 +122,20 @@ KnobValue ToKnobValue(const NodeStart& start) {
 
 }  // namespace
 
-std::span<const KnobRow> Camera::ClockKnobRows() {
-  return kClockRows;
+const KnobFamily& Camera::ClockFamily() {
+  return kClock;
 }
-std::span<const KnobRow> Camera::TaskKnobRows() {
-  return kTaskRows;
+const KnobFamily& Camera::TaskFamily() {
+  return kTask;
 }
-std::span<const KnobRow> Camera::CameraKnobRows() {
-  return kCameraRows;
+const KnobFamily& Camera::RegistryFamily() {
+  return kRegistry;
 }
-std::span<const KnobRow> Camera::InputKnobRows() {
-  return kInputRows;
+const KnobFamily& Camera::WholeFamily() {
+  return kWhole;
 }
-std::span<const KnobRow> Camera::RegistryKnobRows() {
-  return kRegistryRows;
+const KnobFamily& Camera::InputFamily() {
+  return kInput;
 }
 
 void Camera::AddKnobs() {
@@ -182,6 +207,39 @@ void Camera::AddInputKnobs() {
   });
   mInputKnobs[kTouch].OnWrite(
       [this](const KnobValue& value) { return Touch(std::get<std::string>(value)); });
+  mInputKnobs[kLostKeys].OnWrite(
+      [this](const KnobValue& value) { return LoseKeys(std::get<std::string>(value)); });
+  mInputKnobs[kLostPanel].OnWrite(
+      [this](const KnobValue& value) { return LosePanel(std::get<std::string>(value)); });
+}
+
+bool Camera::LoseKeys(const std::string& keys) {
+  std::set<KeyCode> lost;
+  for (const std::string& name : SplitNames(keys)) {
+    if (name == "*") continue;
+    const auto code = ParseKey(name, mVariant.keypad);
+    if (!code) return false;
+    lost.insert(*code);
+  }
+  mWindows.LoseKeys(keys == "*", std::move(lost));
+  return true;
+}
+
+bool Camera::LosePanel(const std::string& part) {
+  const int width = mWindows.Width();
+  const int height = mWindows.Height();
+  const std::map<std::string, Area> parts = {
+      {"", {}},
+      {"all", {0, 0, width, height}},
+      {"left", {0, 0, width / 2, height}},
+      {"right", {width / 2, 0, width - width / 2, height}},
+      {"top", {0, 0, width, height / 2}},
+      {"bottom", {0, height / 2, width, height - height / 2}},
+  };
+  const auto found = parts.find(part);
+  if (found == parts.end()) return false;
+  mWindows.LosePanel(found->second);
+  return true;
 }
 
 void Camera::SetRegistry(const std::string& bsp) {

@@ -1,35 +1,112 @@
 #include "camera/knob_table.h"
 
+#include <algorithm>
 #include <sstream>
 
-#include "camera/access_faults.h"
-#include "camera/camera.h"
-#include "chips/clock_chip.h"
-#include "chips/fuel_gauge.h"
-#include "chips/sensor_block.h"
-#include "chips/temperature_converter.h"
-#include "chips/temperature_sensor.h"
-#include "coredll/window_system.h"
-#include "drivers/driver_port.h"
-#include "drivers/i2c_bus.h"
-#include "drivers/power_management.h"
-#include "drivers/video_front_end.h"
-#include "drivers/visual_camera.h"
-#include "operator/operator.h"
-#include "peripherals/cooler.h"
-#include "peripherals/flag.h"
-#include "peripherals/focus_motor.h"
-#include "peripherals/image_filter.h"
-#include "peripherals/image_pipeline.h"
-#include "peripherals/image_service.h"
-#include "peripherals/lamp.h"
-#include "peripherals/laser.h"
-#include "peripherals/measuring_range.h"
-#include "peripherals/power.h"
+#include "camera/variant.h"
+#include "tarq/node_access.h"
 
 namespace desk {
 
 namespace {
+
+using TARQ::NodeAccess;
+
+std::string Number(double number) {
+  std::ostringstream text;
+  text.precision(10);
+  text << number;
+  return text.str();
+}
+
+std::string RangeText(const KnobRow& row) {
+  if (row.kind != KnobKind::Integer && row.kind != KnobKind::Number) return "";
+  return Number(row.least) + " to " + Number(row.most);
+}
+
+std::string Replaced(std::string_view text, std::string_view place, const std::string& name) {
+  std::string replaced(text);
+  const std::size_t at = replaced.find(place);
+  if (at != std::string::npos) replaced.replace(at, place.size(), name);
+  return replaced;
+}
+
+// Below the node, but for the knobs: nodes that hold a value, and branches right above such ones.
+struct NodeNames {
+  std::vector<std::string> values;
+  std::vector<std::string> branches;
+};
+void Collect(const TARQ::CServerResource& node, NodeNames& names) {
+  bool isAboveValue = false;
+  for (const TARQ::CServerResource* const child : NodeAccess::Children(node)) {
+    const std::string path = NodeAccess::Path(*child);
+    if (path == "desk") continue;
+    if (child->Type() == TARQ::kValueNode) {
+      names.values.push_back(path);
+      isAboveValue = true;
+    }
+    Collect(*child, names);
+  }
+  const std::string path = NodeAccess::Path(node);
+  if (isAboveValue && !path.empty()) names.branches.push_back(path);
+}
+
+// What a place in braces stands for on that camera.
+std::vector<std::string> NamesFor(std::string_view place, const Camera& camera) {
+  std::vector<std::string> found;
+  if (place == "{key}") {
+    for (const auto& [name, code] : camera.Variant().keypad.keys) found.push_back(name);
+    return found;
+  }
+  NodeNames names;
+  Collect(NodeAccess::Root(camera.CameraTree()), names);
+  return place == "{node}" ? names.values : names.branches;
+}
+
+// A value as the table shows it: what stands in braces is one of several.
+std::string FaultText(const Fault& fault, std::string_view part) {
+  std::string text = "`";
+  text.append(fault.value).append("`");
+  if (!fault.from.empty()) text.append(" (").append(fault.from).append(")");
+  text.append(": ").append(fault.what).append(" [");
+  text.append(fault.part.empty() ? part : fault.part).append("]");
+  if (fault.atStart) text += ", at the start";
+  return text;
+}
+
+std::string RoleText(const KnobRow& row) {
+  std::string text;
+  for (const Fault& fault : row.role.Faults()) {
+    text.append(text.empty() ? "" : "; ").append(FaultText(fault, "as the device"));
+  }
+  if (!row.role.condition.empty()) {
+    text.append("condition: ").append(row.role.condition);
+  }
+  if (row.role.least < row.role.most) {
+    text.append(text.empty() ? "" : "; ").append("healthy: ");
+    text.append(Number(row.role.least)).append(" to ").append(Number(row.role.most));
+  }
+  return text;
+}
+
+// Each once, in the order in which the cameras publish them.
+std::vector<const KnobFamily*> Families() {
+  std::vector<const KnobFamily*> families;
+  for (const std::string& name : VariantNames()) {
+    CameraSettings settings;
+    settings.variant = name;
+    const Camera camera(settings);
+    for (const KnobSet* const set : camera.KnobSets()) {
+      const KnobFamily* const family = &set->Family();
+      if (std::find(families.begin(), families.end(), family) == families.end()) {
+        families.push_back(family);
+      }
+    }
+  }
+  return families;
+}
+
+}  // namespace
 
 std::string_view KindText(KnobKind kind) {
   switch (kind) {
@@ -55,71 +132,55 @@ bool HasDefault(KnobKind kind) {
   return kind != KnobKind::Trigger && kind != KnobKind::Command && kind != KnobKind::ReadOnly;
 }
 
-std::string RangeText(const KnobRow& row) {
-  if (row.kind != KnobKind::Integer && row.kind != KnobKind::Number) return "";
-  std::ostringstream text;
-  text.precision(10);
-  text << row.least << " to " << row.most;
-  return text.str();
-}
-
-}  // namespace
-
-std::vector<KnobFamily> AllKnobs() {
-  return {
-      {"An address of an I2C bus", ".desk.bus.<i2c1, i2c2>.<address>", I2cBus::SlotKnobRows()},
-      {"A stream driver", ".desk.driver.<i2c1, i2c2, pmi1, fvd1, cam1>", DriverPort::KnobRows()},
-      {"Real-time clock chip", ".desk.rtc", ClockChip::KnobRows()},
-      {"Fuel gauge", ".desk.gauge", FuelGauge::KnobRows()},
-      {"Power management", ".desk.pmi", PowerManagement::CounterKnobRows()},
-      {"Sensor block", ".desk.bus.<bus>.<address>", SensorBlock::KnobRows()},
-      {"16-bit temperature sensor", ".desk.bus.<bus>.<address>", TemperatureSensor::KnobRows()},
-      {"24-bit temperature converter", ".desk.bus.<bus>.<address>",
-       TemperatureConverter::KnobRows()},
-      {"Video front-end", ".desk.fvd", VideoFrontEnd::RegisterKnobRows()},
-      {"Video memory", ".desk.video", VideoMemory::KnobRows()},
-      {"Visual camera", ".desk.cam", VisualCamera::CameraKnobRows()},
-      {"GPS receiver", ".desk.gps", Gps::KnobRows()},
-      {"Display position", ".desk.display", Display::KnobRows()},
-      {"Focus motor", ".desk.focus", FocusMotor::KnobRows()},
-      {"Shutter and aperture", ".desk.<shutter, aperture>", Flag::KnobRows()},
-      {"Filter", ".desk.filter", ImageFilter::KnobRows()},
-      {"The frame", ".desk.frontend", ImagePipeline::KnobRows()},
-      {"Measuring range", ".desk.range", MeasuringRange::KnobRows()},
-      {"Lamps", ".desk.<torch, flash>", Lamp::KnobRows()},
-      {"The camera's display", ".desk.image", ImageService::KnobRows()},
-      {"Laser pointer", ".desk.laser", Laser::KnobRows()},
-      {"Detector cooler", ".desk.cooler", Cooler::KnobRows()},
-      {"Screen", ".desk.screen", WindowSystem::KnobRows()},
-      {"Automatic operator", ".desk.operator", Operator::KnobRows()},
-      {"Camera-wide nodes and files", ".desk", AccessFaults::KnobRows()},
-      {"Camera-wide nodes, counted", ".desk.nodes", AccessFaults::CounterKnobRows()},
-      {"Registry", ".desk.registry", Camera::RegistryKnobRows()},
-      {"Time", ".desk.clock", Camera::ClockKnobRows()},
-      {"The task's queue and events", ".desk.task", Camera::TaskKnobRows()},
-      {"Keys and touches", ".desk", Camera::InputKnobRows()},
-      {"The whole camera", ".desk", Camera::CameraKnobRows()},
-  };
+std::vector<CameraFault> FaultsOf(const Camera& camera, const KnobSet& set, const KnobRow& row) {
+  std::vector<CameraFault> faults;
+  const std::string device = set.Prefix().substr(set.Prefix().rfind('.') + 1);
+  for (const Fault& fault : row.role.Faults()) {
+    const std::string part = fault.part.empty() ? set.Part() : std::string(fault.part);
+    if (!fault.value.starts_with('{')) {
+      faults.push_back({std::string(fault.value), Replaced(fault.what, "{device}", device), part,
+                        &fault});
+      continue;
+    }
+    for (const std::string& name : NamesFor(fault.value, camera)) {
+      faults.push_back({name, Replaced(fault.what, fault.value, name), part, &fault});
+    }
+  }
+  return faults;
 }
 
 std::string KnobTableMarkdown() {
   std::ostringstream text;
-  for (const KnobFamily& family : AllKnobs()) {
-    text << "### " << family.title << "\n\n"
-         << "| Knob | Kind | Unit | Default | Range | Meaning |\n|---|---|---|---|---|---|\n";
-    for (const KnobRow& row : family.rows) {
-      text << "| `" << family.prefix << "." << row.name << "` | " << KindText(row.kind) << " | "
+  for (const KnobFamily* const family : Families()) {
+    text << "### " << family->title << "\n\n"
+         << "| Knob | Kind | Unit | Default | Range | Meaning | Faults, or what it is a condition "
+            "of |\n|---|---|---|---|---|---|---|\n";
+    for (const KnobRow& row : family->rows) {
+      text << "| `" << family->prefix << "." << row.name << "` | " << KindText(row.kind) << " | "
            << row.unit << " | ";
       if (HasDefault(row.kind) && row.initial.empty()) {
         text << "empty";
       } else if (HasDefault(row.kind)) {
         text << "`" << row.initial << "`";
       }
-      text << " | " << RangeText(row) << " | " << row.meaning << " |\n";
+      text << " | " << RangeText(row) << " | " << row.meaning << " | " << RoleText(row) << " |\n";
     }
     text << "\n";
   }
   return text.str();
+}
+
+std::vector<std::string> KnobsWithoutRole() {
+  std::vector<std::string> names;
+  for (const KnobFamily* const family : Families()) {
+    for (const KnobRow& row : family->rows) {
+      const bool hasRole = !row.role.Faults().empty() || !row.role.condition.empty();
+      if (HasDefault(row.kind) && !hasRole) {
+        names.push_back(std::string(family->prefix).append(".").append(row.name));
+      }
+    }
+  }
+  return names;
 }
 
 }  // namespace desk

@@ -1,23 +1,33 @@
-// All knobs of the desk camera, by family: what docs/desk-camera.md is generated from.
+// What can be turned and broken on a camera: its knobs with their faults, and the table of all
+// knobs that docs/desk-camera.md holds, made from the cameras themselves.
 #pragma once
 
-#include <span>
 #include <string>
 #include <vector>
 
+#include "camera/camera.h"
 #include "knobs/knob.h"
 
 namespace desk {
 
-struct KnobFamily {
-  std::string title;
-  std::string prefix;  // "<bus>" and the like stand for a part that differs
-  std::span<const KnobRow> rows;
+// A fault as that camera has it: names filled in.
+struct CameraFault {
+  std::string value;  // written to the knob, it makes the fault
+  std::string what;
+  std::string part;  // the replaceable unit
+  const Fault* row;
 };
 
-std::vector<KnobFamily> AllKnobs();
+// Of one knob of the camera.
+std::vector<CameraFault> FaultsOf(const Camera& camera, const KnobSet& set, const KnobRow& row);
 
-// The families as Markdown tables.
+std::string_view KindText(KnobKind kind);
+bool HasDefault(KnobKind kind);
+
+// Of all variants: the families as Markdown tables, in the order in which the cameras publish them.
 std::string KnobTableMarkdown();
+
+// The rows that neither name a fault nor a condition, though they are settings.
+std::vector<std::string> KnobsWithoutRole();
 
 }  // namespace desk

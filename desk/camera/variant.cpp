@@ -2,6 +2,7 @@
 
 #include <toml++/toml.h>
 #include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <limits>
 #include <stdexcept>
@@ -256,6 +257,32 @@ Variant LoadVariant(const std::string& name) {
     throw std::runtime_error(file + ":" + std::to_string(error.source().begin.line) + ": " +
                              std::string(error.description()));
   }
+}
+
+std::string PartOf(const std::vector<ListedName>& serves) {
+  static constexpr std::pair<std::string_view, std::string_view> kParts[] = {
+      {"eeprom", "main board"},          {"eeprom.main", "main board"},
+      {"eeprom.fpa", "detector"},        {"eeprom.batt", "battery"},
+      {"eeprom.vcam", "visual camera"},  {"battery", "battery"},
+      {"battery.battery", "battery"},    {"clock", "main board"},
+      {"clock.clock", "main board"},     {"tempsens", "main board"},
+      {"tempsens.TSBoard", "main board"}, {"tempsens.TSShutter", "shutter"},
+      {"tempsens.TSLens", "lens"},       {"tempsens.TSVcam", "visual camera"},
+      {"tempsens.TSFront", "sensor board"},
+  };
+  constexpr std::string_view kMemories = "eeprom.";
+  if (serves.empty()) return "main board";
+  const std::string& first = serves.front().name;
+  const bool isMemory = first.starts_with(kMemories);
+  if (serves.size() > 1 && !isMemory) return "sensor board";
+  for (const auto& [item, part] : kParts) {
+    if (item == first) return std::string(part);
+  }
+  if (!isMemory) return "main board";
+  std::string board = first.substr(kMemories.size());
+  std::transform(board.begin(), board.end(), board.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  return board + " board";
 }
 
 }  // namespace desk

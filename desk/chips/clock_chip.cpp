@@ -14,12 +14,18 @@ enum Row : std::size_t { kRate, kHalt, kSeconds };
 
 constexpr KnobRow kRows[] = {
     {"rate", KnobKind::Number, "s/s", "1", -10, 10,
-     "Seconds that the chip counts in one second of the camera; 0: it stands."},
+     "Seconds that the chip counts in one second of the camera; 0: it stands.",
+     Breaks({"0", "the clock stands", "main board"},
+            {"0.7", "the clock is far too slow", "main board", "0.8 and slower"},
+            {"1.3", "the clock is far too fast", "main board", "1.2 and faster"})},
     {"halt", KnobKind::Bool, "", "false", 0, 0,
-     "The chip's halt bit: set, the oscillator stands and the bit shows in the seconds register."},
+     "The chip's halt bit: set, the oscillator stands and the bit shows in the seconds register.",
+     Breaks({"true", "the clock's oscillator is stopped", "main board"})},
     {"seconds", KnobKind::Integer, "s", "0", 0, 59,
-     "The seconds register from now on, at the beginning of that second."},
+     "The seconds register from now on, at the beginning of that second.",
+     Condition("the time of day").Within(0, 59)},
 };
+constexpr KnobFamily kFamily = {"Real-time clock chip", ".desk.rtc", kRows};
 
 std::uint8_t PackedDecimal(unsigned number) {
   return static_cast<std::uint8_t>(number / 10 % 10 << 4 | number % 10);
@@ -36,11 +42,7 @@ std::int64_t CalendarStart(const Clock& clock) {
 
 }  // namespace
 
-std::span<const KnobRow> ClockChip::KnobRows() {
-  return kRows;
-}
-
-ClockChip::ClockChip(const Clock& clock) : mClock(clock), mKnobs(".desk.rtc", kRows) {
+ClockChip::ClockChip(const Clock& clock) : mClock(clock), mKnobs(kFamily) {
   // The seconds that were counted under the old rate stay counted.
   const auto settle = [this](const KnobValue& /*value*/) {
     Rebase(Seconds());

@@ -16,8 +16,6 @@ class ClockChip : public Chip {
   KnobSet* Knobs() override { return &mKnobs; }
   void Restore() override;
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   double Seconds() const;
   std::int64_t WholeSeconds() const;

@@ -14,22 +14,27 @@ constexpr std::uint8_t kChargeRegister = 0x2C;
 enum Row : std::size_t { kVoltage, kCurrent, kCapacity, kCharge };
 
 constexpr KnobRow kRows[] = {
-    {"voltage", KnobKind::Integer, "mV", "3700", -32768, 32767, "Terminal voltage (U)."},
+    {"voltage", KnobKind::Integer, "mV", "3700", -32768, 32767, "Terminal voltage (U).",
+     Breaks({"2500", "the battery is worn out", "battery", "below 3000 mV",
+             false, "the battery's test tells what it measures and judges none of it"})
+         .Within(3300, 4200)},
     {"current", KnobKind::Integer, "mA", "-450", -32768, 32767,
-     "Current (I); negative discharges the battery, positive charges it."},
+     "Current (I); negative discharges the battery, positive charges it.",
+     Condition("what the camera draws").Within(-1500, 1500)},
     {"capacity", KnobKind::Number, "mAh", "4500", 1, 1e6,
-     "Charge of the full battery: how fast the current moves the charge."},
+     "Charge of the full battery: how fast the current moves the charge.",
+     Breaks({"500", "the battery holds little", "battery", "below 2000 mAh", false,
+             "no test lasts long enough to see the charge fall"})
+         .Within(3500, 5000)},
     {"charge", KnobKind::Number, "percent", "85", -32768, 32767,
-     "Charge (C) from now on; it then moves with the current, between 0 and 100."},
+     "Charge (C) from now on; it then moves with the current, between 0 and 100.",
+     Condition("how full the battery is").Within(10, 100)},
 };
+constexpr KnobFamily kFamily = {"Fuel gauge", ".desk.gauge", kRows};
 
 }  // namespace
 
-std::span<const KnobRow> FuelGauge::KnobRows() {
-  return kRows;
-}
-
-FuelGauge::FuelGauge(const Clock& clock) : mClock(clock), mKnobs(".desk.gauge", kRows) {
+FuelGauge::FuelGauge(const Clock& clock) : mClock(clock), mKnobs(kFamily) {
   const auto set = [this](const KnobValue& value) {
     const std::lock_guard lock(mLock);
     mSetCharge = std::get<double>(value);

@@ -15,8 +15,6 @@ class FuelGauge : public Chip {
   bool Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
   KnobSet* Knobs() override { return &mKnobs; }
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   double Charge() const;
   std::uint8_t ByteAt(std::uint8_t address) const;

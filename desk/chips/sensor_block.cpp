@@ -7,18 +7,24 @@ namespace {
 constexpr std::size_t kTemperatures = 3;
 
 constexpr KnobRow kRows[] = {
-    {"temperature0", KnobKind::Number, "0.0001 K", "2981500", 0, 4294967295, "The first word."},
-    {"temperature1", KnobKind::Number, "0.0001 K", "2984000", 0, 4294967295, "The second word."},
-    {"temperature2", KnobKind::Number, "0.0001 K", "2979000", 0, 4294967295, "The third word."},
+    {"temperature0", KnobKind::Number, "0.0001 K", "2981500", 0, 4294967295, "The first word.",
+     Breaks({"3430000", "the sensor reads far too hot", "", "333.15 K and hotter, 223.15 K and colder"},
+            {"2000000", "the sensor reads far too cold"})
+         .Within(2730000, 3130000)},
+    {"temperature1", KnobKind::Number, "0.0001 K", "2984000", 0, 4294967295, "The second word.",
+     Breaks({"3430000", "the sensor reads far too hot", "", "333.15 K and hotter, 223.15 K and colder"},
+            {"2000000", "the sensor reads far too cold"})
+         .Within(2730000, 3130000)},
+    {"temperature2", KnobKind::Number, "0.0001 K", "2979000", 0, 4294967295, "The third word.",
+     Breaks({"3430000", "the sensor reads far too hot", "", "333.15 K and hotter, 223.15 K and colder"},
+            {"2000000", "the sensor reads far too cold"})
+         .Within(2730000, 3130000)},
 };
+constexpr KnobFamily kFamily = {"Sensor block", ".desk.bus.<bus>.<address>", kRows};
 
 }  // namespace
 
-std::span<const KnobRow> SensorBlock::KnobRows() {
-  return kRows;
-}
-
-SensorBlock::SensorBlock(const std::string& prefix) : mKnobs(prefix, kRows) {}
+SensorBlock::SensorBlock(const std::string& prefix) : mKnobs(prefix, kFamily) {}
 
 std::uint8_t SensorBlock::ByteAt(std::size_t address) const {
   if (address == 0 || address > 4 * kTemperatures) return 0;

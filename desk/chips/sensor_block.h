@@ -13,8 +13,6 @@ class SensorBlock : public Chip {
   bool Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
   KnobSet* Knobs() override { return &mKnobs; }
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   std::uint8_t ByteAt(std::size_t address) const;
 

@@ -11,12 +11,21 @@ constexpr std::int32_t kMostSteps = 0xFFFFFF;
 
 enum Row : std::size_t { kTemperature, kConversion };
 
+constexpr char kOtherSensor[] =
+    "where two sensors sit side by side, the other one makes up for it";
+
 constexpr KnobRow kRows[] = {
     {"temperature", KnobKind::Number, "0.0001 K", "2981500", 0, 4294967295,
-     "What the converter measures; it reaches from 13.4 K to 623.8 K."},
+     "What the converter measures; it reaches from 13.4 K to 623.8 K.",
+     Breaks({"3430000", "the sensor reads far too hot", "", "333.15 K and hotter, 223.15 K and colder", false,
+             kOtherSensor},
+            {"2000000", "the sensor reads far too cold", "", "", false, kOtherSensor})
+         .Within(2730000, 3130000)},
     {"conversion", KnobKind::Number, "s", "0", 0, 1e6,
-     "How long a conversion takes. Requests before its end are not acknowledged."},
+     "How long a conversion takes. Requests before its end are not acknowledged.",
+     Breaks({"10", "the converter never finishes", "", "3 s", false, kOtherSensor}).Within(0, 0.5)},
 };
+constexpr KnobFamily kFamily = {"24-bit temperature converter", ".desk.bus.<bus>.<address>", kRows};
 
 // What a count of steps means, in the single precision in which the camera reckons.
 double TemperatureOf(std::int32_t steps) {
@@ -44,12 +53,8 @@ std::int32_t StepsFor(double temperature) {
 
 }  // namespace
 
-std::span<const KnobRow> TemperatureConverter::KnobRows() {
-  return kRows;
-}
-
 TemperatureConverter::TemperatureConverter(const Clock& clock, const std::string& prefix)
-    : mClock(clock), mKnobs(prefix, kRows) {
+    : mClock(clock), mKnobs(prefix, kFamily) {
   // A conversion under way is given up.
   mKnobs[kConversion].OnWrite([this](const KnobValue& /*value*/) {
     TemperatureConverter::Restore();

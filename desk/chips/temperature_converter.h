@@ -15,8 +15,6 @@ class TemperatureConverter : public Chip {
   KnobSet* Knobs() override { return &mKnobs; }
   void Restore() override;
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   bool ConversionIsDone();
 

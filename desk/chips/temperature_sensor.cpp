@@ -10,18 +10,22 @@ namespace {
 constexpr double kOffset = 2731600;  // 0.0001 K
 constexpr double kUnitsPerStep = 10000.0 / 128;
 
+constexpr char kOtherSensor[] =
+    "where two sensors sit side by side, the other one makes up for it";
+
 constexpr KnobRow kRows[] = {
     {"temperature", KnobKind::Number, "0.0001 K", "2981500", 0, 4294967295,
-     "What the sensor measures."},
+     "What the sensor measures.",
+     Breaks({"3430000", "the sensor reads far too hot", "", "333.15 K and hotter, 223.15 K and colder", false,
+             kOtherSensor},
+            {"2000000", "the sensor reads far too cold", "", "", false, kOtherSensor})
+         .Within(2730000, 3130000)},
 };
+constexpr KnobFamily kFamily = {"16-bit temperature sensor", ".desk.bus.<bus>.<address>", kRows};
 
 }  // namespace
 
-std::span<const KnobRow> TemperatureSensor::KnobRows() {
-  return kRows;
-}
-
-TemperatureSensor::TemperatureSensor(const std::string& prefix) : mKnobs(prefix, kRows) {}
+TemperatureSensor::TemperatureSensor(const std::string& prefix) : mKnobs(prefix, kFamily) {}
 
 bool TemperatureSensor::Transfer(std::span<const std::uint8_t> /*written*/,
                                  std::span<std::uint8_t> read) {

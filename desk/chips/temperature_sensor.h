@@ -12,8 +12,6 @@ class TemperatureSensor : public Chip {
   bool Transfer(std::span<const std::uint8_t> written, std::span<std::uint8_t> read) override;
   KnobSet* Knobs() override { return &mKnobs; }
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   KnobSet mKnobs;
 };

@@ -20,13 +20,6 @@ std::int64_t SteadyNanoseconds() {
       .count();
 }
 
-// The virtual camera is switched on at 2013-08-29 12:00:00.
-constexpr std::int64_t kVirtualStart =
-    std::chrono::duration_cast<std::chrono::seconds>(
-        std::chrono::sys_days(std::chrono::year(2013) / 8 / 29).time_since_epoch() +
-        std::chrono::hours(12))
-        .count();
-
 thread_local bool tTakesPart = false;
 thread_local const std::function<void()>* tFirstWait = nullptr;
 
@@ -58,7 +51,19 @@ class Clock::Ticket {
   Waiter mEntry;
 };
 
-Clock::Clock(Kind kind) : mKind(kind), mStart(SteadyNanoseconds()) {}
+std::optional<std::int64_t> ParseCalendarTime(const std::string& text) {
+  std::tm fields = {};
+  const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &fields);
+  const int year = fields.tm_year + 1900;
+  if (end == nullptr || *end != '\0' || year < 2000 || year > 2099) return std::nullopt;
+  const int day = fields.tm_mday;
+  const std::time_t time = timegm(&fields);
+  if (fields.tm_mday != day) return std::nullopt;  // the 30th of February
+  return time;
+}
+
+Clock::Clock(Kind kind, std::int64_t start)
+    : mKind(kind), mStart(SteadyNanoseconds()), mCalendarStart(start) {}
 
 Clock::~Clock() = default;
 
@@ -70,7 +75,7 @@ TimePoint Clock::Now() const {
 
 std::int64_t Clock::UnixTime() const {
   if (IsVirtual()) {
-    return kVirtualStart + std::chrono::duration_cast<std::chrono::seconds>(Now()).count();
+    return mCalendarStart + std::chrono::duration_cast<std::chrono::seconds>(Now()).count();
   }
   return std::time(nullptr);
 }

@@ -14,6 +14,8 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace desk {
@@ -30,6 +32,11 @@ inline Duration FromSeconds(double seconds) {
   return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
 }
 
+// 2013-08-29 12:00:00, when the virtual camera is switched on unless told otherwise.
+constexpr std::int64_t kUsualStart = 1377777600;
+// "2013-08-29T12:00:00", in the years that a camera's clock chip can tell: 2000 to 2099.
+std::optional<std::int64_t> ParseCalendarTime(const std::string& text);
+
 struct CalendarTime {
   int year;
   int month;
@@ -45,7 +52,8 @@ class Clock {
   // Whether a thread that takes part lets virtual time pass.
   enum class Role { Follows, MovesTime };
 
-  explicit Clock(Kind kind);
+  // start: of the virtual camera, seconds since 1970-01-01 of its calendar.
+  explicit Clock(Kind kind, std::int64_t start = kUsualStart);
   ~Clock();
   Clock(const Clock&) = delete;
   Clock& operator=(const Clock&) = delete;
@@ -114,6 +122,7 @@ class Clock {
 
   const Kind mKind;
   const std::int64_t mStart;  // ns of the machine's steady clock
+  const std::int64_t mCalendarStart;
 
   mutable std::mutex mLock;
   std::atomic<std::int64_t> mNow{0};  // virtual; us

@@ -17,16 +17,27 @@ bool WindowSystem::ReleaseKey(WPARAM code) {
   {
     const std::lock_guard lock(mLock);
     const Window* const dialog = TopDialog();
-    if (dialog == nullptr) return false;
+    if (dialog == nullptr || mLosesAllKeys || mLostKeys.contains(code)) return false;
     mQueues[dialog->thread].AddInput({dialog->handle, WM_KEYUP, code, 0, 0, {}});
   }
   Changed();
   return true;
 }
 
+void WindowSystem::LoseKeys(bool all, std::set<WPARAM> some) {
+  const std::lock_guard lock(mLock);
+  mLosesAllKeys = all;
+  mLostKeys = std::move(some);
+}
+
+void WindowSystem::LosePanel(const Area& part) {
+  const std::lock_guard lock(mLock);
+  mLostPanel = part;
+}
+
 // The dialog's enabled button at a point of the screen; null: there is none, or no dialog.
-Control* WindowSystem::ButtonAt(Window* dialog, int x, int y) {
-  if (dialog == nullptr) return nullptr;
+Control* WindowSystem::ButtonAt(Window* dialog, int x, int y) const {
+  if (dialog == nullptr || mLostPanel.Contains(x, y)) return nullptr;
   const Area client = dialog->scene.Client();
   for (Control& control : dialog->scene.controls) {
     const bool takes = control.kind == Control::Kind::Button && control.enabled;

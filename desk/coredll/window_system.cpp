@@ -11,23 +11,22 @@ namespace {
 
 constexpr Colour kWhite = {255, 255, 255};
 
-}  // namespace
-
-const KnobRow WindowSystem::kRows[] = {
-    {"windows", KnobKind::Bool, "", "true", 0, 0, "False: creating a window fails."},
-    {"dialogs", KnobKind::Bool, "", "true", 0, 0, "False: showing a dialog fails."},
+constexpr KnobRow kRows[] = {
+    {"windows", KnobKind::Bool, "", "true", 0, 0, "False: creating a window fails.",
+     Breaks({"false", "the display takes no full-screen window", "camera software"})},
+    {"dialogs", KnobKind::Bool, "", "true", 0, 0, "False: showing a dialog fails.",
+     Breaks({"false", "the display takes no dialog", "camera software"})},
     {"title", KnobKind::ReadOnly, "", "", 0, 0, "The title of what is on the screen."},
     {"text", KnobKind::ReadOnly, "", "", 0, 0,
      "Its captions, one a line; of a key or target that was hit what stood there before, too: "
      "\"Up: OK\"."},
 };
+constexpr KnobFamily kFamily = {"Screen", ".desk.screen", kRows};
 
-std::span<const KnobRow> WindowSystem::KnobRows() {
-  return kRows;
-}
+}  // namespace
 
 WindowSystem::WindowSystem(Clock& clock, int width, int height)
-    : mClock(clock), mWidth(width), mHeight(height), mKnobs(".desk.screen", kRows) {
+    : mClock(clock), mWidth(width), mHeight(height), mKnobs(kFamily) {
   mKnobs[kTitle].OnRead([this] { return KnobValue(TopTitle()); });
   mKnobs[kText].OnRead([this] { return KnobValue(TopText()); });
 }

@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -32,7 +33,6 @@ class WindowSystem {
   int Width() const { return mWidth; }
   int Height() const { return mHeight; }
   KnobSet& Knobs() { return mKnobs; }
-  static std::span<const KnobRow> KnobRows();
 
   // The operator. False when nothing takes it.
   bool ReleaseKey(WPARAM code);
@@ -40,6 +40,11 @@ class WindowSystem {
   bool Tap(int x, int y);
   void PressPointer(int x, int y);
   bool ReleasePointer(int x, int y);
+
+  // What is broken: keys that send nothing, all of them or some; the part of the touch panel that
+  // feels nothing.
+  void LoseKeys(bool all, std::set<WPARAM> some);
+  void LosePanel(const Area& part);
 
   // From the lowest to the top.
   std::vector<SceneWindow> Scene() const;
@@ -101,12 +106,11 @@ class WindowSystem {
     SceneWindow scene;
   };
   enum Row : std::size_t { kWindows, kDialogs, kTitle, kText };
-  static const KnobRow kRows[];
 
   Window* Find(HWND window);
   const Window* Find(HWND window) const;
   Window* TopDialog();
-  static Control* ButtonAt(Window* dialog, int x, int y);
+  Control* ButtonAt(Window* dialog, int x, int y) const;
   void Command(const Window& dialog, const Control& button);
   void LiftPointer();
   HWND GiveHandle(Window& window);
@@ -125,6 +129,9 @@ class WindowSystem {
   const int mWidth;
   const int mHeight;
   KnobSet mKnobs;
+  bool mLosesAllKeys = false;
+  std::set<WPARAM> mLostKeys;
+  Area mLostPanel = {};
   mutable std::mutex mLock;  // never held while the clock is asked, or a procedure runs
   std::uintptr_t mNextHandle = 0x10000;
   unsigned mWindowsMade = 0;

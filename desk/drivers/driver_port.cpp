@@ -9,17 +9,27 @@ namespace {
 
 enum Row : std::size_t { kPresent, kOpenFail, kFail, kError };
 
+constexpr char kStaysOpen[] = "the program opened it at its start and keeps it open";
+
 constexpr KnobRow kRows[] = {
-    {"present", KnobKind::Bool, "", "true", 0, 0, "False: opening the driver fails."},
+    {"present", KnobKind::Bool, "", "true", 0, 0, "False: opening the driver fails.",
+     Breaks({"false", "the driver {device} does not exist when the program starts", "", "", true},
+            {"false", "the driver {device} cannot be opened any more", "", "", false, kStaysOpen})},
     {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good openings the next count fail; counted from this write on. Read: what is "
-     "left."},
+     "left.",
+     Breaks({"0,1000000", "the driver {device} refuses to be opened", "", "", false, kStaysOpen})},
     {"fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good requests the next count fail; counted from this write on. Read: what is "
-     "left."},
+     "left.",
+     Breaks({"0,1000000", "the driver {device} does nothing that is asked of it"},
+            {"0,1", "the driver {device} fails once", "", "one request", false,
+             "a request is asked again, or its failure changes no verdict"})},
     {"error", KnobKind::Integer, "", "1117", 1, 2147483647,
-     "Error code of the requests that fail."},
+     "Error code of the requests that fail.",
+     Condition("which error code failing requests have")},
 };
+constexpr KnobFamily kFamily = {"A stream driver", ".desk.driver.<i2c1, i2c2, pmi1, fvd1, cam1>", kRows};
 
 std::string KnobPrefix(const std::string& name) {
   std::string lower = name.substr(0, name.find(':'));
@@ -30,13 +40,9 @@ std::string KnobPrefix(const std::string& name) {
 
 }  // namespace
 
-std::span<const KnobRow> DriverPort::KnobRows() {
-  return kRows;
-}
-
-DriverPort::DriverPort(std::string name)
+DriverPort::DriverPort(std::string name, std::string part)
     : mName(std::move(name)),
-      mKnobs(KnobPrefix(mName), kRows),
+      mKnobs(KnobPrefix(mName), kFamily, std::move(part)),
       mFaults(mKnobs[kFail]),
       mOpenFaults(mKnobs[kOpenFail]) {}
 

@@ -8,15 +8,13 @@ namespace desk {
 
 class DriverPort : public Device {
  public:
-  // name: "I2C1:"; its knobs stand below .desk.driver.i2c1.
-  explicit DriverPort(std::string name);
+  // name: "I2C1:"; its knobs stand below .desk.driver.i2c1. part: the replaceable unit it serves.
+  explicit DriverPort(std::string name, std::string part = "main board");
 
   const std::string& Name() const override { return mName; }
   bool MayOpen() const override;
   DWORD Control(const IoRequest& request) final;
   KnobSet& Knobs() { return mKnobs; }
-
-  static std::span<const KnobRow> KnobRows();
 
  protected:
   // The driver's own answer: 0 or an error code.

@@ -27,13 +27,21 @@ static_assert(sizeof(TransferRecord) == 8 + 2 * sizeof(void*));
 enum Row : std::size_t { kAnswers, kFail, kData };
 
 constexpr KnobRow kSlotRows[] = {
-    {"answers", KnobKind::Bool, "", "true", 0, 0, "False: the chip does not acknowledge."},
+    {"answers", KnobKind::Bool, "", "true", 0, 0, "False: the chip does not acknowledge.",
+     Breaks({"false", "the chip does not answer", "", "", false,
+             "where two sensors sit side by side, the other one makes up for it"})},
     {"fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
-     "After skip good transfers the next count fail; then the chip answers again."},
+     "After skip good transfers the next count fail; then the chip answers again.",
+     Breaks({"0,1", "the chip does not answer once", "", "one transfer", false,
+             "the sensor is asked again, or a second one makes up for it"})},
     {"data", KnobKind::Text, "hex", "", 0, 0,
      "Bytes that reads yield in place of the chip's own, followed by zeros where a read asks for "
-     "more; blanks allowed; empty: the chip's own."},
+     "more; blanks allowed; empty: the chip's own.",
+     Breaks({"ffffffffffffffff", "the chip reads ones only", "", "", false,
+             "memories and batteries are asked whether they answer, not what they hold; what these "
+             "bytes say of a temperature depends on the chip"})},
 };
+constexpr KnobFamily kFamily = {"An address of an I2C bus", ".desk.bus.<i2c1, i2c2>.<address>", kSlotRows};
 
 std::optional<std::vector<std::uint8_t>> ParseBytes(const std::string& text) {
   std::string digits;
@@ -51,12 +59,10 @@ std::optional<std::vector<std::uint8_t>> ParseBytes(const std::string& text) {
 
 }  // namespace
 
-std::span<const KnobRow> I2cBus::SlotKnobRows() {
-  return kSlotRows;
-}
-
-I2cBus::Slot::Slot(const std::string& prefix, std::unique_ptr<Chip> attached)
-    : knobs(prefix, kSlotRows), faults(knobs[kFail]), chip(std::move(attached)) {
+I2cBus::Slot::Slot(const std::string& prefix, std::unique_ptr<Chip> attached,
+                   const std::string& part)
+    : knobs(prefix, kFamily, part), faults(knobs[kFail]), chip(std::move(attached)) {
+  if (chip->Knobs() != nullptr) chip->Knobs()->BelongsTo(part);
   knobs[kData].OnWrite(
       [](const KnobValue& value) { return ParseBytes(std::get<std::string>(value)).has_value(); });
 }
@@ -66,8 +72,8 @@ std::string I2cBus::SlotPrefix(std::uint8_t address) {
   return ".desk.bus." + bus + "." + HexText(&address, 1);
 }
 
-bool I2cBus::Attach(std::uint8_t address, std::unique_ptr<Chip> chip) {
-  return mSlots.emplace(address, std::make_unique<Slot>(SlotPrefix(address), std::move(chip)))
+bool I2cBus::Attach(std::uint8_t address, std::unique_ptr<Chip> chip, const std::string& part) {
+  return mSlots.emplace(address, std::make_unique<Slot>(SlotPrefix(address), std::move(chip), part))
       .second;
 }
 

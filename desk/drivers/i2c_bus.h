@@ -17,15 +17,13 @@ class I2cBus : public DriverPort {
 
   // Below which the knobs of that address stand: ".desk.bus.i2c1.ae". address: 8 bits.
   std::string SlotPrefix(std::uint8_t address);
-  // False: another chip has the address.
-  bool Attach(std::uint8_t address, std::unique_ptr<Chip> chip);
+  // part: the replaceable unit that the chip sits on. False: another chip has the address.
+  bool Attach(std::uint8_t address, std::unique_ptr<Chip> chip, const std::string& part);
   // Of all attached chips: those of the bus' side first, then the chips' own.
   std::vector<KnobSet*> ChipKnobs();
   void RestoreChips();
 
   void Trace(const IoRequest& request, bool ok) const override;
-
-  static std::span<const KnobRow> SlotKnobRows();
 
  protected:
   DWORD Serve(const IoRequest& request) override;
@@ -33,7 +31,7 @@ class I2cBus : public DriverPort {
  private:
   // One address of the bus, with the faults of the way to its chip.
   struct Slot {
-    Slot(const std::string& prefix, std::unique_ptr<Chip> attached);
+    Slot(const std::string& prefix, std::unique_ptr<Chip> attached, const std::string& part);
     KnobSet knobs;
     FaultCounter faults;
     std::unique_ptr<Chip> chip;

@@ -15,19 +15,20 @@ enum Row : std::size_t { kRate, kCounter };
 
 constexpr KnobRow kRows[] = {
     {"rate", KnobKind::Number, "1/s", "1", -10, 10,
-     "Counts of the seconds counter in one second of the camera; 0: it stands."},
+     "Counts of the seconds counter in one second of the camera; 0: it stands.",
+     Breaks({"0", "the seconds counter stands", "power board"},
+            {"0.5", "the seconds counter is far too slow", "power board", "below 0.8"},
+            {"1.5", "the seconds counter is far too fast", "power board", "above 1.2"})},
     {"counter", KnobKind::Number, "s", "1000", 0, 4294967295,
-     "The seconds counter from now on; 32 bits, it wraps."},
+     "The seconds counter from now on; 32 bits, it wraps.",
+     Condition("how long the power board has counted").Within(1000, 4000000000)},
 };
+constexpr KnobFamily kFamily = {"Power management", ".desk.pmi", kRows};
 
 }  // namespace
 
-std::span<const KnobRow> PowerManagement::CounterKnobRows() {
-  return kRows;
-}
-
 PowerManagement::PowerManagement(const Clock& clock)
-    : DriverPort("PMI1:"), mClock(clock), mCounterKnobs(".desk.pmi", kRows) {
+    : DriverPort("PMI1:", "power board"), mClock(clock), mCounterKnobs(kFamily) {
   mCounterKnobs[kRate].OnWrite([this](const KnobValue& /*value*/) {
     Rebase(Counter());
     return true;

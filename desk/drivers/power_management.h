@@ -13,8 +13,6 @@ class PowerManagement : public DriverPort {
   explicit PowerManagement(const Clock& clock);
   KnobSet& CounterKnobs() { return mCounterKnobs; }
 
-  static std::span<const KnobRow> CounterKnobRows();
-
  protected:
   DWORD Serve(const IoRequest& request) override;
 

@@ -57,11 +57,17 @@ enum Row : std::size_t { kStatus58, kStatus59, kFunction };
 
 constexpr KnobRow kRows[] = {
     {"status58", KnobKind::Number, "", "0", 0, 4294967295,
-     "What register 58 reads; not 0: a fault."},
-    {"status59", KnobKind::Number, "", "0", 0, 4294967295, "What register 59 reads, likewise."},
+     "What register 58 reads; not 0: a fault.",
+     Breaks({"1", "the video front-end reports a fault", "main board", "", false,
+             "only the tests of the detector's electronics and of the visual modes look at it"})},
+    {"status59", KnobKind::Number, "", "0", 0, 4294967295, "What register 59 reads, likewise.",
+     Breaks({"1", "the video front-end reports a second fault", "main board", "", false,
+             "only the tests of the detector's electronics and of the visual modes look at it"})},
     {"function", KnobKind::Integer, "", "0", -2147483648.0, 2147483647,
-     "The function that was set last, by a write to register 58."},
+     "The function that was set last, by a write to register 58.",
+     Condition("what the front-end was told last")},
 };
+constexpr KnobFamily kFamily = {"Video front-end", ".desk.fvd", kRows};
 
 bool IsMemoryRequest(const IoRequest& request) {
   return (request.code == kIoctlWriteMemory || request.code == kIoctlReadMemory) &&
@@ -79,11 +85,7 @@ std::span<WindowRecord> WindowsOf(const IoRequest& request) {
 
 }  // namespace
 
-std::span<const KnobRow> VideoFrontEnd::RegisterKnobRows() {
-  return kRows;
-}
-
-VideoFrontEnd::VideoFrontEnd() : DriverPort("FVD1:"), mRegisterKnobs(".desk.fvd", kRows) {}
+VideoFrontEnd::VideoFrontEnd() : DriverPort("FVD1:"), mRegisterKnobs(kFamily) {}
 
 void VideoFrontEnd::Trace(const IoRequest& request, bool ok) const {
   if (!Observation::IsTraced()) return;

@@ -24,8 +24,6 @@ class VideoFrontEnd : public DriverPort {
   // with its windows in place of their address.
   void Trace(const IoRequest& request, bool ok) const override;
 
-  static std::span<const KnobRow> RegisterKnobRows();
-
  protected:
   DWORD Serve(const IoRequest& request) override;
 

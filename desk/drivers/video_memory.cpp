@@ -18,19 +18,22 @@ constexpr KnobRow kRows[] = {
     {"cell", KnobKind::Text, "cell", "", 0, 0,
      "A bad cell, \"address word bit fault\": the bit (0 to 31) of the 32-bit word (0 based) "
      "behind "
-     "the byte address; fault: stuck0, stuck1 or flips. As \"0x420000 5 3 flips\". Empty: none."},
+     "the byte address; fault: stuck0, stuck1 or flips. As \"0x420000 5 3 flips\". Empty: none.",
+     Breaks({"0x420000 5 3 flips", "a bit of the video memory changes by itself", "main board",
+             "", false, "no test of this camera looks at the video memory"},
+            {"0x420000 5 3 stuck0", "a bit of the video memory is stuck at 0", "main board", "",
+             false, "no test of this camera looks at the video memory"},
+            {"0x420000 5 3 stuck1", "a bit of the video memory is stuck at 1", "main board", "",
+             false, "no test of this camera looks at the video memory"})},
     {"first", KnobKind::ReadOnly, "", "", 0, 0, "The lowest address of a write since the start."},
     {"last", KnobKind::ReadOnly, "", "", 0, 0, "The highest address of a write since the start."},
     {"blocks", KnobKind::ReadOnly, "", "", 0, 0, "Writes since the start."},
 };
+constexpr KnobFamily kFamily = {"Video memory", ".desk.video", kRows};
 
 }  // namespace
 
-std::span<const KnobRow> VideoMemory::KnobRows() {
-  return kRows;
-}
-
-VideoMemory::VideoMemory() : mKnobs(".desk.video", kRows) {
+VideoMemory::VideoMemory() : mKnobs(kFamily) {
   mKnobs[kCell].OnWrite(
       [this](const KnobValue& value) { return SetBadCell(std::get<std::string>(value)); });
   mKnobs[kFirst].OnRead([this] { return Counted(mFirst, true); });

@@ -25,8 +25,6 @@ class VideoMemory {
   bool Write(std::uint32_t address, std::span<const std::uint8_t> bytes);
   bool Read(std::uint32_t address, std::span<std::uint8_t> bytes);
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   // One bit that does not keep what is written to it.
   struct BadCell {

@@ -14,19 +14,20 @@ constexpr DWORD kStill = 3;
 enum Row : std::size_t { kState, kMode, kRefuses };
 
 constexpr KnobRow kRows[] = {
-    {"state", KnobKind::Integer, "", "1", 0, 2147483647, "1: the camera is active."},
-    {"mode", KnobKind::Integer, "", "2", 2, 3, "The mode it is in: 2 draft, 3 still."},
+    {"state", KnobKind::Integer, "", "1", 0, 2147483647, "1: the camera is active.",
+     Breaks({"0", "the visual camera is not active", "visual camera"})},
+    {"mode", KnobKind::Integer, "", "2", 2, 3, "The mode it is in: 2 draft, 3 still.",
+     Condition("which mode the visual camera is in")},
     {"refuses", KnobKind::Integer, "", "0", 0, 3,
-     "The mode that it does not take; 0: it takes both."},
+     "The mode that it does not take; 0: it takes both.",
+     Breaks({"2", "the visual camera does not take the draft mode", "visual camera"},
+            {"3", "the visual camera does not take the still mode", "visual camera"})},
 };
+constexpr KnobFamily kFamily = {"Visual camera", ".desk.cam", kRows};
 
 }  // namespace
 
-std::span<const KnobRow> VisualCamera::CameraKnobRows() {
-  return kRows;
-}
-
-VisualCamera::VisualCamera() : DriverPort("CAM1:"), mCameraKnobs(".desk.cam", kRows) {}
+VisualCamera::VisualCamera() : DriverPort("CAM1:", "visual camera"), mCameraKnobs(kFamily, "visual camera") {}
 
 DWORD VisualCamera::Serve(const IoRequest& request) {
   if (request.code == kIoctlState && request.outputSize == sizeof(DWORD)) {

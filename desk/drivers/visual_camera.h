@@ -10,8 +10,6 @@ class VisualCamera : public DriverPort {
   VisualCamera();
   KnobSet& CameraKnobs() { return mCameraKnobs; }
 
-  static std::span<const KnobRow> CameraKnobRows();
-
  protected:
   DWORD Serve(const IoRequest& request) override;
 

@@ -36,6 +36,15 @@ desk::CameraSettings ReadSettings() {
     throw std::runtime_error("DIAGOR_CLOCK is real or virtual, not " + clock);
   }
   settings.clock = clock == "real" ? desk::Clock::Kind::Real : desk::Clock::Kind::Virtual;
+  const std::string start = FromEnvironment("DIAGOR_START", "");
+  if (!start.empty()) {
+    const auto time = desk::ParseCalendarTime(start);
+    if (!time || settings.clock != desk::Clock::Kind::Virtual) {
+      throw std::runtime_error("DIAGOR_START is the virtual clock's start, as "
+                               "2013-08-29T12:00:00, not " + start);
+    }
+    settings.start = *time;
+  }
   settings.root = FromEnvironment("DIAGOR_ROOT", "");
   settings.knobs = FromEnvironment("DIAGOR_KNOBS", "");
   return settings;

@@ -84,9 +84,13 @@ bool Knob::StartFrom(const KnobValue& value) {
   return true;
 }
 
-KnobSet::KnobSet(std::string prefix, std::span<const KnobRow> rows) : mPrefix(std::move(prefix)) {
-  for (const KnobRow& row : rows) mKnobs.emplace_back(row);
+KnobSet::KnobSet(std::string prefix, const KnobFamily& family, std::string part)
+    : mPrefix(std::move(prefix)), mFamily(&family), mPart(std::move(part)) {
+  for (const KnobRow& row : family.rows) mKnobs.emplace_back(row);
 }
+
+KnobSet::KnobSet(const KnobFamily& family, std::string part)
+    : KnobSet(std::string(family.prefix), family, std::move(part)) {}
 
 void KnobSet::Restore() {
   for (Knob& knob : mKnobs) knob.Restore();

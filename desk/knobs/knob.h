@@ -2,6 +2,7 @@
 // docs/desk-camera.md is generated from the same rows.
 #pragma once
 
+#include <array>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -22,6 +23,48 @@ enum class KnobKind {
   ReadOnly,  // a text that the camera gives
 };
 
+// Something of the camera that is broken, as a value of its knob makes it.
+struct Fault {
+  // As a client writes it. "{key}": for each key of the camera's keypad, its name; "{node}": for
+  // each camera-wide node that holds a value, its path; "{branch}": for each node above such ones.
+  std::string_view value;
+  std::string_view what;      // "the lens is stuck"; a name in braces as in the value
+  std::string_view part = {};  // the replaceable unit; empty: the one that the device belongs to
+  std::string_view from = {};  // of a gradual one: from where on it counts as a fault
+  bool atStart = false;       // what it breaks is looked at only when the program starts
+  std::string_view unseen = {};  // where no test reports it: why
+};
+
+// What a knob's values stand for in a camera's life: something broken, or a condition, which a
+// healthy camera meets too. What only acts or is read stands for neither.
+struct KnobRole {
+  std::array<Fault, 4> faults = {};
+  std::string_view condition = {};  // what it is a condition of; empty: it is none
+  double least = 0;                 // where a healthy camera may be; least = most: as it starts
+  double most = 0;
+
+  // A healthy camera may be anywhere in that range.
+  constexpr KnobRole Within(double low, double high) const {
+    KnobRole role = *this;
+    role.least = low;
+    role.most = high;
+    return role;
+  }
+  std::span<const Fault> Faults() const {
+    std::size_t count = 0;
+    while (count < faults.size() && !faults[count].what.empty()) ++count;
+    return std::span(faults).first(count);
+  }
+};
+
+constexpr KnobRole Breaks(const Fault& first, const Fault& second = {}, const Fault& third = {},
+                          const Fault& fourth = {}) {
+  return {.faults = {first, second, third, fourth}};
+}
+constexpr KnobRole Condition(std::string_view what) {
+  return {.condition = what};
+}
+
 struct KnobRow {
   std::string_view name;
   KnobKind kind = KnobKind::Bool;
@@ -30,6 +73,14 @@ struct KnobRow {
   double least = 0;  // of a number
   double most = 0;
   std::string_view meaning;
+  KnobRole role = {};
+};
+
+// The knobs that every device of a kind has.
+struct KnobFamily {
+  std::string_view title;
+  std::string_view prefix;  // "<bus>" and the like stand for a part that differs
+  std::span<const KnobRow> rows;
 };
 
 using KnobValue = std::variant<bool, double, std::string>;
@@ -47,6 +98,8 @@ class Knob {
   KnobValue Read() const;
   // False, and nothing changed, when the value does not fit the row or the device refuses it.
   bool Write(const KnobValue& value);
+  // Where a restore brings it.
+  const KnobValue& Start() const { return mStart; }
   // The value from which this camera starts, in place of the row's. False when it does not fit.
   bool StartFrom(const KnobValue& value);
   // Back to the start; the device is told as of a write. Triggers and commands stay alone.
@@ -71,11 +124,17 @@ class Knob {
 // The knobs of one device, published below a prefix (".desk.rtc").
 class KnobSet {
  public:
-  KnobSet(std::string prefix, std::span<const KnobRow> rows);
+  // part: the replaceable unit that the device belongs to.
+  KnobSet(std::string prefix, const KnobFamily& family, std::string part = "main board");
+  // Of a family whose prefix is always the same.
+  explicit KnobSet(const KnobFamily& family, std::string part = "main board");
   KnobSet(const KnobSet&) = delete;
   KnobSet& operator=(const KnobSet&) = delete;
 
   const std::string& Prefix() const { return mPrefix; }
+  const KnobFamily& Family() const { return *mFamily; }
+  const std::string& Part() const { return mPart; }
+  void BelongsTo(std::string part) { mPart = std::move(part); }
   // By the row's place in its table.
   Knob& operator[](std::size_t row) { return mKnobs[row]; }
   const Knob& operator[](std::size_t row) const { return mKnobs[row]; }
@@ -84,6 +143,8 @@ class KnobSet {
 
  private:
   std::string mPrefix;
+  const KnobFamily* mFamily;
+  std::string mPart;
   std::deque<Knob> mKnobs;
 };
 

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <charconv>
+#include <sstream>
 
 namespace desk {
 
@@ -126,6 +127,17 @@ std::optional<KeyCode> CodeOfKey(const std::string& name) {
   if (letter >= 'A' && letter <= 'Z') return static_cast<KeyCode>(letter);
   if (letter >= 'a' && letter <= 'z') return KeyCode{'A'} + static_cast<KeyCode>(letter - 'a');
   return std::nullopt;
+}
+
+std::vector<std::string> SplitNames(const std::string& list) {
+  std::vector<std::string> names;
+  std::istringstream parts(list);
+  for (std::string each; std::getline(parts, each, ',');) {
+    const std::size_t first = each.find_first_not_of(' ');
+    if (first == std::string::npos) continue;
+    names.push_back(each.substr(first, each.find_last_not_of(' ') - first + 1));
+  }
+  return names;
 }
 
 std::optional<KeyCode> ParseKey(const std::string& text, const CameraKeypad& keypad) {

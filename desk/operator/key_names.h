@@ -24,6 +24,9 @@ struct CameraKeypad {
 // it is; without regard to case.
 std::optional<KeyCode> CodeOfKey(const std::string& name);
 
+// Of a list that is separated by commas.
+std::vector<std::string> SplitNames(const std::string& list);
+
 // A key's name on the keypad, one that CodeOfKey knows, or a code ("0x70").
 std::optional<KeyCode> ParseKey(const std::string& text, const CameraKeypad& keypad);
 

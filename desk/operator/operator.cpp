@@ -16,20 +16,8 @@ constexpr std::wstring_view kGoodVerdict = L"LCD Test OK";
 constexpr std::wstring_view kFaultyVerdict = L"LCD Test FAILED";
 constexpr int kLaserHeld = 1;  // s, at most
 
-// Of a list that is separated by commas.
-std::vector<std::string> Names(const std::string& list) {
-  std::vector<std::string> names;
-  std::istringstream parts(list);
-  for (std::string each; std::getline(parts, each, ',');) {
-    const std::size_t first = each.find_first_not_of(' ');
-    if (first == std::string::npos) continue;
-    names.push_back(each.substr(first, each.find_last_not_of(' ') - first + 1));
-  }
-  return names;
-}
-
 bool Lists(const std::string& list, const std::string& name) {
-  const std::vector<std::string> names = Names(list);
+  const std::vector<std::string> names = SplitNames(list);
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
@@ -38,41 +26,48 @@ bool Shows(const SceneWindow& window, std::wstring_view label) {
                      [label](const Control& control) { return control.label == label; });
 }
 
-}  // namespace
-
-const KnobRow Operator::kRows[] = {
+constexpr KnobRow kRows[] = {
     {"mode", KnobKind::Text, "", "", 0, 0,
      "none: nobody is there; auto: the automatic operator acts. Empty: auto on the virtual clock, "
-     "none on the real one."},
-    {"reaction", KnobKind::Number, "s", "0.7", 0, 1e6, "His time from one act to the next."},
+     "none on the real one.",
+     Condition("whether somebody is at the camera")},
+    {"reaction", KnobKind::Number, "s", "0.7", 0, 1e6, "His time from one act to the next.",
+     Condition("how quick the operator is").Within(0.3, 1.2)},
     {"moves", KnobKind::Integer, "", "6", 0, 1000,
-     "How often he moves the display in or out when its test runs."},
+     "How often he moves the display in or out when its test runs.",
+     Condition("how often the operator moves the display").Within(6, 9)},
     {"misses", KnobKind::Text, "captions", "", 0, 0,
-     "Keys that he does not press, as they are named in the dialog, separated by commas."},
-    {"twice", KnobKind::Text, "captions", "", 0, 0, "Keys that he presses twice."},
+     "Keys that he does not press, as they are named in the dialog, separated by commas.",
+     Condition("which keys the operator forgets")},
+    {"twice", KnobKind::Text, "captions", "", 0, 0, "Keys that he presses twice.",
+     Condition("which keys the operator presses twice")},
     {"others", KnobKind::Text, "keys", "", 0, 0,
      "What else he presses when a key dialog comes, before all others: names or codes, separated "
-     "by commas."},
+     "by commas.",
+     Condition("which keys the operator presses besides")},
     {"targets", KnobKind::Text, "numbers", "1,2,3,4,5,6,7,8,9", 0, 0,
-     "Targets that he touches, separated by commas."},
+     "Targets that he touches, separated by commas.",
+     Condition("which targets the operator touches")},
     {"laser", KnobKind::Number, "s", "0.7", -1, 1e6,
-     "When he presses the laser button after its dialog came; below 0: never."},
+     "When he presses the laser button after its dialog came; below 0: never.",
+     Condition("when the operator presses the laser button").Within(0.3, 6)},
     {"faulty", KnobKind::Integer, "", "0", 0, 1000,
-     "The image of a run that he reports as faulty; 0: none."},
+     "The image of a run that he reports as faulty; 0: none.",
+     Condition("which image the operator finds faulty")},
     {"unanswered", KnobKind::Integer, "", "0", 0, 1000,
-     "The image of a run that he does not answer, nor the verdict after it; 0: none."},
+     "The image of a run that he does not answer, nor the verdict after it; 0: none.",
+     Condition("which image the operator does not answer")},
 };
+constexpr KnobFamily kFamily = {"Automatic operator", ".desk.operator", kRows};
 
-std::span<const KnobRow> Operator::KnobRows() {
-  return kRows;
-}
+}  // namespace
 
 Operator::Operator(Clock& clock, WindowSystem& windows, CameraKeypad keypad, OperatorHands hands)
     : mClock(clock),
       mWindows(windows),
       mKeypad(std::move(keypad)),
       mHands(std::move(hands)),
-      mKnobs(".desk.operator", kRows) {
+      mKnobs(kFamily) {
   mKnobs[kMode].OnWrite([this](const KnobValue& value) {
     const auto& mode = std::get<std::string>(value);
     if (!mode.empty() && mode != "none" && mode != "auto") return false;
@@ -83,7 +78,7 @@ Operator::Operator(Clock& clock, WindowSystem& windows, CameraKeypad keypad, Ope
     return true;
   });
   mKnobs[kOthers].OnWrite([this](const KnobValue& value) {
-    const std::vector<std::string> names = Names(std::get<std::string>(value));
+    const std::vector<std::string> names = SplitNames(std::get<std::string>(value));
     return std::all_of(names.begin(), names.end(), [this](const std::string& name) {
       return ParseKey(name, mKeypad).has_value();
     });
@@ -136,7 +131,7 @@ void Operator::MoveDisplayInAndOut() {
 
 // Every key that the dialog shows, the camera has and nobody hit yet, once, in the dialog's order.
 void Operator::HitKeys(const Sight& sight) {
-  for (const std::string& name : Names(mKnobs[kOthers].Text())) {
+  for (const std::string& name : SplitNames(mKnobs[kOthers].Text())) {
     const auto code = ParseKey(name, mKeypad);
     if (!PauseBeforeAct() || !StillSees(sight)) return;
     if (code) Press(*code);
@@ -193,7 +188,8 @@ void Operator::JudgeImage(const Sight& sight) {
   ++mImage;
   if (mImage == static_cast<int>(mKnobs[kUnanswered].Number())) return;
   if (!PauseBeforeAct() || !StillSees(sight)) return;
-  Press(mImage == static_cast<int>(mKnobs[kFaulty].Number()) ? mKeypad.faulty : mKeypad.good);
+  const bool isFaulty = mImage == static_cast<int>(mKnobs[kFaulty].Number()) || mHands.seesDamage();
+  Press(isFaulty ? mKeypad.faulty : mKeypad.good);
 }
 
 void Operator::React() {

@@ -14,10 +14,11 @@
 
 namespace desk {
 
-// What he can do besides keys and touches.
+// What he can do and see besides keys, touches and dialogs.
 struct OperatorHands {
   std::function<void(bool out)> moveDisplay;
   std::function<void(bool pressed)> pressLaser;
+  std::function<bool()> seesDamage;  // of the pictures that the display shows
 };
 
 class Operator {
@@ -30,8 +31,6 @@ class Operator {
   KnobSet& Knobs() { return mKnobs; }
   // A delivery to that node of the program's tree starts, on its own thread.
   void DeliveryStarts(const std::string& path);
-
-  static std::span<const KnobRow> KnobRows();
 
  private:
   // What he sees: the uppermost window that lies on the screen.
@@ -67,7 +66,6 @@ class Operator {
     kFaulty,
     kUnanswered,
   };
-  static const KnobRow kRows[];
 
   Clock& mClock;
   WindowSystem& mWindows;

@@ -24,24 +24,44 @@ enum Row : std::size_t {
 };
 constexpr KnobRow kRows[] = {
     {"surroundings", KnobKind::Number, "0.01 K", "29800", 0, 100000,
-     "The temperature to which the detector warms up while the cooler is off."},
+     "The temperature to which the detector warms up while the cooler is off.",
+     Condition("how warm it is around the camera").Within(28300, 31300)},
     {"setpoint", KnobKind::Number, "0.01 K", "7000", 0, 100000,
-     "The temperature that the cooler holds (state 2)."},
+     "The temperature that the cooler holds (state 2).",
+     Condition("the temperature that the cooler is set to").Within(6900, 7300)},
     {"reach", KnobKind::Number, "0.01 K", "4000", 0, 100000,
      "The lowest temperature that the cooler reaches without a heat load; a worn one reaches less "
-     "low."},
+     "low.",
+     Breaks({"7500", "the cooler is worn and does not become cold enough", "cooler",
+             "warmer than the set point"})
+         .Within(3500, 6000)},
     {"load", KnobKind::Number, "0.01 K", "0", 0, 100000,
      "Heat load, as the temperature by which it lifts what the cooler reaches. Lifted above the "
      "set "
-     "point it never holds."},
-    {"coolingtime", KnobKind::Number, "s", "190", 0.001, 1e6, "Time constant of cooling down."},
-    {"warmingtime", KnobKind::Number, "s", "1200", 0.001, 1e6, "Time constant of warming up."},
+     "point it never holds.",
+     Breaks({"7500", "the detector's vacuum is lost", "detector", "as much as lifts the cooler above "
+             "its set point"})
+         .Within(0, 500)},
+    {"coolingtime", KnobKind::Number, "s", "190", 0.001, 1e6, "Time constant of cooling down.",
+     Breaks({"1500", "the cooler is weak and takes far too long", "cooler",
+             "more than 1000 s", false,
+             "the test logs how long the cooling takes and judges none of it"})
+         .Within(150, 260)},
+    {"warmingtime", KnobKind::Number, "s", "1200", 0.001, 1e6, "Time constant of warming up.",
+     Condition("how well the detector is insulated").Within(900, 1800)},
     {"ripple", KnobKind::Number, "0.01 K", "12", 0, 10000,
-     "How far the temperature that is held swings at most, either way."},
+     "How far the temperature that is held swings at most, either way.",
+     Breaks({"400", "the cooler's control swings", "cooler", "more than 100 hundredths", false,
+             "the test logs the temperature and judges none of it"})
+         .Within(2, 40)},
     {"starts", KnobKind::Bool, "", "true", 0, 0,
-     "False: the cooler does not start when it is switched on."},
-    {"trip", KnobKind::Trigger, "", "false", 0, 0, "The cooler stops by itself."},
+     "False: the cooler does not start when it is switched on.",
+     Breaks({"false", "the cooler does not start", "cooler"})},
+    {"trip", KnobKind::Trigger, "", "false", 0, 0, "The cooler stops by itself.",
+     Breaks({"true", "the cooler stopped by itself before the test", "cooler", "", false,
+             "the test switches the cooler on again"})},
 };
+constexpr KnobFamily kFamily = {"Detector cooler", ".desk.cooler", kRows};
 
 // The same second always swings the same way: -1 to 1.
 double Swing(std::int64_t second) {
@@ -56,11 +76,7 @@ double Approach(double from, double to, double constants) {
 
 }  // namespace
 
-std::span<const KnobRow> Cooler::KnobRows() {
-  return kRows;
-}
-
-Cooler::Cooler(const Clock& clock) : Peripheral(".desk.cooler", kRows), mClock(clock) {
+Cooler::Cooler(const Clock& clock) : Peripheral(kFamily), mClock(clock) {
   // What was cooled or warmed under the old conditions stays so.
   for (const Row row :
        {kSurroundings, kSetPoint, kReach, kLoad, kCoolingTime, kWarmingTime, kStarts}) {

@@ -16,8 +16,6 @@ class Cooler : public Peripheral {
   void Publish(TARQ::CServerResource& root) override;
   void Restore() override;
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   enum class State : LONG { Off = 0, Cooling = 1, Holding = 2 };
 

@@ -1,9 +1,11 @@
 #include "peripherals/device_node.h"
 
+#include "tarq/node_access.h"
+
 namespace desk {
 
 DeviceNode::DeviceNode(const char* name, const Value& start)
-    : CServerResource(name, start, 0x80000000), mDevices(start) {}
+    : CServerResource(name, start, TARQ::kPlainNode), mDevices(start) {}
 
 void DeviceNode::DeviceChanged() {
   const std::lock_guard lock(mLock);

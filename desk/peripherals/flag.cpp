@@ -11,16 +11,37 @@ enum Row : std::size_t { kStuck, kSticks, kTravel, kReadBack, kSensor };
 constexpr KnobRow kRows[] = {
     {"stuck", KnobKind::Text, "", "", 0, 0,
      "in, out or half: the flag stays there, whatever is commanded; half covers the left half of "
-     "the detector. Empty: it moves."},
+     "the detector. Empty: it moves.",
+     Breaks({"in", "the {device} is stuck in the image path", "", "", false,
+             "this camera's tests of that part look at no picture and at no sensor"},
+            {"out", "the {device} is stuck outside the image path", "", "", false,
+             "this camera's tests of that part look at no picture and at no sensor"},
+            {"half", "the {device} is stuck half way", "", "", false,
+             "this camera's tests of that part look at no picture and at no sensor"})},
     {"sticks", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good moves the flag stays where it is for the next count; counted from this write "
-     "on."},
+     "on.",
+     Breaks({"0,1", "the {device} sticks once", "", "one move", false,
+             "the tests command each end more than once, or look at no picture and no sensor"})},
     {"travel", KnobKind::Number, "s", "0.2", 0, 1e6,
-     "How long after a command truePosition reads between. The image shows the end at once."},
+     "How long after a command truePosition reads between. The image shows the end at once.",
+     Breaks({"5", "the {device} is slow", "", "1 s and more", false,
+             "only the tests that read its end sensor see its time"})
+         .Within(0.05, 0.4)},
     {"readback", KnobKind::Text, "", "", 0, 0,
-     "What position reads; empty: what was commanded last."},
-    {"sensor", KnobKind::Text, "", "", 0, 0, "What truePosition reads; empty: where the flag is."},
+     "What position reads; empty: what was commanded last.",
+     Breaks({"in", "the {device}'s control always reports in"},
+            {"out", "the {device}'s control always reports out"},
+            {"between", "the {device}'s control reports no end"})},
+    {"sensor", KnobKind::Text, "", "", 0, 0, "What truePosition reads; empty: where the flag is.",
+     Breaks({"in", "the {device}'s sensor always reports in", "", "", false,
+             "no test of this camera reads the end sensor"},
+            {"out", "the {device}'s sensor always reports out", "", "", false,
+             "no test of this camera reads the end sensor"},
+            {"between", "the {device}'s sensor reports no end", "", "", false,
+             "no test of this camera reads the end sensor"})},
 };
+constexpr KnobFamily kFamily = {"Shutter and aperture", ".desk.<shutter, aperture>", kRows};
 
 constexpr const char* kEnds[] = {"in", "out", nullptr};
 
@@ -30,12 +51,8 @@ TARQ::CResourceValue Text(const std::string& text) {
 
 }  // namespace
 
-std::span<const KnobRow> Flag::KnobRows() {
-  return kRows;
-}
-
 Flag::Flag(std::string name, const Clock& clock)
-    : Peripheral(".desk." + name, kRows),
+    : Peripheral(".desk." + name, kFamily, name),
       mName(std::move(name)),
       mClock(clock),
       mPart(mKnobs[kStuck], mKnobs[kSticks]) {}

@@ -18,8 +18,6 @@ class Flag : public Peripheral {
 
   double Cover() const { return mPart.Cover(); }
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   std::string mName;
   const Clock& mClock;

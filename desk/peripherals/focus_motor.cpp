@@ -13,16 +13,26 @@ namespace {
 enum Row : std::size_t { kMin, kMax, kSpeed, kBacklash, kOvershoot, kStuck };
 constexpr KnobRow kRows[] = {
     {"min", KnobKind::Integer, "position", "0", -2147483648.0, 2147483647,
-     "The low end of the travel (minPos)."},
+     "The low end of the travel (minPos).",
+     Condition("where the lens type has its near end")},
     {"max", KnobKind::Integer, "position", "8000", -2147483648.0, 2147483647,
-     "The high end of the travel (maxPos)."},
-    {"speed", KnobKind::Number, "position/s", "4000", 0, 1e9, "How fast the lens travels."},
+     "The high end of the travel (maxPos).",
+     Condition("where the lens type has its far end")},
+    {"speed", KnobKind::Number, "position/s", "4000", 0, 1e9, "How fast the lens travels.",
+     Breaks({"500", "the lens is slow", "lens", "it needs more than 6 s from end to end"})},
     {"backlash", KnobKind::Number, "position", "0", 0, 1e9,
-     "By how much a move falls short that goes the other way than the one before."},
+     "By how much a move falls short that goes the other way than the one before.",
+     Breaks({"600", "the lens drive has play", "lens", "250 positions, 500 on lenses to 65535"})
+         .Within(0, 60)},
     {"overshoot", KnobKind::Number, "position", "0", 0, 1e9,
-     "By how much a move goes beyond its target; never beyond the ends of the travel."},
-    {"stuck", KnobKind::Bool, "", "false", 0, 0, "True: the lens stays where it is now."},
+     "By how much a move goes beyond its target; never beyond the ends of the travel.",
+     Breaks({"600", "the lens goes too far", "lens", "250 positions, 500 on lenses to 65535",
+             false, "the tests of this lens go to its ends, where it cannot go too far"})
+         .Within(0, 60)},
+    {"stuck", KnobKind::Bool, "", "false", 0, 0, "True: the lens stays where it is now.",
+     Breaks({"true", "the lens is stuck", "lens"})},
 };
+constexpr KnobFamily kFamily = {"Focus motor", ".desk.focus", kRows};
 
 TARQ::CResourceValue Rounded(double position) {
   return TARQ::CResourceValue(static_cast<LONG>(std::lround(position)));
@@ -30,11 +40,7 @@ TARQ::CResourceValue Rounded(double position) {
 
 }  // namespace
 
-std::span<const KnobRow> FocusMotor::KnobRows() {
-  return kRows;
-}
-
-FocusMotor::FocusMotor(const Clock& clock) : Peripheral(".desk.focus", kRows), mClock(clock) {
+FocusMotor::FocusMotor(const Clock& clock) : Peripheral(kFamily), mClock(clock) {
   // A lens on its way goes on from where it is then; one that sticks stays there.
   for (const Row row : {kMin, kMax, kSpeed}) {
     mKnobs[row].OnWrite([this](const KnobValue& /*value*/) {

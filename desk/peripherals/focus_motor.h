@@ -15,8 +15,6 @@ class FocusMotor : public Peripheral {
   void Publish(TARQ::CServerResource& root) override;
   void Restore() override;
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   double Position() const;
   void MoveTo(double target);

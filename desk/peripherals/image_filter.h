@@ -18,8 +18,6 @@ class ImageFilter : public Peripheral {
   // or not.
   double Change(bool blackBody) const;
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   MovedPart mPart;
   DeviceNode* mPosition = nullptr;  // the tree's

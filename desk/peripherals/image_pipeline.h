@@ -35,8 +35,6 @@ class ImagePipeline : public Peripheral {
 
   FramePreview Preview() const;
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   struct Frame {
     double level;     // counts, uncovered

@@ -7,19 +7,21 @@ namespace desk {
 
 namespace {
 
-enum Row : std::size_t { kShows };
+enum Row : std::size_t { kShows, kDamaged };
 constexpr KnobRow kRows[] = {
     {"shows", KnobKind::ReadOnly, "", "", 0, 0,
      "What the camera's display shows: live, frozen, or the path or name of what was recalled."},
+    {"damaged", KnobKind::Bool, "", "false", 0, 0,
+     "True: every picture has lines in it that do not belong there, as a person sees; the automatic "
+     "operator reports them.",
+     Breaks({"true", "the display shows lines in every picture", "display", "", false,
+             "this camera's tests of the display ask nobody what he sees"})},
 };
+constexpr KnobFamily kFamily = {"The camera's display", ".desk.image", kRows};
 
 }  // namespace
 
-std::span<const KnobRow> ImageService::KnobRows() {
-  return kRows;
-}
-
-ImageService::ImageService() : Peripheral(".desk.image", kRows) {
+ImageService::ImageService() : Peripheral(kFamily) {
   mKnobs[kShows].OnRead([this] { return KnobValue(Describe()); });
 }
 
@@ -27,6 +29,10 @@ std::string ImageService::Describe() const {
   const Shown shown = Now();
   if (!shown.recalled.empty()) return shown.recalled;
   return shown.frozen == nullptr ? "live" : "frozen";
+}
+
+bool ImageService::IsDamaged() const {
+  return mKnobs[kDamaged].Bool();
 }
 
 void ImageService::Publish(TARQ::CServerResource& root) {

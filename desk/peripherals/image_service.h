@@ -29,8 +29,7 @@ class ImageService : public Peripheral {
     bool graphics = true;                   // the camera's own, over the image
   };
   Shown Now() const;
-
-  static std::span<const KnobRow> KnobRows();
+  bool IsDamaged() const;
 
  private:
   std::string Describe() const;

@@ -12,8 +12,6 @@ class Lamp : public Peripheral {
   void Publish(TARQ::CServerResource& root) override;
   void Restore() override;
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   std::string mName;
   TARQ::CServerResource* mSwitch = nullptr;  // the tree's

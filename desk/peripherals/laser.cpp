@@ -10,20 +10,19 @@ namespace {
 enum Row : std::size_t { kPressed, kWorks };
 constexpr KnobRow kRows[] = {
     {"pressed", KnobKind::Bool, "", "false", 0, 0,
-     "The laser button, as whoever holds the camera presses it."},
-    {"works", KnobKind::Bool, "", "true", 0, 0, "False: the laser stays dark."},
+     "The laser button, as whoever holds the camera presses it.",
+     Condition("whether somebody presses the laser button")},
+    {"works", KnobKind::Bool, "", "true", 0, 0, "False: the laser stays dark.",
+     Breaks({"false", "the laser stays dark", "laser"})},
 };
+constexpr KnobFamily kFamily = {"Laser pointer", ".desk.laser", kRows};
 
 }  // namespace
 
-std::span<const KnobRow> Laser::KnobRows() {
-  return kRows;
-}
-
-Laser::Laser() : Peripheral(".desk.laser", kRows) {}
+Laser::Laser() : Peripheral(kFamily) {}
 
 void Laser::Publish(TARQ::CServerResource& root) {
-  mEnable = new TARQ::CServerResource("laserEnable", TARQ::CResourceValue(false), 0x80000000);
+  mEnable = new TARQ::CServerResource("laserEnable", TARQ::CResourceValue(false), TARQ::kPlainNode);
   TARQ::NodeAccess::MakeBranch(root, "power.settings").AddChild(mEnable, nullptr);
   auto* const state = new DeviceNode("laser", TARQ::CResourceValue(false));
   state->OnRead([this] {

@@ -13,8 +13,6 @@ class Laser : public Peripheral {
   // Whoever holds the camera presses its button, or lets it go.
   void Press(bool pressed);
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   TARQ::CServerResource* mEnable = nullptr;  // the tree's
 };

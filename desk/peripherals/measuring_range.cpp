@@ -12,20 +12,18 @@ constexpr double kStart = 80;  // degrees Celsius
 enum Row : std::size_t { kSwitches };
 constexpr KnobRow kRows[] = {
     {"switches", KnobKind::Bool, "", "true", 0, 0,
-     "False: the range stays as it is, whatever is committed."},
+     "False: the range stays as it is, whatever is committed.",
+     Breaks({"false", "the measuring range does not switch", "main board"})},
 };
+constexpr KnobFamily kFamily = {"Measuring range", ".desk.range", kRows};
 
 }  // namespace
 
-std::span<const KnobRow> MeasuringRange::KnobRows() {
-  return kRows;
-}
-
-MeasuringRange::MeasuringRange() : Peripheral(".desk.range", kRows), mHighest(kStart) {}
+MeasuringRange::MeasuringRange() : Peripheral(kFamily), mHighest(kStart) {}
 
 void MeasuringRange::Publish(TARQ::CServerResource& root) {
   TARQ::CServerResource& branch = TARQ::NodeAccess::MakeBranch(root, "image.services.TMax");
-  mSetting = new TARQ::CServerResource("TMax", TARQ::DoubleValue(kStart), 0x80000000);
+  mSetting = new TARQ::CServerResource("TMax", TARQ::DoubleValue(kStart), TARQ::kPlainNode);
   mCommit = new DeviceNode("commit", TARQ::CResourceValue(false));
   mCommit->OnWritten([this](const TARQ::CResourceValue& commit) {
     if (!commit.GetBool() || !mKnobs[kSwitches].Bool()) return;

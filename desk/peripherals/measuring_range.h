@@ -18,8 +18,6 @@ class MeasuringRange : public Peripheral {
 
   double Highest() const;  // degrees Celsius
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   mutable std::mutex mLock;
   double mHighest;

@@ -13,8 +13,11 @@ namespace desk {
 
 class Peripheral {
  public:
-  Peripheral(std::string knobPrefix, std::span<const KnobRow> rows)
-      : mKnobs(std::move(knobPrefix), rows) {}
+  // part: the replaceable unit that it is.
+  Peripheral(std::string knobPrefix, const KnobFamily& family, std::string part)
+      : mKnobs(std::move(knobPrefix), family, std::move(part)) {}
+  // With the family's own prefix.
+  explicit Peripheral(const KnobFamily& family) : mKnobs(family) {}
   virtual ~Peripheral() = default;
   Peripheral(const Peripheral&) = delete;
   Peripheral& operator=(const Peripheral&) = delete;

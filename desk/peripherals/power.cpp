@@ -9,18 +9,24 @@ namespace {
 
 enum GpsRow : std::size_t { kConnected, kReady };
 constexpr KnobRow kGpsRows[] = {
-    {"connected", KnobKind::Bool, "", "true", 0, 0, "False: the receiver finds no connection."},
+    {"connected", KnobKind::Bool, "", "true", 0, 0, "False: the receiver finds no connection.",
+     Breaks({"false", "the GPS receiver finds no connection", "GPS receiver"})},
     {"ready", KnobKind::Number, "s", "0", 0, 1e6,
-     "How long after its power came the receiver reports that it is connected."},
+     "How long after its power came the receiver reports that it is connected.",
+     Breaks({"5", "the GPS receiver takes too long", "GPS receiver", "the test asks at once"})},
 };
+constexpr KnobFamily kGps = {"GPS receiver", ".desk.gps", kGpsRows};
 
 enum DisplayRow : std::size_t { kOut, kMagnet };
 constexpr KnobRow kDisplayRows[] = {
     {"out", KnobKind::Bool, "", "true", 0, 0,
-     "The display's position, as whoever holds the camera moves it."},
+     "The display's position, as whoever holds the camera moves it.",
+     Condition("where whoever holds the camera has put the display")},
     {"magnet", KnobKind::Bool, "", "true", 0, 0,
-     "False: the position sensor does not see the display's magnet and reads true."},
+     "False: the position sensor does not see the display's magnet and reads true.",
+     Breaks({"false", "the display's magnet is missing or out of place", "display"})},
 };
+constexpr KnobFamily kDisplay = {"Display position", ".desk.display", kDisplayRows};
 
 // A knob that is written is a change, also when the node then says the same as before.
 void TellOfKnobs(KnobSet& knobs, DeviceNode& node) {
@@ -34,11 +40,7 @@ void TellOfKnobs(KnobSet& knobs, DeviceNode& node) {
 
 }  // namespace
 
-std::span<const KnobRow> Gps::KnobRows() {
-  return kGpsRows;
-}
-
-Gps::Gps(const Clock& clock) : Peripheral(".desk.gps", kGpsRows), mClock(clock) {}
+Gps::Gps(const Clock& clock) : Peripheral(kGps), mClock(clock) {}
 
 void Gps::Publish(TARQ::CServerResource& root) {
   mState = new DeviceNode("gpsOK", TARQ::CResourceValue(false));
@@ -75,11 +77,7 @@ void Gps::Switch(bool on) {
   mState->DeviceChanged();
 }
 
-std::span<const KnobRow> Display::KnobRows() {
-  return kDisplayRows;
-}
-
-Display::Display() : Peripheral(".desk.display", kDisplayRows) {}
+Display::Display() : Peripheral(kDisplay) {}
 
 void Display::Publish(TARQ::CServerResource& root) {
   mSensor = new DeviceNode("lcdOut", TARQ::CResourceValue(true));

@@ -15,8 +15,6 @@ class Gps : public Peripheral {
   void Publish(TARQ::CServerResource& root) override;
   void Restore() override;
 
-  static std::span<const KnobRow> KnobRows();
-
  private:
   bool IsReady() const;
   void Switch(bool on);
@@ -35,8 +33,6 @@ class Display : public Peripheral {
   void Restore() override {}
   // Whoever holds the camera moves its display.
   void Move(bool out);
-
-  static std::span<const KnobRow> KnobRows();
 
  private:
   DeviceNode* mSensor = nullptr;  // the tree's

@@ -128,13 +128,17 @@ void Api::Handle(const Request& request, const Send& send) {
     SendFile(path.substr(kFilesPrefix.size() - 1), send);
   } else if (path == "/api/v1/screen.png") {
     SendScreen(target->QueryValue("display") == "viewfinder", send);
+  } else if (path == "/api/v1/knobs") {
+    mThreads.aside([this, send] {
+      send({200, "application/json", Dump(KnobsJson(mCamera))});
+    });
   } else if (path == "/api/v1/events") {
     send(Events(request, *target));
   } else if (path == "/healthz") {
     send({200, "application/json", R"({"status":"ok"})"});
   } else {
     send(Problem(404, "No such resource",
-                 "try /api/v1/task, /api/v1/camera, /api/v1/events, /api/v1/files/{path}, "
+                 "try /api/v1/task, /api/v1/camera, /api/v1/knobs, /api/v1/events, /api/v1/files/{path}, "
                  "/api/v1/screen.png or /healthz"));
   }
 }

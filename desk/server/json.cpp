@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <typeinfo>
 
+#include "camera/knob_table.h"
 #include "tarq/node_access.h"
 
 namespace desk {
@@ -149,6 +150,58 @@ std::optional<CResourceValue> ValueFromJson(const Json& json, ValueType type) {
 
 std::string Dump(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+namespace {
+
+Json KnobValueJson(const KnobRow& row, const KnobValue& value) {
+  if (const bool* const truth = std::get_if<bool>(&value)) return *truth;
+  if (const auto* const text = std::get_if<std::string>(&value)) return *text;
+  const double number = std::get<double>(value);
+  return row.kind == KnobKind::Integer ? Json(static_cast<std::int64_t>(number)) : Json(number);
+}
+
+Json FaultJson(const CameraFault& fault) {
+  Json json;
+  json["value"] = fault.value;
+  json["what"] = fault.what;
+  json["part"] = fault.part;
+  if (!fault.row->from.empty()) json["from"] = fault.row->from;
+  json["at_start"] = fault.row->atStart;
+  if (!fault.row->unseen.empty()) json["unseen"] = fault.row->unseen;
+  return json;
+}
+
+Json KnobJson(const Camera& camera, const KnobSet& set, const Knob& knob) {
+  const KnobRow& row = knob.Row();
+  Json json;
+  json["path"] = (set.Prefix() + ".").append(row.name).substr(1);
+  json["device"] = set.Family().title;
+  json["kind"] = KindText(row.kind);
+  json["unit"] = row.unit;
+  if (HasDefault(row.kind)) json["start"] = KnobValueJson(row, knob.Start());
+  if (row.kind == KnobKind::Integer || row.kind == KnobKind::Number) {
+    json["range"] = {row.least, row.most};
+  }
+  json["meaning"] = row.meaning;
+  if (!row.role.condition.empty()) json["condition"] = row.role.condition;
+  if (row.role.least < row.role.most) json["healthy"] = {row.role.least, row.role.most};
+  json["faults"] = Json::array();
+  for (const CameraFault& fault : FaultsOf(camera, set, row)) {
+    json["faults"].push_back(FaultJson(fault));
+  }
+  return json;
+}
+
+}  // namespace
+
+Json KnobsJson(const Camera& camera) {
+  Json json;
+  json["knobs"] = Json::array();
+  for (KnobSet* const set : camera.KnobSets()) {
+    for (const Knob& knob : set->All()) json["knobs"].push_back(KnobJson(camera, *set, knob));
+  }
+  return json;
 }
 
 }  // namespace desk

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "camera/camera.h"
 #include "common_dll.h"
 #include "tarq/deliveries.h"
 #include "trace/event_log.h"
@@ -25,5 +26,8 @@ std::optional<TARQ::CResourceValue> ValueFromJson(const nlohmann::ordered_json& 
 
 // Bytes that are no UTF-8 (a text cut in a character) are replaced, never refused.
 std::string Dump(const nlohmann::ordered_json& json);
+
+// All knobs of the camera: what each turns, its faults, and where a healthy camera may be.
+nlohmann::ordered_json KnobsJson(const Camera& camera);
 
 }  // namespace desk

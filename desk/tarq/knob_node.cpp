@@ -43,7 +43,7 @@ class KnobNode : public TARQ::CServerResource {
  public:
   explicit KnobNode(Knob& knob)
       : CServerResource(TARQ::CResourcePath(std::string(knob.Row().name)),
-                        CResourceValue(NodeType(knob.Row().kind)), 0x80000000),
+                        CResourceValue(NodeType(knob.Row().kind)), TARQ::kPlainNode),
         mKnob(knob) {}
 
   DWORD SetImpl(CResourceValue& value, bool& changed) override {

@@ -18,6 +18,9 @@ inline CResourceValue DoubleValue(double number) {
   return value;
 }
 
+// The attributes of a node that is published as it is.
+constexpr DWORD kPlainNode = 0x80000000;
+
 // Which of the program's calls on the camera-wide tree are to fail.
 class AccessRules {
  public:

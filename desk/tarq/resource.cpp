@@ -167,7 +167,7 @@ DWORD CTrigResource::GetImpl(CResourceValue& value) {
 }
 
 CResourceTree::CResourceTree()
-    : mRoot(new CServerResource(CResourcePath(""), kBranchNode, 0x80000000)) {
+    : mRoot(new CServerResource(CResourcePath(""), kBranchNode, kPlainNode)) {
   mRoot->mTree = this;
 }
 
@@ -237,7 +237,7 @@ CServerResource& NodeAccess::MakeBranch(CServerResource& from, std::string_view 
     const std::string name(path.substr(0, path.find('.')));
     CServerResource* next = Find(*node, name);
     if (next == nullptr) {
-      next = new CServerResource(CResourcePath(name), kBranchNode, 0x80000000);
+      next = new CServerResource(CResourcePath(name), kBranchNode, kPlainNode);
       node->AddChild(next, nullptr);
     }
     node = next;

@@ -76,7 +76,7 @@ DWORD CVersionSupport::CreateVersionEntrySW(const CResourcePath& path, const SWr
   CText number;
   number.Format("%u.%u.%u.%u", version.major, version.minor, version.revision, version.build);
   const auto add = [&entry](const char* name, const char* text) {
-    entry.AddChild(new CServerResource(name, CResourceValue(text), 0x80000000), nullptr);
+    entry.AddChild(new CServerResource(name, CResourceValue(text), kPlainNode), nullptr);
   };
   add("number", number.AsChar());
   add("date", version.date);

@@ -43,6 +43,11 @@ struct Options {
   bool tap = false;
   std::string after;
   unsigned count = 0;  // of events; 0: until the end
+  unsigned pairs = 0;  // of faults at once
+  unsigned seed = 1;
+  bool csv = false;
+  bool asItIs = false;      // break nothing, restore nothing: one run
+  bool skipMemory = false;  // the test of the video memory is left out
 };
 
 // Each does what its word says and returns the exit code.
@@ -55,6 +60,7 @@ int Set(client::CameraClient& camera, const Options& options);
 int Reset(client::CameraClient& camera, const Options& options);
 int Run(client::CameraClient& camera, const Options& options);
 int Log(client::CameraClient& camera, const Options& options);
+int Faults(client::CameraClient& camera, const Options& options);
 int Watch(client::CameraClient& camera, const Options& options);
 
 }  // namespace diagorctl

@@ -81,6 +81,17 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
   sub->add_flag("--camera", options.resetCamera, "Restore the simulated camera too");
   sub = add("log", "Print the log file", Log);
   sub->add_flag("--system", options.systemLog, "Print the system log instead");
+  sub = add("faults", "Make a simulated camera's faults and show what its tests make of them",
+            Faults);
+  sub->add_option("glob", options.globs,
+                  "Which: knobs or path=value; all without one. \"list\" before them: only list");
+  sub->add_option("--pairs", options.pairs, "Also so many pairs of them, for what hides what")
+      ->check(CLI::Range(0U, 100000U));
+  sub->add_option("--seed", options.seed, "Which pairs")->capture_default_str();
+  sub->add_flag("--csv", options.csv, "Print a row for each fault and item that differs")
+      ->excludes(app.get_option("--json"));
+  sub->add_flag("--no-memory", options.skipMemory, "Leave the video memory's test out");
+  sub->add_flag("--as-it-is", options.asItIs, "Break nothing: the results of one run, as JSON");
   sub = add("watch", "Print what happens on the camera, until Ctrl-C", Watch);
   sub->add_option("--after", options.after,
                   "Begin after the event of that id; 0: all that is kept");

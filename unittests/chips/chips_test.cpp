@@ -82,8 +82,9 @@ TEST_F(ChipTest, EepromStoresBehindAnAddressThatWraps) {
 }
 
 TEST(FaultCounterTest, SkipsThenFailsThenAnswersAgain) {
-  constexpr desk::KnobRow kRows[] = {{"fail", desk::KnobKind::Text, "", "0,0", 0, 0, ""}};
-  desk::KnobSet knobs(".x", kRows);
+  static constexpr desk::KnobRow kRows[] = {{"fail", desk::KnobKind::Text, "", "0,0", 0, 0, ""}};
+  static constexpr desk::KnobFamily kFamily = {"", ".x", kRows};
+  desk::KnobSet knobs(kFamily);
   desk::FaultCounter faults(knobs[0]);
   const auto strikes = [&faults](int requests) {
     std::string text;

@@ -1,0 +1,224 @@
+#include "client/fault_study.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <set>
+
+#include "client/cooler_plan.h"
+#include "client/run_plan.h"
+
+namespace client {
+
+namespace {
+
+constexpr char kVideoMemory[] = ".desk.video.";
+constexpr char kMemoryTest[] = "CResBitVDDR";
+
+bool StartsWithAny(const std::string& text, std::initializer_list<const char*> beginnings) {
+  return std::any_of(beginnings.begin(), beginnings.end(),
+                     [&text](const char* each) { return text.starts_with(each); });
+}
+
+// What the video memory's test goes through. Any other fault leaves it alone.
+bool ReachesVideoMemory(const KnobFault& fault) {
+  return StartsWithAny(fault.path, {kVideoMemory, ".desk.driver.fvd1."});
+}
+
+// Likewise the cooler's plan, of many hundred steps.
+bool ReachesCooler(const KnobFault& fault) {
+  const std::string nodes = "system.cooler";
+  const bool namesNodes =
+      StartsWithAny(fault.path, {".desk.hidden", ".desk.unreadable", ".desk.refused"});
+  const bool namesCoolers = fault.value.starts_with(nodes) || nodes.starts_with(fault.value + ".");
+  return StartsWithAny(fault.path, {".desk.cooler.", ".desk.lost", ".desk.nodes."}) ||
+         (namesNodes && namesCoolers);
+}
+
+std::string ResultOf(const Attempt& attempt) {
+  const std::size_t end = attempt.value.find_last_not_of(' ');
+  const std::string text = attempt.value.substr(0, end + 1);
+  if (attempt.passed || text.starts_with("E ")) return text;
+  char status[16];
+  std::snprintf(status, sizeof status, "0x%X", static_cast<unsigned>(attempt.status));
+  return std::string("no result, status ") + status;
+}
+
+ItemResult RunOne(CameraClient& camera, const TestItem& item) {
+  Attempt attempt;
+  attempt.path = item.path;
+  if (IsCooler(item.className)) {
+    RunCooler(camera, attempt);
+  } else {
+    Judge(camera.Set(item.path, "run"), attempt);
+  }
+  return {item.path, item.className, ResultOf(attempt)};
+}
+
+bool Shows(const std::vector<ItemResult>& signature, const std::vector<ItemResult>& run) {
+  return std::any_of(signature.begin(), signature.end(), [&run](const ItemResult& each) {
+    return std::any_of(run.begin(), run.end(),
+                       [&each](const ItemResult& other) { return other.path == each.path; });
+  });
+}
+
+void AddLost(const std::vector<ItemResult>& signature, const std::vector<ItemResult>& run,
+             std::vector<std::string>& lost) {
+  for (const ItemResult& each : signature) {
+    if (!Shows({each}, run)) lost.push_back(each.path);
+  }
+}
+
+}  // namespace
+
+std::vector<KnobFault> FaultsOf(const Json& knobs, const std::vector<std::string>& globs) {
+  std::vector<KnobFault> faults;
+  for (const Json& knob : knobs["knobs"]) {
+    for (const Json& row : knob["faults"]) {
+      KnobFault fault;
+      fault.path.append(".").append(knob["path"].get<std::string>());
+      fault.value = row["value"].get<std::string>();
+      fault.what = row["what"].get<std::string>();
+      fault.part = row["part"].get<std::string>();
+      fault.unseen = row.value("unseen", "");
+      fault.atStart = row["at_start"].get<bool>();
+      const std::string name = fault.path + "=" + fault.value;
+      const auto matches = [&](const std::string& glob) {
+        return fnmatch(glob.c_str(), name.c_str(), 0) == 0 ||
+               fnmatch(glob.c_str(), fault.path.c_str(), 0) == 0;
+      };
+      if (globs.empty() || std::any_of(globs.begin(), globs.end(), matches)) {
+        faults.push_back(std::move(fault));
+      }
+    }
+  }
+  return faults;
+}
+
+std::vector<ItemResult> RunAll(CameraClient& camera, const LongTests& tests) {
+  camera.Set("test.clearResult", true);
+  std::vector<ItemResult> results;
+  for (const TestItem& item : TestItems(camera)) {
+    const bool isSkipped = (item.className == kMemoryTest && !tests.memory) ||
+                           (IsCooler(item.className) && !tests.cooler);
+    if (NeverEnds(item.className) || isSkipped) continue;
+    results.push_back(RunOne(camera, item));
+  }
+  return results;
+}
+
+// A run that left a test out says nothing of it.
+std::vector<ItemResult> Differences(const std::vector<ItemResult>& healthy,
+                                    const std::vector<ItemResult>& run) {
+  std::vector<ItemResult> differences;
+  std::copy_if(run.begin(), run.end(), std::back_inserter(differences),
+               [&healthy](const ItemResult& each) {
+                 const auto same = [&each](const ItemResult& other) {
+                   return other.path == each.path && other.result == each.result;
+                 };
+                 return std::none_of(healthy.begin(), healthy.end(), same);
+               });
+  return differences;
+}
+
+FaultStudy::FaultStudy(CameraClient& camera, const LongTests& tests, Progress progress)
+    : mCamera(camera), mTests(tests), mProgress(std::move(progress)) {}
+
+void FaultStudy::Restore() {
+  mCamera.Set(".desk.restore", true);
+}
+
+const std::vector<ItemResult>& FaultStudy::Healthy() {
+  if (mHealthy.empty()) {
+    Restore();
+    mHealthy = RunAll(mCamera, mTests);
+  }
+  return mHealthy;
+}
+
+std::vector<ItemResult> FaultStudy::RunWith(const std::vector<const KnobFault*>& faults) {
+  Restore();
+  LongTests reached = {false, false};
+  for (const KnobFault* const fault : faults) {
+    mCamera.Set(fault->path, fault->value);
+    reached.memory = reached.memory || (mTests.memory && ReachesVideoMemory(*fault));
+    reached.cooler = reached.cooler || (mTests.cooler && ReachesCooler(*fault));
+  }
+  return Differences(mHealthy, RunAll(mCamera, reached));
+}
+
+std::vector<FaultOutcome> FaultStudy::MakeEach(const std::vector<KnobFault>& faults) {
+  Healthy();
+  std::vector<FaultOutcome> outcomes;
+  for (const KnobFault& fault : faults) {
+    // Without that test nothing can be said of the memory's own faults.
+    const bool isLeftOut = !mTests.memory && fault.path.starts_with(kVideoMemory);
+    if (fault.atStart || isLeftOut) continue;
+    outcomes.push_back({fault, {}});
+  }
+  std::size_t done = 0;
+  for (FaultOutcome& outcome : outcomes) {
+    mProgress(done++, outcomes.size(), outcome.fault.what);
+    outcome.differences = RunWith({&outcome.fault});
+  }
+  Restore();
+  return outcomes;
+}
+
+std::vector<PairOutcome> FaultStudy::MakePairs(const std::vector<FaultOutcome>& outcomes,
+                                               unsigned count, unsigned seed) {
+  std::vector<std::size_t> detected;
+  std::set<std::string> knobs;
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    if (outcomes[i].differences.empty()) continue;
+    detected.push_back(i);
+    knobs.insert(outcomes[i].fault.path);
+  }
+  std::vector<PairOutcome> pairs;
+  if (knobs.size() < 2) return pairs;
+  std::mt19937 numbers(seed);  // the same on every machine, as a distribution would not be
+  const auto draw = [&] { return detected[numbers() % detected.size()]; };
+  while (pairs.size() < count) {
+    PairOutcome pair;
+    pair.first = draw();
+    pair.second = draw();
+    const FaultOutcome& first = outcomes[pair.first];
+    const FaultOutcome& second = outcomes[pair.second];
+    if (first.fault.path == second.fault.path) continue;
+    mProgress(pairs.size(), count, first.fault.what + " and " + second.fault.what);
+    const std::vector<ItemResult> run = RunWith({&first.fault, &second.fault});
+    pair.hidesFirst = !Shows(first.differences, run);
+    pair.hidesSecond = !Shows(second.differences, run);
+    AddLost(first.differences, run, pair.lost);
+    AddLost(second.differences, run, pair.lost);
+    pairs.push_back(std::move(pair));
+  }
+  Restore();
+  return pairs;
+}
+
+Diagnosability Measure(const std::vector<FaultOutcome>& outcomes) {
+  Diagnosability measured;
+  measured.made = outcomes.size();
+  std::map<std::string, std::vector<std::size_t>> groups;
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    std::string signature;
+    for (const ItemResult& each : outcomes[i].differences) {
+      signature.append(each.path).append("=").append(each.result).append("\n");
+    }
+    if (!signature.empty()) groups[signature].push_back(i);
+  }
+  for (const auto& [signature, members] : groups) {
+    std::set<std::string> parts;
+    for (const std::size_t i : members) parts.insert(outcomes[i].fault.part);
+    measured.detected += members.size();
+    if (parts.size() == 1) measured.toOnePart += members.size();
+    if (parts.size() <= 3) measured.toThreeParts += members.size();
+    measured.groups.push_back(members);
+  }
+  return measured;
+}
+
+}  // namespace client
