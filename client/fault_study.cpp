@@ -37,15 +37,6 @@ bool ReachesCooler(const KnobFault& fault) {
          (namesNodes && namesCoolers);
 }
 
-std::string ResultOf(const Attempt& attempt) {
-  const std::size_t end = attempt.value.find_last_not_of(' ');
-  const std::string text = attempt.value.substr(0, end + 1);
-  if (attempt.passed || text.starts_with("E ")) return text;
-  char status[16];
-  std::snprintf(status, sizeof status, "0x%X", static_cast<unsigned>(attempt.status));
-  return std::string("no result, status ") + status;
-}
-
 ItemResult RunOne(CameraClient& camera, const TestItem& item) {
   Attempt attempt;
   attempt.path = item.path;
@@ -54,7 +45,7 @@ ItemResult RunOne(CameraClient& camera, const TestItem& item) {
   } else {
     Judge(camera.Set(item.path, "run"), attempt);
   }
-  return {item.path, item.className, ResultOf(attempt)};
+  return {item.path, item.className, ResultText(attempt)};
 }
 
 bool Shows(const std::vector<ItemResult>& signature, const std::vector<ItemResult>& run) {

@@ -11,11 +11,11 @@
 namespace client {
 
 struct KnobFault {
-  std::string path;    // of the knob, as it is typed: ".desk.focus.stuck"
-  std::string value;   // that makes it
-  std::string what;    // "the lens is stuck"
-  std::string part;    // the replaceable unit
-  std::string unseen;  // why no test reports it, where none does
+  std::string path;      // of the knob, as it is typed: ".desk.focus.stuck"
+  std::string value;     // that makes it
+  std::string what;      // "the lens is stuck"
+  std::string part;      // the replaceable unit
+  std::string unseen;    // why no test reports it, where none does
   bool atStart = false;  // made by DIAGOR_KNOBS alone
 };
 
@@ -32,8 +32,8 @@ struct ItemResult {
   bool operator==(const ItemResult&) const = default;
 };
 
-// Tests that take long also on the virtual clock, and whether they are run: by default where a fault
-// can reach them.
+// Tests that take long also on the virtual clock, and whether they are run: by default where a
+// fault can reach them.
 struct LongTests {
   bool memory = true;  // of the video memory
   bool cooler = true;  // the cooler's plan

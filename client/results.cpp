@@ -85,6 +85,23 @@ std::string Lines(const std::vector<std::string>& records) {
   return text;
 }
 
+std::string CauseText(const Cause& cause) {
+  return std::string(cause.what).append(" [").append(cause.part).append("]");
+}
+
+// The first ones on a line; the rest is counted.
+std::string CausesText(const std::vector<Cause>& causes) {
+  constexpr std::size_t kMost = 3;
+  std::string text;
+  for (std::size_t i = 0; i < std::min(kMost, causes.size()); ++i) {
+    text.append(text.empty() ? "" : "; ").append(CauseText(causes[i]));
+  }
+  if (causes.size() > kMost) {
+    text.append("; ").append(std::to_string(causes.size() - kMost)).append(" more");
+  }
+  return text;
+}
+
 void AddAttempt(pugi::xml_node& suite, const Attempt& attempt, bool hasRounds) {
   const std::size_t dot = attempt.path.rfind('.');
   std::string name = attempt.path.substr(dot + 1);
@@ -94,6 +111,10 @@ void AddAttempt(pugi::xml_node& suite, const Attempt& attempt, bool hasRounds) {
   Add(entry, "name", name);
   Add(entry, "time", Fixed(attempt.seconds, 3));
   Add(entry, "status", attempt.value);
+  if (!attempt.causes.empty()) {
+    pugi::xml_node properties = entry.append_child("properties");
+    for (const Cause& cause : attempt.causes) AddProperty(properties, "cause", CauseText(cause));
+  }
   if (!attempt.problem.empty()) {
     pugi::xml_node error = entry.append_child("error");
     Add(error, "type", "no result");
@@ -123,6 +144,13 @@ std::size_t CountWithoutResult(const std::vector<Attempt>& attempts) {
                     [](const Attempt& attempt) { return !attempt.problem.empty(); }));
 }
 
+void AddCauses(Report& report) {
+  for (Attempt& attempt : report.attempts) {
+    if (attempt.passed || !attempt.problem.empty()) continue;
+    attempt.causes = CausesOf(attempt.path, attempt.className, ResultText(attempt), report.camera);
+  }
+}
+
 std::string Printable(std::string_view text) {
   static constexpr std::pair<char, const char*> kShort[] = {
       {'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}};
@@ -148,7 +176,7 @@ std::string Printable(std::string_view text) {
   return shown;
 }
 
-void WriteTable(std::ostream& out, const Report& report, TableStyle style) {
+void WriteTable(std::ostream& out, const Report& report, TableStyle style, bool showsCauses) {
   const bool colour = style == TableStyle::Coloured;
   const auto shown = [style](const std::string& text) {
     return style == TableStyle::Plain ? text : Printable(text);
@@ -169,6 +197,9 @@ void WriteTable(std::ostream& out, const Report& report, TableStyle style) {
     out << std::setw(10) << shown(ResultOf(attempt));
     if (colour) out << kPlain;
     out << std::setw(9) << Fixed(attempt.seconds, 1) << shown(Trimmed(attempt.message)) << "\n";
+    if (showsCauses && !attempt.causes.empty()) {
+      out << "    likely: " << shown(CausesText(attempt.causes)) << "\n";
+    }
   }
   const std::size_t failed = CountFailed(attempts);
   const std::size_t without = CountWithoutResult(attempts);
@@ -200,6 +231,10 @@ void WriteJson(std::ostream& out, const Report& report) {
     entry["seconds"] = attempt.seconds;
     entry["records"] = attempt.records;
     if (!attempt.problem.empty()) entry["problem"] = attempt.problem;
+    if (!attempt.causes.empty()) entry["causes"] = Json::array();
+    for (const Cause& cause : attempt.causes) {
+      entry["causes"].push_back({{"what", cause.what}, {"part", cause.part}});
+    }
     json["attempts"].push_back(std::move(entry));
   }
   out << json.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
@@ -242,6 +277,8 @@ void WriteTap(std::ostream& out, const Report& report) {
         << "  seconds: " << Fixed(attempt.seconds, 3) << "\n";
     if (!attempt.records.empty()) out << "  records:\n";
     for (const std::string& record : attempt.records) out << "    - " << Quoted(record) << "\n";
+    if (!attempt.causes.empty()) out << "  causes:\n";
+    for (const Cause& cause : attempt.causes) out << "    - " << Quoted(CauseText(cause)) << "\n";
     out << "  ...\n";
   }
   if (report.isWhole) {

@@ -18,12 +18,16 @@ struct Report {
   bool isWhole = false;  // false: the run ended before its end
 };
 
+// Gives each failure the causes that are known for it.
+void AddCauses(Report& report);
+
 // A terminal obeys control characters: there a text of the camera has escapes (\n, \x1B) in their
 // place, also in place of a line's end.
 std::string Printable(std::string_view text);
 
 enum class TableStyle { Plain, Terminal, Coloured };  // the last is for a terminal too
-void WriteTable(std::ostream& out, const Report& report, TableStyle style);
+// showsCauses: a failure has a line with its causes below it.
+void WriteTable(std::ostream& out, const Report& report, TableStyle style, bool showsCauses);
 void WriteJson(std::ostream& out, const Report& report);
 // The XML that build and test servers collect, a testcase an attempt: its status is the stored
 // result; a failure has it as its type; an error is an attempt without a result.

@@ -3,6 +3,7 @@
 #include <fnmatch.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 
@@ -159,6 +160,15 @@ std::string MessageOf(const std::string& record, const std::string& value) {
   return record.substr(start);
 }
 
+std::string ResultText(const Attempt& attempt) {
+  const std::size_t end = attempt.value.find_last_not_of(' ');
+  std::string text = attempt.value.substr(0, end + 1);
+  if (attempt.passed || text.starts_with("E ")) return text;
+  char status[16] = {};
+  std::snprintf(status, sizeof status, "0x%X", static_cast<unsigned>(attempt.status));
+  return std::string("no result, status ").append(status);
+}
+
 void Judge(const Json& reply, Attempt& attempt) {
   attempt.status = reply["status"].get<std::uint32_t>();
   const Json& value = reply["value"];
@@ -202,6 +212,7 @@ void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOpti
     for (const TestItem& item : items) {
       Attempt attempt;
       attempt.path = item.path;
+      attempt.className = item.className;
       attempt.round = round;
       progress(attempt, Phase::Begins);
       watch.Begin(attempt);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "client/camera_client.h"
+#include "client/dictionary.h"
 
 namespace client {
 
@@ -38,6 +39,7 @@ std::vector<TestItem> Select(const std::vector<TestItem>& items,
 
 struct Attempt {
   std::string path;
+  std::string className;
   unsigned round = 1;
   bool passed = false;
   std::uint32_t status = 0;
@@ -46,7 +48,8 @@ struct Attempt {
   std::string started;  // the camera's local time, as 2013-08-29T12:00:00
   double seconds = 0;   // of the camera's clock
   std::vector<std::string> records;
-  std::string problem;  // why there is no result: refused, interrupted, no camera; else empty
+  std::string problem;        // why there is no result: refused, interrupted, no camera; else empty
+  std::vector<Cause> causes;  // known ones of a failure, most likely first
 };
 
 // Of an attempt: it begins; it has come to another stage, whose name is its message; it has ended.
@@ -67,6 +70,10 @@ void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOpti
 
 // What the reply to a test's write says, into the attempt.
 void Judge(const Json& reply, Attempt& attempt);
+
+// What the attempt came to, as the dictionary names it: the stored text without its blanks, or
+// "no result, status 0x..." of a test that failed without storing one.
+std::string ResultText(const Attempt& attempt);
 
 // The message of a log line or a system log record of an item that holds that result.
 std::string MessageOf(const std::string& record, const std::string& value);

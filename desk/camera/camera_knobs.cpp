@@ -81,11 +81,13 @@ constexpr KnobRow kInputRows[] = {
     {"lostkeys", KnobKind::Text, "keys", "", 0, 0,
      "Keys that send nothing when they are pressed: names or codes, separated by commas; *: all of "
      "them.",
-     Breaks({"*", "the keypad sends nothing", "keypad"},
+     Breaks({"*", "the keypad sends nothing", "keypad", "", false,
+             "this camera has no test of its keys"},
             {"{key}", "the key {key} sends nothing", "keypad", "", false,
              "no test of this camera asks for that key"})},
     {"lostpanel", KnobKind::Text, "", "", 0, 0,
-     "left, right, top, bottom or all: the part of the touch panel that feels nothing. Empty: none.",
+     "left, right, top, bottom or all: the part of the touch panel that feels nothing. Empty: "
+     "none.",
      Breaks({"all", "the touch panel feels nothing", "touch screen", "", false, kNoTouchTest},
             {"left", "the left half of the touch panel feels nothing", "touch screen", "", false,
              kNoTouchTest},

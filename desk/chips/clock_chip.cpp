@@ -42,17 +42,17 @@ std::int64_t CalendarStart(const Clock& clock) {
 
 }  // namespace
 
-ClockChip::ClockChip(const Clock& clock) : mClock(clock), mKnobs(kFamily) {
+ClockChip::ClockChip(const Clock& clock) : mClock(clock), mKnobs(kFamily), mCount(clock) {
   // The seconds that were counted under the old rate stay counted.
   const auto settle = [this](const KnobValue& /*value*/) {
-    Rebase(Seconds());
+    mCount.Set(Seconds());
     return true;
   };
   mKnobs[kRate].OnWrite(settle);
   mKnobs[kHalt].OnWrite(settle);
   mKnobs[kSeconds].OnWrite([this](const KnobValue& value) {
     const double minute = std::floor(Seconds() / 60) * 60;
-    Rebase(minute + std::get<double>(value));
+    mCount.Set(minute + std::get<double>(value));
     return true;
   });
   mKnobs[kSeconds].OnRead([this] { return KnobValue(static_cast<double>(WholeSeconds() % 60)); });
@@ -61,24 +61,15 @@ ClockChip::ClockChip(const Clock& clock) : mClock(clock), mKnobs(kFamily) {
 
 // The chip is set to the camera's local time.
 void ClockChip::Restore() {
-  Rebase(static_cast<double>(CalendarStart(mClock)));
-}
-
-void ClockChip::Rebase(double seconds) {
-  const std::lock_guard lock(mLock);
-  mSetSeconds = seconds;
-  mSetAt = mClock.Now();
+  mCount.Set(static_cast<double>(CalendarStart(mClock)));
 }
 
 double ClockChip::Seconds() const {
-  const double rate = mKnobs[kHalt].Bool() ? 0 : mKnobs[kRate].Number();
-  const std::lock_guard lock(mLock);
-  return mSetSeconds + rate * ToSeconds(mClock.Now() - mSetAt);
+  return mCount.At(mKnobs[kHalt].Bool() ? 0 : mKnobs[kRate].Number());
 }
 
-// A microsecond forgives what a product of doubles may lack to a whole second.
 std::int64_t ClockChip::WholeSeconds() const {
-  return static_cast<std::int64_t>(std::floor(Seconds() + 1e-6));
+  return static_cast<std::int64_t>(std::floor(Seconds()));
 }
 
 std::uint8_t ClockChip::ByteAt(std::uint8_t address, std::int64_t seconds) const {

@@ -2,9 +2,8 @@
 // then a control register. The top bit of the seconds halts the oscillator.
 #pragma once
 
-#include <mutex>
-
 #include "chips/chip.h"
+#include "clock/running_count.h"
 
 namespace desk {
 
@@ -19,14 +18,11 @@ class ClockChip : public Chip {
  private:
   double Seconds() const;
   std::int64_t WholeSeconds() const;
-  void Rebase(double seconds);
   std::uint8_t ByteAt(std::uint8_t address, std::int64_t seconds) const;
 
   const Clock& mClock;
   KnobSet mKnobs;
-  mutable std::mutex mLock;
-  double mSetSeconds = 0;  // since 1970-01-01 by the chip's calendar, at mSetAt
-  TimePoint mSetAt{};
+  RunningCount mCount;  // since 1970-01-01 by the chip's calendar
   std::uint8_t mAddress = 0;
 };
 

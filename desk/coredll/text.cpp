@@ -1,13 +1,14 @@
 #include "coredll/text.h"
 
-#include <cstdio>
-
+#include <utf8.h>
 #include <windows.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cwchar>
 #include <cwctype>
+#include <iterator>
 
 namespace desk {
 
@@ -21,69 +22,23 @@ std::string FormattedText(const char* format, std::va_list arguments) {
   return text;
 }
 
-namespace {
-
-constexpr wchar_t kReplacement = 0xFFFD;
-
-bool IsScalar(unsigned long code) {
-  return code < 0xD800 || (code > 0xDFFF && code <= 0x10FFFF);
-}
-
-// The code that starts at text[0]; length 0 when it is malformed.
-unsigned long DecodeOne(std::string_view text, std::size_t& length) {
-  const auto lead = static_cast<unsigned char>(text[0]);
-  length = lead < 0x80         ? 1
-           : lead >> 5 == 0x6  ? 2
-           : lead >> 4 == 0xE  ? 3
-           : lead >> 3 == 0x1E ? 4
-                               : 0;
-  if (length == 0 || length > text.size()) {
-    length = 0;
-    return 0;
-  }
-  unsigned long code = length == 1 ? lead : lead & (0x7FU >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    const auto next = static_cast<unsigned char>(text[i]);
-    if (next >> 6 != 0x2) {
-      length = 0;
-      return 0;
-    }
-    code = code << 6 | (next & 0x3FU);
-  }
-  static constexpr unsigned long kShortest[] = {0, 0, 0x80, 0x800, 0x10000};
-  if (code < kShortest[length] || !IsScalar(code)) length = 0;
-  return code;
-}
-
-}  // namespace
-
 std::string ToUtf8(std::wstring_view text) {
+  constexpr char32_t kReplacement = 0xFFFD;
   std::string bytes;
   for (const wchar_t character : text) {
-    unsigned long code = static_cast<std::uint32_t>(character);
-    if (!IsScalar(code)) code = kReplacement;
-    if (code < 0x80) {
-      bytes += static_cast<char>(code);
-      continue;
-    }
-    const int continuations = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-    const unsigned lead = continuations == 1 ? 0xC0 : continuations == 2 ? 0xE0 : 0xF0;
-    bytes += static_cast<char>(lead | code >> (6 * continuations));
-    for (int i = continuations - 1; i >= 0; --i) {
-      bytes += static_cast<char>(0x80 | (code >> (6 * i) & 0x3F));
-    }
+    const auto code = static_cast<std::uint32_t>(character);
+    // Half a pair of codes, or beyond the last one.
+    const bool isText = code < 0xD800 || (code > 0xDFFF && code <= 0x10FFFF);
+    utf8::append(isText ? code : kReplacement, std::back_inserter(bytes));
   }
   return bytes;
 }
 
 std::wstring ToWide(std::string_view text) {
+  std::string sound;
+  utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(sound));
   std::wstring wide;
-  while (!text.empty()) {
-    std::size_t length = 0;
-    const unsigned long code = DecodeOne(text, length);
-    wide += length == 0 ? kReplacement : static_cast<wchar_t>(code);
-    text.remove_prefix(length == 0 ? 1 : length);
-  }
+  utf8::utf8to32(sound.begin(), sound.end(), std::back_inserter(wide));
   return wide;
 }
 

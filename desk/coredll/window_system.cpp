@@ -11,11 +11,14 @@ namespace {
 
 constexpr Colour kWhite = {255, 255, 255};
 
+constexpr char kNoWindow[] = "this camera has no test that shows something to an operator";
+
 constexpr KnobRow kRows[] = {
     {"windows", KnobKind::Bool, "", "true", 0, 0, "False: creating a window fails.",
-     Breaks({"false", "the display takes no full-screen window", "camera software"})},
+     Breaks({"false", "the display takes no full-screen window", "camera software", "", false,
+             kNoWindow})},
     {"dialogs", KnobKind::Bool, "", "true", 0, 0, "False: showing a dialog fails.",
-     Breaks({"false", "the display takes no dialog", "camera software"})},
+     Breaks({"false", "the display takes no dialog", "camera software", "", false, kNoWindow})},
     {"title", KnobKind::ReadOnly, "", "", 0, 0, "The title of what is on the screen."},
     {"text", KnobKind::ReadOnly, "", "", 0, 0,
      "Its captions, one a line; of a key or target that was hit what stood there before, too: "

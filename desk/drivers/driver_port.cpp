@@ -9,11 +9,13 @@ namespace {
 
 enum Row : std::size_t { kPresent, kOpenFail, kFail, kError };
 
+constexpr char kNotAsked[] = "no test of this camera asks this driver";
 constexpr char kStaysOpen[] = "the program opened it at its start and keeps it open";
 
 constexpr KnobRow kRows[] = {
     {"present", KnobKind::Bool, "", "true", 0, 0, "False: opening the driver fails.",
-     Breaks({"false", "the driver {device} does not exist when the program starts", "", "", true},
+     Breaks({"false", "the driver {device} does not exist when the program starts", "", "", true,
+             kNotAsked},
             {"false", "the driver {device} cannot be opened any more", "", "", false, kStaysOpen})},
     {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good openings the next count fail; counted from this write on. Read: what is "
@@ -22,14 +24,15 @@ constexpr KnobRow kRows[] = {
     {"fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good requests the next count fail; counted from this write on. Read: what is "
      "left.",
-     Breaks({"0,1000000", "the driver {device} does nothing that is asked of it"},
+     Breaks({"0,1000000", "the driver {device} does nothing that is asked of it", "", "", false,
+             kNotAsked},
             {"0,1", "the driver {device} fails once", "", "one request", false,
-             "a request is asked again, or its failure changes no verdict"})},
-    {"error", KnobKind::Integer, "", "1117", 1, 2147483647,
-     "Error code of the requests that fail.",
+             "no test of this camera asks this driver, or asks it again"})},
+    {"error", KnobKind::Integer, "", "1117", 1, 2147483647, "Error code of the requests that fail.",
      Condition("which error code failing requests have")},
 };
-constexpr KnobFamily kFamily = {"A stream driver", ".desk.driver.<i2c1, i2c2, pmi1, fvd1, cam1>", kRows};
+constexpr KnobFamily kFamily = {"A stream driver", ".desk.driver.<i2c1, i2c2, pmi1, fvd1, cam1>",
+                                kRows};
 
 std::string KnobPrefix(const std::string& name) {
   std::string lower = name.substr(0, name.find(':'));

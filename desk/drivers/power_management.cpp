@@ -13,12 +13,16 @@ constexpr double kCounterRange = 4294967296.0;
 
 enum Row : std::size_t { kRate, kCounter };
 
+constexpr char kOtherClock[] = "this camera's clock is a chip of its own";
+
 constexpr KnobRow kRows[] = {
     {"rate", KnobKind::Number, "1/s", "1", -10, 10,
      "Counts of the seconds counter in one second of the camera; 0: it stands.",
-     Breaks({"0", "the seconds counter stands", "power board"},
-            {"0.5", "the seconds counter is far too slow", "power board", "below 0.8"},
-            {"1.5", "the seconds counter is far too fast", "power board", "above 1.2"})},
+     Breaks({"0", "the seconds counter stands", "power board", "", false, kOtherClock},
+            {"0.5", "the seconds counter is far too slow", "power board", "below 0.8", false,
+             kOtherClock},
+            {"1.5", "the seconds counter is far too fast", "power board", "above 1.2", false,
+             kOtherClock})},
     {"counter", KnobKind::Number, "s", "1000", 0, 4294967295,
      "The seconds counter from now on; 32 bits, it wraps.",
      Condition("how long the power board has counted").Within(1000, 4000000000)},
@@ -28,30 +32,21 @@ constexpr KnobFamily kFamily = {"Power management", ".desk.pmi", kRows};
 }  // namespace
 
 PowerManagement::PowerManagement(const Clock& clock)
-    : DriverPort("PMI1:", "power board"), mClock(clock), mCounterKnobs(kFamily) {
+    : DriverPort("PMI1:", "power board"), mCounterKnobs(kFamily), mCount(clock) {
   mCounterKnobs[kRate].OnWrite([this](const KnobValue& /*value*/) {
-    Rebase(Counter());
+    mCount.Set(Counter());
     return true;
   });
   mCounterKnobs[kCounter].OnWrite([this](const KnobValue& value) {
-    Rebase(std::get<double>(value));
+    mCount.Set(std::get<double>(value));
     return true;
   });
   mCounterKnobs[kCounter].OnRead([this] { return KnobValue(std::floor(Counter())); });
   mCounterKnobs[kCounter].Restore();
 }
 
-void PowerManagement::Rebase(double counter) {
-  const std::lock_guard lock(mLock);
-  mSetCounter = counter;
-  mSetAt = mClock.Now();
-}
-
 double PowerManagement::Counter() const {
-  const double rate = mCounterKnobs[kRate].Number();
-  const std::lock_guard lock(mLock);
-  // A microsecond forgives what a product of doubles may lack to a whole count.
-  const double counter = mSetCounter + rate * ToSeconds(mClock.Now() - mSetAt) + 1e-6;
+  const double counter = mCount.At(mCounterKnobs[kRate].Number());
   return counter - std::floor(counter / kCounterRange) * kCounterRange;
 }
 

@@ -1,9 +1,8 @@
 // "PMI1:": the power management's registers, read one 32-bit word at a time.
 #pragma once
 
-#include <mutex>
-
 #include "clock/clock.h"
+#include "clock/running_count.h"
 #include "drivers/driver_port.h"
 
 namespace desk {
@@ -18,13 +17,9 @@ class PowerManagement : public DriverPort {
 
  private:
   double Counter() const;
-  void Rebase(double counter);
 
-  const Clock& mClock;
   KnobSet mCounterKnobs;
-  mutable std::mutex mLock;
-  double mSetCounter = 0;
-  TimePoint mSetAt{};
+  RunningCount mCount;
 };
 
 }  // namespace desk

@@ -7,17 +7,19 @@ namespace desk {
 
 namespace {
 
+constexpr char kNoLook[] = "this camera's tests of that part look at no picture and at no sensor";
+constexpr char kNoSensor[] = "no test of this camera reads the end sensor";
+constexpr char kOnlyAnswers[] =
+    "this camera's tests ask the control only whether it answers, and its sensor where the part is";
+
 enum Row : std::size_t { kStuck, kSticks, kTravel, kReadBack, kSensor };
 constexpr KnobRow kRows[] = {
     {"stuck", KnobKind::Text, "", "", 0, 0,
      "in, out or half: the flag stays there, whatever is commanded; half covers the left half of "
      "the detector. Empty: it moves.",
-     Breaks({"in", "the {device} is stuck in the image path", "", "", false,
-             "this camera's tests of that part look at no picture and at no sensor"},
-            {"out", "the {device} is stuck outside the image path", "", "", false,
-             "this camera's tests of that part look at no picture and at no sensor"},
-            {"half", "the {device} is stuck half way", "", "", false,
-             "this camera's tests of that part look at no picture and at no sensor"})},
+     Breaks({"in", "the {device} is stuck in the image path", "", "", false, kNoLook},
+            {"out", "the {device} is stuck outside the image path", "", "", false, kNoLook},
+            {"half", "the {device} is stuck half way", "", "", false, kNoLook})},
     {"sticks", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good moves the flag stays where it is for the next count; counted from this write "
      "on.",
@@ -30,16 +32,13 @@ constexpr KnobRow kRows[] = {
          .Within(0.05, 0.4)},
     {"readback", KnobKind::Text, "", "", 0, 0,
      "What position reads; empty: what was commanded last.",
-     Breaks({"in", "the {device}'s control always reports in"},
-            {"out", "the {device}'s control always reports out"},
-            {"between", "the {device}'s control reports no end"})},
+     Breaks({"in", "the {device}'s control always reports in", "", "", false, kOnlyAnswers},
+            {"out", "the {device}'s control always reports out", "", "", false, kOnlyAnswers},
+            {"between", "the {device}'s control reports no end", "", "", false, kOnlyAnswers})},
     {"sensor", KnobKind::Text, "", "", 0, 0, "What truePosition reads; empty: where the flag is.",
-     Breaks({"in", "the {device}'s sensor always reports in", "", "", false,
-             "no test of this camera reads the end sensor"},
-            {"out", "the {device}'s sensor always reports out", "", "", false,
-             "no test of this camera reads the end sensor"},
-            {"between", "the {device}'s sensor reports no end", "", "", false,
-             "no test of this camera reads the end sensor"})},
+     Breaks({"in", "the {device}'s sensor always reports in", "", "", false, kNoSensor},
+            {"out", "the {device}'s sensor always reports out", "", "", false, kNoSensor},
+            {"between", "the {device}'s sensor reports no end", "", "", false, kNoSensor})},
 };
 constexpr KnobFamily kFamily = {"Shutter and aperture", ".desk.<shutter, aperture>", kRows};
 

@@ -11,26 +11,28 @@ namespace desk {
 namespace {
 
 enum Row : std::size_t { kMin, kMax, kSpeed, kBacklash, kOvershoot, kStuck };
+constexpr char kByHand[] = "this camera's lens is moved by hand: its test only asks where it is";
+
 constexpr KnobRow kRows[] = {
     {"min", KnobKind::Integer, "position", "0", -2147483648.0, 2147483647,
-     "The low end of the travel (minPos).",
-     Condition("where the lens type has its near end")},
+     "The low end of the travel (minPos).", Condition("where the lens type has its near end")},
     {"max", KnobKind::Integer, "position", "8000", -2147483648.0, 2147483647,
-     "The high end of the travel (maxPos).",
-     Condition("where the lens type has its far end")},
+     "The high end of the travel (maxPos).", Condition("where the lens type has its far end")},
     {"speed", KnobKind::Number, "position/s", "4000", 0, 1e9, "How fast the lens travels.",
-     Breaks({"500", "the lens is slow", "lens", "it needs more than 6 s from end to end"})},
+     Breaks({"500", "the lens is slow", "lens", "it needs more than 6 s from end to end", false,
+             kByHand})},
     {"backlash", KnobKind::Number, "position", "0", 0, 1e9,
      "By how much a move falls short that goes the other way than the one before.",
-     Breaks({"600", "the lens drive has play", "lens", "250 positions, 500 on lenses to 65535"})
+     Breaks({"600", "the lens drive has play", "lens", "250 positions, 500 on lenses to 65535",
+             false, kByHand})
          .Within(0, 60)},
     {"overshoot", KnobKind::Number, "position", "0", 0, 1e9,
      "By how much a move goes beyond its target; never beyond the ends of the travel.",
-     Breaks({"600", "the lens goes too far", "lens", "250 positions, 500 on lenses to 65535",
-             false, "the tests of this lens go to its ends, where it cannot go too far"})
+     Breaks({"600", "the lens goes too far", "lens", "250 positions, 500 on lenses to 65535", false,
+             "the tests of this lens go to its ends, where it cannot go too far"})
          .Within(0, 60)},
     {"stuck", KnobKind::Bool, "", "false", 0, 0, "True: the lens stays where it is now.",
-     Breaks({"true", "the lens is stuck", "lens"})},
+     Breaks({"true", "the lens is stuck", "lens", "", false, kByHand})},
 };
 constexpr KnobFamily kFamily = {"Focus motor", ".desk.focus", kRows};
 

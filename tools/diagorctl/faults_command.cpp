@@ -110,8 +110,8 @@ std::string SignatureText(const std::vector<ItemResult>& differences) {
 void PrintCsv(const std::vector<FaultOutcome>& outcomes) {
   std::cout << "knob,value,fault,part,item,class,result\r\n";
   const auto line = [](const KnobFault& fault, const ItemResult& each) {
-    for (const std::string& field : {fault.path, fault.value, fault.what, fault.part, each.path,
-                                     each.className}) {
+    for (const std::string& field :
+         {fault.path, fault.value, fault.what, fault.part, each.path, each.className}) {
       std::cout << CsvField(field) << ",";
     }
     std::cout << CsvField(each.result) << "\r\n";
@@ -183,8 +183,9 @@ void RequireVirtualClock(client::CameraClient& camera) {
   const std::string before = now();
   camera.Pause(std::chrono::milliseconds(20));
   if (now() != before) {
-    throw UsageError("faults are made on the virtual clock: start the camera with "
-                     "DIAGOR_CLOCK=virtual");
+    throw UsageError(
+        "faults are made on the virtual clock: start the camera with "
+        "DIAGOR_CLOCK=virtual");
   }
 }
 

@@ -81,6 +81,10 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
   sub->add_flag("--camera", options.resetCamera, "Restore the simulated camera too");
   sub = add("log", "Print the log file", Log);
   sub->add_flag("--system", options.systemLog, "Print the system log instead");
+  sub = add("explain", "Say what a test does, what a result of it means and what to try", Explain);
+  sub->add_option("item", options.path, "Test item")->required();
+  sub->add_option("code", options.value,
+                  "Result, as 00A3; without one what the item holds, else all that it can report");
   sub = add("faults", "Make a simulated camera's faults and show what its tests make of them",
             Faults);
   sub->add_option("glob", options.globs,

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <sstream>
 
 #include "client/results.h"
 
@@ -47,6 +48,21 @@ void Complain(const std::string& text) {
 std::string ValueText(const client::Json& value) {
   if (value.is_null()) return {};
   return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+std::string Wrapped(const std::string& text, std::size_t indent) {
+  constexpr std::size_t kColumns = 100;
+  std::istringstream words(text);
+  std::string wrapped;
+  std::string line(indent, ' ');
+  for (std::string word; words >> word;) {
+    if (line.size() > indent && line.size() + 1 + word.size() > kColumns) {
+      wrapped.append(line).append("\n");
+      line.assign(indent, ' ');
+    }
+    line.append(line.size() > indent ? " " : "").append(word);
+  }
+  return wrapped.append(line).append("\n");
 }
 
 void PrintJson(const client::Json& json) {

@@ -22,6 +22,9 @@ void Complain(const std::string& text);
 // A text as it is, anything else as JSON; nothing of null.
 std::string ValueText(const client::Json& value);
 
+// A text in lines of at most a hundred columns, each behind so many blanks.
+std::string Wrapped(const std::string& text, std::size_t indent);
+
 void PrintJson(const client::Json& json);
 
 }  // namespace diagorctl

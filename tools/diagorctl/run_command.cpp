@@ -72,7 +72,8 @@ void PrintResults(const client::Report& report, const Options& options) {
     client::WriteTap(std::cout, report);
   } else {
     const TableStyle onTerminal = HasColours() ? TableStyle::Coloured : TableStyle::Terminal;
-    client::WriteTable(std::cout, report, IsTerminal() ? onTerminal : TableStyle::Plain);
+    client::WriteTable(std::cout, report, IsTerminal() ? onTerminal : TableStyle::Plain,
+                       !options.quiet);
   }
   std::cout.flush();
 }
@@ -101,6 +102,7 @@ int Run(client::CameraClient& camera, const Options& options) {
   report.serial = NameOf(camera, ".version.product.serial");
   // The file first: who reads the table may be slow, or gone.
   const auto write = [&] {
+    client::AddCauses(report);
     std::string problem = junit.Write(report);
     PrintResults(report, options);
     return problem;

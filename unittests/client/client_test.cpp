@@ -1,5 +1,6 @@
 // Run plans and results, and diagorctl as its users type it.
 #include <gtest/gtest.h>
+#include <map>
 
 #include <sys/socket.h>
 
@@ -76,21 +77,33 @@ void ExpectFound(const std::string& file,
 client::Report SomeReport() {
   const std::string noon = "2013-08-29T12:00:00";
   const std::string message = "gone <\x01> # \xEF\xBF\xBF \xC3\xA4, ";
-  // Path, round, passed, status, value, message, start, seconds, records, problem.
-  const client::Attempt failed{
-      "test.items.g.a", 1, false, 1, "E 0002  ", message, noon, 0.25, {"a;\x1B;E 0002  ;gone"}, ""};
-  const client::Attempt passed{"test.items.g.a", 2, true, 0, "OK      ", "there", noon, 5, {}, ""};
-  const client::Attempt refused{"test.items.b",        2, false, 0,     "", "busy",
-                                "2013-08-29T12:00:05", 0, {},    "busy"};
+  // Path, class, round, passed, status, value, message, start, seconds, records, problem, causes.
+  const client::Attempt failed{"test.items.g.a",
+                               "C",
+                               1,
+                               false,
+                               1,
+                               "E 0002  ",
+                               message,
+                               noon,
+                               0.25,
+                               {"a;\x1B;E 0002  ;gone"},
+                               "",
+                               {{"the lens \x1B is stuck", "lens", {"KY"}}}};
+  const client::Attempt passed{"test.items.g.a", "C",  2, true, 0,  "OK      ",
+                               "there",          noon, 5, {},   "", {}};
+  const client::Attempt refused{"test.items.b",        "C", 2,  false,  0, "", "busy",
+                                "2013-08-29T12:00:05", 0,   {}, "busy", {}};
   return {"KY", "1 & \"2\"", {failed, passed, refused}, true};
 }
 
 TEST(ResultsTest, EveryAttemptIsShown) {
   std::ostringstream table;
-  client::WriteTable(table, SomeReport(), client::TableStyle::Plain);
+  client::WriteTable(table, SomeReport(), client::TableStyle::Plain, true);
   EXPECT_EQ(table.str(),
             "ROUND  ITEM            RESULT    SECONDS  MESSAGE\n"
             "1      test.items.g.a  E 0002    0.2      gone <\x01> # \xEF\xBF\xBF \xC3\xA4,\n"
+            "    likely: the lens \x1B is stuck [lens]\n"
             "2      test.items.g.a  OK        5.0      there\n"
             "2      test.items.b    none      0.0      busy\n"
             "1 passed, 1 failed, 1 without a result\n");
@@ -100,6 +113,7 @@ TEST(ResultsTest, EveryAttemptIsShown) {
   EXPECT_EQ(json["failed"], 1);
   EXPECT_EQ(json["attempts"][0]["started"], "2013-08-29T12:00:00");
   EXPECT_EQ(json["attempts"][2]["problem"], "busy");
+  EXPECT_EQ(json["attempts"][0]["causes"][0]["part"], "lens");
 }
 
 // By a reader that is not ours: its verdict on the form, and what it finds inside.
@@ -121,6 +135,8 @@ TEST(ResultsTest, JunitIsReadByOthers) {
                      {"string(//testcase[1]/failure/@type)", "E 0002  "},
                      {"string(//testcase[1]/failure/@message)",
                       "gone <\xEF\xBF\xBD> # \xEF\xBF\xBD \xC3\xA4, "},
+                     {"string(//testcase[1]//property[@name='cause']/@value)",
+                      "the lens \xEF\xBF\xBD is stuck [lens]"},
                      {"string(//testcase[2]/@name)", "a [2]"},
                      {"count(//testcase[2]/failure)", "0"},
                      {"string(//testcase[2]/@status)", "OK      "},
@@ -148,6 +164,25 @@ TEST(ResultsTest, TapIsReadByAHarness) {
   EXPECT_TRUE(prove(report).starts_with("0"));
   report.isWhole = false;
   EXPECT_NE(prove(report).find("Bailout called"), std::string::npos);
+}
+
+// Fewest results changed first; a board is named in its advice; an unknown item falls back on its
+// class.
+TEST(DictionaryTest, CausesAndAdvice) {
+  const auto causes = client::CausesOf("test.items.focus.far", "CResBitFocusM7", "E 00A2", "KY");
+  ASSERT_FALSE(causes.empty());
+  const auto stuck = std::find_if(causes.begin(), causes.end(), [](const client::Cause& each) {
+    return each.what == "the lens is stuck";
+  });
+  ASSERT_NE(stuck, causes.end());
+  EXPECT_EQ(stuck->part, "lens");
+  EXPECT_NE(std::find(stuck->variants.begin(), stuck->variants.end(), "KY"), stuck->variants.end());
+  EXPECT_NE(client::RemedyFor("GOKA board").find("GOKA board"), std::string::npos);
+  EXPECT_EQ(client::RemedyFor("GOKA board").find('*'), std::string::npos);
+  EXPECT_EQ(client::RemedyFor("sail"), "");
+  EXPECT_FALSE(client::CausesOf("test.items.eeprom.new", "CResBitEEPromItems", "E 0021").empty());
+  EXPECT_TRUE(client::CausesOf("test.items.focus.far", "CResBitFocusM7", "E 0021").empty());
+  EXPECT_EQ(client::GuideOf("CResBitSail"), nullptr);
 }
 
 TEST(LogLinesTest, FragmentsStandApart) {
@@ -316,6 +351,67 @@ TEST(CutRunTest, TheAttemptUnderWayIsAmongTheResults) {
                        {"string(//testcase[2]/error/@type)", "no result"},
                        {"string(//property[@name='run.whole']/@value)", "false"}});
   }
+}
+
+// Made one at a time, on the camera as it runs; what nobody sees says why.
+TEST_F(DiagorctlTest, MakesFaultsAndTellsWhatTheTestsMakeOfThem) {
+  const std::string battery = ".desk.bus.i2c1.e6.answers";
+  const std::string clock = ".desk.rtc.rate";
+  mCamera.Set(clock, "1.3");  // what is broken before is healthy in the comparison
+  Outcome made = Ctl({"--json", "--quiet", "faults", battery, clock + "=0", ".desk.torch.works",
+                      ".desk.registry.bsp", "--pairs", "3"});
+  ASSERT_EQ(made.code, 0) << made.errors;
+  Json json = Json::parse(made.output);
+  ASSERT_EQ(json["faults"].size(), 3U);
+  EXPECT_EQ(json["at_start"][0]["path"], ".desk.registry.bsp");
+  std::map<std::string, Json> found;
+  for (const Json& fault : json["faults"]) found[fault["path"]] = fault;
+  EXPECT_EQ(found[battery]["part"], "battery");
+  EXPECT_EQ(
+      found[battery]["differences"],
+      Json::array(
+          {{{"path", "test.items.battery"}, {"class", "CResBitBattery"}, {"result", "E 0002"}}}));
+  EXPECT_EQ(found[clock]["differences"][0]["result"], "E 0012");
+  EXPECT_EQ(found[".desk.torch.works"]["differences"].size(), 0U);
+  EXPECT_TRUE(found[".desk.torch.works"]["unseen"].get<std::string>().starts_with("no test looks"));
+  // Neither hides the other, and nothing is left of them.
+  ASSERT_EQ(json["pairs"].size(), 3U);
+  EXPECT_EQ(json["pairs"][0]["hidden"].size(), 0U);
+  EXPECT_EQ(mCamera.Get(battery), "true");
+  EXPECT_EQ(mCamera.Get(clock), "1.0");
+
+  made = Ctl({"--quiet", "faults", battery, clock});
+  EXPECT_TRUE(
+      made.output.ends_with("4 faults made, 4 detected (100 %); of these 4 (100 %) point at one "
+                            "part, 4 at three at most; "
+                            "2 groups that the tests tell apart\n"))
+      << made.output;
+  made = Ctl({"--quiet", "faults", "--csv", battery});
+  EXPECT_EQ(made.output, "knob,value,fault,part,item,class,result\r\n\"" + battery +
+                             "\",\"false\",\"the chip does not answer\",\"battery\","
+                             "\"test.items.battery\",\"CResBitBattery\",\"E 0002\"\r\n");
+  EXPECT_EQ(Ctl({"faults", "no.such"}).code, 2);
+}
+
+// In a technician's words: what the item holds, or the code that he names.
+TEST_F(DiagorctlTest, ExplainsResults) {
+  mCamera.Set(".desk.bus.i2c1.e6.answers", "false");
+  mCamera.Run("test.items.battery");
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"explain", "items.battery"},
+        {"explain", "items.battery", "0002"},
+        {"explain", "test.items.battery", "E 0002"}}) {
+    const Outcome told = Ctl(words);
+    EXPECT_EQ(told.code, 0) << told.errors;
+    EXPECT_NE(told.output.find("\nE 0002: "), std::string::npos) << told.output;
+    EXPECT_NE(told.output.find("battery: the chip does not answer"), std::string::npos);
+    EXPECT_NE(told.output.find("Change the battery."), std::string::npos) << told.output;
+  }
+  const Outcome run = Ctl({"run", "items.battery"});
+  EXPECT_NE(run.output.find("likely: the chip does not answer [battery]"), std::string::npos);
+  EXPECT_EQ(Ctl({"--quiet", "run", "items.battery"}).output.find("likely"), std::string::npos);
+  EXPECT_EQ(Ctl({"explain", "items.battery", "0099"}).code, 2);
+  EXPECT_EQ(Ctl({"explain", "items.nothing"}).code, 2);
 }
 
 TEST_F(DiagorctlTest, WatchesWhatHappens) {

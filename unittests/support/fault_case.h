@@ -48,6 +48,8 @@ TEST_P(FaultTest, ReportsAsTheTechnicianExpects) {
   Turn(camera, fault.knobs);
   EXPECT_EQ(camera.Run(fault.item), fault.expected) << where;
   EXPECT_EQ(camera.Get(fault.item), fault.expected.value) << where;
+  const auto className = camera.Tree(fault.item)["class"].get<std::string>();
+  EXPECT_TRUE(IsExplained(className, fault.expected.value)) << className << where;
   if (*fault.startKnobs != '\0') return;
   // With every knob back, the next run passes: nothing is left of the fault.
   camera.Set(".desk.restore", "true");

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "camera/camera.h"
+#include "client/dictionary.h"
 #include "client/run_plan.h"
 
 namespace test {
@@ -111,5 +112,12 @@ class TestCamera : public BareCamera {
 
 // One step of a trace in a line: "0 i2c I2C1: e6 00 00 true".
 std::vector<std::string> TraceLines(const Json& reply);
+
+// Whoever is told a failure can look up what it means.
+inline bool IsExplained(const std::string& className, const std::string& value) {
+  const client::TestGuide* const guide = client::GuideOf(className);
+  return guide != nullptr &&
+         (!value.starts_with("E ") || guide->Find(value.substr(0, 6)) != nullptr);
+}
 
 }  // namespace test
