@@ -348,6 +348,15 @@ Json CameraClient::Knobs() {
   return Parsed(Request({"GET", "/api/v1/knobs", "", ""}), {"knobs"});
 }
 
+Json CameraClient::Lease() {
+  return Parsed(Request({"GET", "/api/v1/lease", "", ""}), {"owner", "seconds"});
+}
+
+Json CameraClient::TakeLease(const std::string& owner, double seconds) {
+  const Json body = {{"owner", owner}, {"seconds", seconds}};
+  return Parsed(Request({"PUT", "/api/v1/lease", body.dump(), ""}), {"owner", "seconds"});
+}
+
 std::string CameraClient::File(const std::string& path) {
   return Request({"GET", "/api/v1/files/" + Encoded(path), "", ""});
 }

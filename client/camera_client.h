@@ -67,6 +67,11 @@ class CameraClient {
   Json Set(const std::string& path, const Json& value, bool traced = false);
   // All knobs of a simulated camera, with the faults that they make: docs/protocol.md.
   Json Knobs();
+  // Who has the camera to himself, "owner" or null, and for how many "seconds" more. A camera that
+  // knows no leases refuses with 404.
+  Json Lease();
+  // Takes or renews it for that long; 0 gives it back. RefusedError (409) says who has it.
+  Json TakeLease(const std::string& owner, double seconds);
   // A file of the camera's storage.
   std::string File(const std::string& path);
 

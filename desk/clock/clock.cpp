@@ -51,6 +51,10 @@ class Clock::Ticket {
   Waiter mEntry;
 };
 
+TimePoint MachineTime() {
+  return std::chrono::duration_cast<TimePoint>(std::chrono::nanoseconds(SteadyNanoseconds()));
+}
+
 std::optional<std::int64_t> ParseCalendarTime(const std::string& text) {
   std::tm fields = {};
   const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &fields);

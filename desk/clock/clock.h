@@ -37,6 +37,9 @@ constexpr std::int64_t kUsualStart = 1377777600;
 // "2013-08-29T12:00:00", in the years that a camera's clock chip can tell: 2000 to 2099.
 std::optional<std::int64_t> ParseCalendarTime(const std::string& text);
 
+// The machine's own, whatever the camera's clock does.
+TimePoint MachineTime();
+
 struct CalendarTime {
   int year;
   int month;

@@ -34,11 +34,11 @@ struct ParsedBody {
   Reply problem;
 };
 
-// For that node.
-ParsedBody ParseBody(const std::string& body, const TARQ::CServerResource& node) {
-  const auto refused = [](unsigned status, const std::string& title, const std::string& detail) {
-    return ParsedBody{std::nullopt, Problem(status, title, detail)};
-  };
+struct ParsedJson {
+  Json json;
+  std::string problem;  // empty: none
+};
+ParsedJson ParseJson(const std::string& body) {
   bool tooDeep = false;
   const Json json = Json::parse(
       body,
@@ -47,11 +47,21 @@ ParsedBody ParseBody(const std::string& body, const TARQ::CServerResource& node)
         return !tooDeep;
       },
       false);
-  if (tooDeep) return refused(400, "Malformed", "JSON nested deeper than 32 levels");
+  if (tooDeep) return {{}, "JSON nested deeper than 32 levels"};
   // The reader takes a NUL for the end.
   if (json.is_discarded() || body.find('\0') != std::string::npos) {
-    return refused(400, "Malformed", "the body is no JSON; send {\"value\": ...}");
+    return {{}, "the body is no JSON"};
   }
+  return {json, ""};
+}
+
+// For that node.
+ParsedBody ParseBody(const std::string& body, const TARQ::CServerResource& node) {
+  const auto refused = [](unsigned status, const std::string& title, const std::string& detail) {
+    return ParsedBody{std::nullopt, Problem(status, title, detail)};
+  };
+  const auto [json, problem] = ParseJson(body);
+  if (!problem.empty()) return refused(400, "Malformed", problem + "; send {\"value\": ...}");
   if (!json.is_object() || !json.contains("value")) {
     return refused(400, "Malformed", "the body is not of the form {\"value\": ...}");
   }
@@ -122,25 +132,60 @@ void Api::Handle(const Request& request, const Send& send) {
     HandleTree(request, true, rest(kTaskPrefix), *target, send);
   } else if (below(kCameraPrefix)) {
     HandleTree(request, false, rest(kCameraPrefix), *target, send);
+  } else if (path == "/api/v1/lease" && (reads || request.method == "PUT")) {
+    send(reads ? LeaseReply() : TakeLease(request.body));
   } else if (!reads) {
-    send(Problem(405, "Not allowed", "only nodes below task and camera can be written"));
+    send(Problem(405, "Not allowed",
+                 "only nodes below task and camera, and the lease, can be written"));
   } else if (path.starts_with(kFilesPrefix)) {
     SendFile(path.substr(kFilesPrefix.size() - 1), send);
   } else if (path == "/api/v1/screen.png") {
     SendScreen(target->QueryValue("display") == "viewfinder", send);
   } else if (path == "/api/v1/knobs") {
-    mThreads.aside([this, send] {
-      send({200, "application/json", Dump(KnobsJson(mCamera))});
-    });
+    mThreads.aside([this, send] { send({200, "application/json", Dump(KnobsJson(mCamera))}); });
   } else if (path == "/api/v1/events") {
     send(Events(request, *target));
   } else if (path == "/healthz") {
     send({200, "application/json", R"({"status":"ok"})"});
   } else {
     send(Problem(404, "No such resource",
-                 "try /api/v1/task, /api/v1/camera, /api/v1/knobs, /api/v1/events, /api/v1/files/{path}, "
+                 "try /api/v1/task, /api/v1/camera, /api/v1/knobs, /api/v1/lease, /api/v1/events, "
+                 "/api/v1/files/{path}, "
                  "/api/v1/screen.png or /healthz"));
   }
+}
+
+Reply Api::LeaseReply() {
+  const std::optional<Lease::Holder> holder = mLease.Now();
+  Json json;
+  json["owner"] = holder ? Json(holder->owner) : Json(nullptr);
+  json["seconds"] = holder ? holder->seconds : 0;
+  return {200, "application/json", Dump(json)};
+}
+
+Reply Api::TakeLease(const std::string& body) {
+  constexpr std::size_t kMostOwner = 200;  // bytes
+  constexpr double kMostSeconds = 3600;
+  const auto [json, problem] = ParseJson(body);
+  if (!problem.empty()) return Problem(400, "Malformed", problem);
+  const bool isObject = json.is_object() && json.contains("owner") && json.contains("seconds");
+  if (!isObject || !json["owner"].is_string() || !json["seconds"].is_number()) {
+    return Problem(400, "Malformed",
+                   "the body is not of the form {\"owner\": \"...\", \"seconds\": ...}");
+  }
+  const auto owner = json["owner"].get<std::string>();
+  const auto seconds = json["seconds"].get<double>();
+  if (owner.empty() || owner.size() > kMostOwner || seconds < 0 || seconds > kMostSeconds) {
+    return Problem(422, "Refused", "an owner has 1 to 200 bytes, a lease 0 to 3600 seconds");
+  }
+  if (mLease.Take(owner, seconds)) return LeaseReply();
+  // Whose time is over meanwhile is named all the same: the next try gets it.
+  const std::optional<Lease::Holder> holder = mLease.Now();
+  std::string detail = holder ? holder->owner : std::string("another one");
+  detail.append(" has this camera for ");
+  detail.append(std::to_string(static_cast<int>(holder ? holder->seconds + 1 : 1)));
+  detail.append(" more seconds");
+  return Problem(409, "Taken", detail);
 }
 
 void Api::SendScreen(bool viewFinder, const Send& send) {

@@ -9,6 +9,7 @@
 
 #include "http/message.h"
 #include "http/target.h"
+#include "server/lease.h"
 
 namespace desk {
 
@@ -44,11 +45,15 @@ class Api {
   void SendFile(const std::string& path, const http::Send& send);
   http::Reply FileReply(const std::string& path) const;
 
+  http::Reply LeaseReply();
+  http::Reply TakeLease(const std::string& body);
+
   class Room;
   std::shared_ptr<Room> TakeRoom();
 
   Camera& mCamera;
   Threads mThreads;
+  Lease mLease;
   std::atomic<int> mLongWrites{0};
 };
 

@@ -60,6 +60,7 @@ int Set(client::CameraClient& camera, const Options& options);
 int Reset(client::CameraClient& camera, const Options& options);
 int Run(client::CameraClient& camera, const Options& options);
 int Log(client::CameraClient& camera, const Options& options);
+int Lease(client::CameraClient& camera, const Options& options);
 int Explain(client::CameraClient& camera, const Options& options);
 int Faults(client::CameraClient& camera, const Options& options);
 int Watch(client::CameraClient& camera, const Options& options);

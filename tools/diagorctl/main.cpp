@@ -81,6 +81,7 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
   sub->add_flag("--camera", options.resetCamera, "Restore the simulated camera too");
   sub = add("log", "Print the log file", Log);
   sub->add_flag("--system", options.systemLog, "Print the system log instead");
+  add("lease", "Say who has the camera to himself", Lease);
   sub = add("explain", "Say what a test does, what a result of it means and what to try", Explain);
   sub->add_option("item", options.path, "Test item")->required();
   sub->add_option("code", options.value,

@@ -86,6 +86,18 @@ std::string NameOf(client::CameraClient& camera, const char* path) {
   }
 }
 
+// Two runs at once disturb each other: the one that comes later is told.
+void TellOfLease(client::CameraClient& camera) {
+  try {
+    const client::Json lease = camera.Lease();
+    if (!lease["owner"].is_null()) {
+      Complain("note: " + ValueText(lease["owner"]) + " has this camera to himself for now");
+    }
+  } catch (const client::RefusedError&) {
+    // A camera that knows no leases.
+  }
+}
+
 }  // namespace
 
 int Run(client::CameraClient& camera, const Options& options) {
@@ -96,6 +108,7 @@ int Run(client::CameraClient& camera, const Options& options) {
     Complain("no test item matches; diagorctl list shows them all");
     return kUsage;
   }
+  TellOfLease(camera);
   ResultFile junit(options.junit);
   client::Report report;
   report.camera = NameOf(camera, ".version.product.name");

@@ -103,4 +103,17 @@ int Set(client::CameraClient& camera, const Options& options) {
   return reply["status"] == 0 ? kNothingFailed : kTestFailed;
 }
 
+int Lease(client::CameraClient& camera, const Options& options) {
+  const client::Json lease = camera.Lease();
+  if (options.json) {
+    PrintJson(lease);
+  } else if (lease["owner"].is_null()) {
+    std::cout << "nobody has this camera to himself\n";
+  } else {
+    std::cout << Shown(ValueText(lease["owner"])) << ", for "
+              << static_cast<int>(lease["seconds"].get<double>() + 1) << " more seconds\n";
+  }
+  return kNothingFailed;
+}
+
 }  // namespace diagorctl

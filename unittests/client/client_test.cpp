@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "client/log_lines.h"
+#include "client/measurements.h"
 #include "client/results.h"
 #include "client/run_plan.h"
 #include "server/camera_server.h"
@@ -183,6 +184,47 @@ TEST(DictionaryTest, CausesAndAdvice) {
   EXPECT_FALSE(client::CausesOf("test.items.eeprom.new", "CResBitEEPromItems", "E 0021").empty());
   EXPECT_TRUE(client::CausesOf("test.items.focus.far", "CResBitFocusM7", "E 0021").empty());
   EXPECT_EQ(client::GuideOf("CResBitSail"), nullptr);
+}
+
+TEST(MeasurementsTest, ComeFromTheMessagesAsTheTestsWriteThem) {
+  struct Row {
+    const char* className;
+    const char* message;
+    const char* expected;  // name=value unit lower upper; with "-" for none
+  };
+  for (const Row& row : {
+           Row{"CResBitBatteryFG", "Fuel Gauge detected U=3700, I=-450, C=84%",
+               "voltage=3700 mV - -;current=-450 mA - -;charge=84 % - -;"},
+           {"CResBitTempsensItems", "Tempsens Lens:298.152100 K, ",
+            "Tempsens Lens=298.152 K 223.15 333.15;"},
+           {"CResBitTempsensItems", "Tempsens Lens:Out of range 343.000000 K, ",
+            "Tempsens Lens=343 K 223.15 333.15;"},
+           {"CResBitTempsensN", "Aperture:298.15 K, Shutter:298.4 K, Front:297.9 K, ",
+            "Aperture=298.15 K 223.15 333.15;Shutter=298.4 K 223.15 333.15;"
+            "Front=297.9 K 223.15 333.15;"},
+           {"CResBitShutterRMV", "Shutter stucked, diff:5001",
+            "largest difference=5001 counts - -;"},
+           {"CResBitApertureR8", "Aperture locked, diff: -3",
+            "difference of the means=-3 counts - -;"},
+           {"CResBitFilterH", "FILTER test failed, maxdiff 1999 ( missing BB ? )",
+            "largest difference=1999 counts - -;"},
+           {"CResBitTempsensItems", "Tempsens Lens:Tempsens not detected ", ""},
+           {"CResBitEEPromItems", "Tempsens Lens:298.152100 K, ", ""},
+           {"CResBitBatteryFG", "Fuel Gauge detected U=, I=-450, C=84%", ""},
+       }) {
+    std::ostringstream text;
+    for (const client::Measurement& each : client::MeasurementsOf(row.className, row.message)) {
+      text << each.name << "=" << each.value << " " << each.unit;
+      for (const auto& limit : {each.lower, each.upper}) {
+        limit ? text << " " << *limit : text << " -";
+      }
+      text << ";";
+    }
+    EXPECT_EQ(text.str(), row.expected) << row.message;
+  }
+  // A text of any length, and nothing deep in the reader.
+  const std::string endless = std::string(200000, 'x') + ":298.152100 K, ";
+  EXPECT_TRUE(client::MeasurementsOf("CResBitTempsensItems", endless).empty());
 }
 
 TEST(LogLinesTest, FragmentsStandApart) {

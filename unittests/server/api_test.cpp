@@ -84,6 +84,39 @@ TEST_F(ApiTest, WritesAnswerWithStatusStoredValueAndRecords) {
                                       "0 file /FlashFS/tmp/bitlog.txt w true"}));
 }
 
+// Whoever has it renews it and gives it back; nobody else gets it meanwhile, and nobody is kept
+// from writing.
+TEST_F(ApiTest, ALeaseIsOnesAtATime) {
+  const auto take = [this](const char* body) { return Ask("PUT", "/api/v1/lease", body); };
+  EXPECT_EQ(Ask("GET", "/api/v1/lease").json["owner"], nullptr);
+  EXPECT_EQ(take(R"({"owner":"bench 1","seconds":600})").status, 200U);
+  const Answer taken = take(R"({"owner":"bench 2","seconds":600})");
+  EXPECT_EQ(taken.status, 409U);
+  EXPECT_TRUE(taken.json["detail"].get<std::string>().starts_with("bench 1 has this camera for "));
+  EXPECT_EQ(take(R"({"owner":"bench 1","seconds":900})").json["owner"], "bench 1");
+  EXPECT_GT(Ask("GET", "/api/v1/lease").json["seconds"], 600);
+  EXPECT_EQ(Ask("PUT", "/api/v1/task/test.items.eeprom.main", R"({"value":"run"})").status, 200U);
+  EXPECT_EQ(take(R"({"owner":"bench 1","seconds":0})").json["owner"], nullptr);
+  EXPECT_EQ(take(R"({"owner":"bench 2","seconds":600})").status, 200U);
+}
+
+// What the knob table says, with names filled in.
+TEST_F(ApiTest, KnobsTellTheirFaults) {
+  const Json knobs = Ask("GET", "/api/v1/knobs").json["knobs"];
+  const auto found = std::find_if(knobs.begin(), knobs.end(), [](const Json& each) {
+    return each["path"] == "desk.focus.speed";
+  });
+  ASSERT_NE(found, knobs.end());
+  EXPECT_EQ((*found)["device"], "Focus motor");
+  EXPECT_EQ((*found)["start"], 32000.0);  // this camera's lens, not the table's
+  EXPECT_EQ((*found)["range"], Json::array({0, 1e9}));
+  EXPECT_EQ((*found)["faults"][0]["value"], "500");
+  EXPECT_EQ((*found)["faults"][0]["part"], "lens");
+  EXPECT_EQ((*found)["faults"][0]["at_start"], false);
+  EXPECT_TRUE((*found)["faults"][0].contains("from"));
+  EXPECT_FALSE((*found).contains("healthy"));
+}
+
 TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
   const std::string main = "/api/v1/task/test.items.eeprom.main";
   std::string deep = R"({"value":)";
@@ -116,6 +149,10 @@ TEST_F(ApiTest, ProblemsSayWhatIsWrong) {
       {"PUT", "/api/v1/camera/.desk.clock.now", R"({"value":"1"})", 422},
       {"PUT", "/api/v1/camera/.desk.clock.at", R"({"value":"soon x=1"})", 422},
       {"PUT", "/api/v1/camera/.desk.bus.i2c1.ae.data", R"({"value":"0g"})", 422},
+      {"PUT", "/api/v1/lease", deep, 400},
+      {"PUT", "/api/v1/lease", R"({"owner":"a"})", 400},
+      {"PUT", "/api/v1/lease", R"({"owner":"","seconds":1})", 422},
+      {"PUT", "/api/v1/lease", R"({"owner":"a","seconds":3601})", 422},
       {"GET", "/api/v1/files/FlashFS/tmp", "", 404},
       {"GET", "/api/v1/files/../../../etc/passwd", "", 404},
   };

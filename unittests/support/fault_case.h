@@ -5,6 +5,7 @@
 
 #include <sstream>
 
+#include "client/measurements.h"
 #include "support/test_camera.h"
 
 namespace test {
@@ -50,6 +51,13 @@ TEST_P(FaultTest, ReportsAsTheTechnicianExpects) {
   EXPECT_EQ(camera.Get(fault.item), fault.expected.value) << where;
   const auto className = camera.Tree(fault.item)["class"].get<std::string>();
   EXPECT_TRUE(IsExplained(className, fault.expected.value)) << className << where;
+  // Every number that stands behind a sensor's name or in the gauge's message is a measurement.
+  const std::string& message = fault.expected.message;
+  std::size_t numbers = message.find("U=") == std::string::npos ? 0 : 3;
+  for (const char* const sign : {" K, ", "diff"}) {
+    for (std::size_t at = 0; (at = message.find(sign, at)) != std::string::npos; ++at) ++numbers;
+  }
+  EXPECT_EQ(client::MeasurementsOf(className, message).size(), numbers) << message;
   if (*fault.startKnobs != '\0') return;
   // With every knob back, the next run passes: nothing is left of the fault.
   camera.Set(".desk.restore", "true");
