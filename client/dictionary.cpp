@@ -39,6 +39,35 @@ const std::map<Row, std::vector<Cause>>& Causes() {
   return kCauses;
 }
 
+std::string ItemOf(const std::string& path) {
+  return path.starts_with(kItems) ? path.substr(kItems.size()) : path;
+}
+
+// item: empty for any. "no result" is that with any status.
+bool IsOf(const Row& row, const std::string& className, const std::string& result,
+          const std::string& item = "") {
+  const auto& [rowItem, rowClass, rowResult] = row;
+  const bool isResult =
+      rowResult == result || (result == kNoResult && rowResult.starts_with(kNoResult));
+  return rowClass == className && isResult && (item.empty() || item == rowItem);
+}
+
+// Of all rows for which that holds, each once.
+template <typename Holds>
+std::vector<Cause> Collect(const Holds& holds) {
+  std::vector<Cause> causes;
+  for (const auto& [row, known] : Causes()) {
+    if (!holds(row)) continue;
+    for (const Cause& cause : known) {
+      const bool isThere = std::any_of(causes.begin(), causes.end(), [&cause](const Cause& each) {
+        return each.what == cause.what && each.part == cause.part;
+      });
+      if (!isThere) causes.push_back(cause);
+    }
+  }
+  return causes;
+}
+
 struct Guide {
   std::map<std::string, TestGuide> tests;
   std::map<std::string, std::string> remedies;
@@ -67,23 +96,18 @@ const Guide& TheGuide() {
 
 }  // namespace
 
+bool HasCauses(const std::string& path, const std::string& className, const std::string& result) {
+  return !Collect([&](const Row& row) {
+            return IsOf(row, className, result, ItemOf(path));
+          }).empty();
+}
+
 std::vector<Cause> CausesOf(const std::string& path, const std::string& className,
                             const std::string& result, const std::string& camera) {
-  const std::string item = path.starts_with(kItems) ? path.substr(kItems.size()) : path;
-  std::vector<Cause> causes;
-  const auto found = Causes().find({item, className, result});
-  if (found != Causes().end()) {
-    causes = found->second;
-  } else {
-    for (const auto& [row, known] : Causes()) {
-      if (std::get<1>(row) != className || std::get<2>(row) != result) continue;
-      for (const Cause& cause : known) {
-        const bool isThere = std::any_of(causes.begin(), causes.end(), [&cause](const Cause& each) {
-          return each.what == cause.what && each.part == cause.part;
-        });
-        if (!isThere) causes.push_back(cause);
-      }
-    }
+  std::vector<Cause> causes =
+      Collect([&](const Row& row) { return IsOf(row, className, result, ItemOf(path)); });
+  if (causes.empty()) {
+    causes = Collect([&](const Row& row) { return IsOf(row, className, result); });
   }
   std::stable_partition(causes.begin(), causes.end(), [&camera](const Cause& cause) {
     return std::find(cause.variants.begin(), cause.variants.end(), camera) != cause.variants.end();

@@ -18,6 +18,9 @@ struct Cause {
 std::vector<Cause> CausesOf(const std::string& path, const std::string& className,
                             const std::string& result, const std::string& camera = "");
 
+// Whether a fault is known that makes the item itself end so.
+bool HasCauses(const std::string& path, const std::string& className, const std::string& result);
+
 struct ResultGuide {
   std::string code;  // "E 00A3", or "no result"
   std::string means;

@@ -47,8 +47,8 @@ void ForgetWrites(TARQ::CServerResource& node) {
 }
 
 std::unique_ptr<DriverPort> MakeDriver(const std::string& name, const Clock& clock) {
-  if (name == "i2c1") return std::make_unique<I2cBus>("I2C1:");
-  if (name == "i2c2") return std::make_unique<I2cBus>("I2C2:");
+  if (name == "i2c1") return std::make_unique<I2cBus>("I2C1:", "the first bus of the boards");
+  if (name == "i2c2") return std::make_unique<I2cBus>("I2C2:", "the second bus of the boards");
   if (name == "pmi1") return std::make_unique<PowerManagement>(clock);
   if (name == "fvd1") return std::make_unique<VideoFrontEnd>();
   if (name == "cam1") return std::make_unique<VisualCamera>();

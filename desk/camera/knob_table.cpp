@@ -134,12 +134,11 @@ bool HasDefault(KnobKind kind) {
 
 std::vector<CameraFault> FaultsOf(const Camera& camera, const KnobSet& set, const KnobRow& row) {
   std::vector<CameraFault> faults;
-  const std::string device = set.Prefix().substr(set.Prefix().rfind('.') + 1);
   for (const Fault& fault : row.role.Faults()) {
     const std::string part = fault.part.empty() ? set.Part() : std::string(fault.part);
     if (!fault.value.starts_with('{')) {
-      faults.push_back({std::string(fault.value), Replaced(fault.what, "{device}", device), part,
-                        &fault});
+      faults.push_back(
+          {std::string(fault.value), Replaced(fault.what, "{device}", set.Device()), part, &fault});
       continue;
     }
     for (const std::string& name : NamesFor(fault.value, camera)) {

@@ -9,25 +9,23 @@ namespace {
 
 enum Row : std::size_t { kPresent, kOpenFail, kFail, kError };
 
-constexpr char kNotAsked[] = "no test of this camera asks this driver";
+constexpr char kNotAsked[] = "no test of this camera asks for it";
 constexpr char kStaysOpen[] = "the program opened it at its start and keeps it open";
 
 constexpr KnobRow kRows[] = {
     {"present", KnobKind::Bool, "", "true", 0, 0, "False: opening the driver fails.",
-     Breaks({"false", "the driver {device} does not exist when the program starts", "", "", true,
-             kNotAsked},
-            {"false", "the driver {device} cannot be opened any more", "", "", false, kStaysOpen})},
+     Breaks({"false", "{device} is not there when the camera starts", "", "", true, kNotAsked},
+            {"false", "{device} goes away while the camera runs", "", "", false, kStaysOpen})},
     {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good openings the next count fail; counted from this write on. Read: what is "
      "left.",
-     Breaks({"0,1000000", "the driver {device} refuses to be opened", "", "", false, kStaysOpen})},
+     Breaks({"0,1000000", "{device} cannot be reached anew", "", "", false, kStaysOpen})},
     {"fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good requests the next count fail; counted from this write on. Read: what is "
      "left.",
-     Breaks({"0,1000000", "the driver {device} does nothing that is asked of it", "", "", false,
-             kNotAsked},
-            {"0,1", "the driver {device} fails once", "", "one request", false,
-             "no test of this camera asks this driver, or asks it again"})},
+     Breaks({"0,1000000", "{device} does not work", "", "", false, kNotAsked},
+            {"0,1", "{device} fails once", "", "one request", false,
+             "no test of this camera asks for it, or it asks again"})},
     {"error", KnobKind::Integer, "", "1117", 1, 2147483647, "Error code of the requests that fail.",
      Condition("which error code failing requests have")},
 };
@@ -43,11 +41,13 @@ std::string KnobPrefix(const std::string& name) {
 
 }  // namespace
 
-DriverPort::DriverPort(std::string name, std::string part)
+DriverPort::DriverPort(std::string name, std::string called, std::string part)
     : mName(std::move(name)),
       mKnobs(KnobPrefix(mName), kFamily, std::move(part)),
       mFaults(mKnobs[kFail]),
-      mOpenFaults(mKnobs[kOpenFail]) {}
+      mOpenFaults(mKnobs[kOpenFail]) {
+  mKnobs.CallDevice(std::move(called));
+}
 
 bool DriverPort::MayOpen() const {
   return mKnobs[kPresent].Bool() && !mOpenFaults.ShouldFail();

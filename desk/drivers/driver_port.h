@@ -8,8 +8,9 @@ namespace desk {
 
 class DriverPort : public Device {
  public:
-  // name: "I2C1:"; its knobs stand below .desk.driver.i2c1. part: the replaceable unit it serves.
-  explicit DriverPort(std::string name, std::string part = "main board");
+  // name: "I2C1:"; its knobs stand below .desk.driver.i2c1. called: what a technician knows it as;
+  // part: the replaceable unit that it serves.
+  DriverPort(std::string name, std::string called, std::string part = "main board");
 
   const std::string& Name() const override { return mName; }
   bool MayOpen() const override;

@@ -32,7 +32,9 @@ constexpr KnobFamily kFamily = {"Power management", ".desk.pmi", kRows};
 }  // namespace
 
 PowerManagement::PowerManagement(const Clock& clock)
-    : DriverPort("PMI1:", "power board"), mCounterKnobs(kFamily), mCount(clock) {
+    : DriverPort("PMI1:", "the power management", "power board"),
+      mCounterKnobs(kFamily),
+      mCount(clock) {
   mCounterKnobs[kRate].OnWrite([this](const KnobValue& /*value*/) {
     mCount.Set(Counter());
     return true;

@@ -85,7 +85,8 @@ std::span<WindowRecord> WindowsOf(const IoRequest& request) {
 
 }  // namespace
 
-VideoFrontEnd::VideoFrontEnd() : DriverPort("FVD1:"), mRegisterKnobs(kFamily) {}
+VideoFrontEnd::VideoFrontEnd()
+    : DriverPort("FVD1:", "the video electronics"), mRegisterKnobs(kFamily) {}
 
 void VideoFrontEnd::Trace(const IoRequest& request, bool ok) const {
   if (!Observation::IsTraced()) return;

@@ -27,7 +27,9 @@ constexpr KnobFamily kFamily = {"Visual camera", ".desk.cam", kRows};
 
 }  // namespace
 
-VisualCamera::VisualCamera() : DriverPort("CAM1:", "visual camera"), mCameraKnobs(kFamily, "visual camera") {}
+VisualCamera::VisualCamera()
+    : DriverPort("CAM1:", "the link to the visual camera", "visual camera"),
+      mCameraKnobs(kFamily, "visual camera") {}
 
 DWORD VisualCamera::Serve(const IoRequest& request) {
   if (request.code == kIoctlState && request.outputSize == sizeof(DWORD)) {

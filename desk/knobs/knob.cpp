@@ -85,7 +85,10 @@ bool Knob::StartFrom(const KnobValue& value) {
 }
 
 KnobSet::KnobSet(std::string prefix, const KnobFamily& family, std::string part)
-    : mPrefix(std::move(prefix)), mFamily(&family), mPart(std::move(part)) {
+    : mPrefix(std::move(prefix)),
+      mFamily(&family),
+      mPart(std::move(part)),
+      mDevice(mPrefix.substr(mPrefix.rfind('.') + 1)) {
   for (const KnobRow& row : family.rows) mKnobs.emplace_back(row);
 }
 

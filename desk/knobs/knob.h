@@ -28,10 +28,10 @@ struct Fault {
   // As a client writes it. "{key}": for each key of the camera's keypad, its name; "{node}": for
   // each camera-wide node that holds a value, its path; "{branch}": for each node above such ones.
   std::string_view value;
-  std::string_view what;      // "the lens is stuck"; a name in braces as in the value
-  std::string_view part = {};  // the replaceable unit; empty: the one that the device belongs to
-  std::string_view from = {};  // of a gradual one: from where on it counts as a fault
-  bool atStart = false;       // what it breaks is looked at only when the program starts
+  std::string_view what;         // "the lens is stuck"; a name in braces as in the value
+  std::string_view part = {};    // the replaceable unit; empty: the one that the device belongs to
+  std::string_view from = {};    // of a gradual one: from where on it counts as a fault
+  bool atStart = false;          // what it breaks is looked at only when the program starts
   std::string_view unseen = {};  // where no test reports it: why
 };
 
@@ -135,6 +135,10 @@ class KnobSet {
   const KnobFamily& Family() const { return *mFamily; }
   const std::string& Part() const { return mPart; }
   void BelongsTo(std::string part) { mPart = std::move(part); }
+  // What a technician knows the device as, in its faults' texts: the prefix's last word, unless it
+  // is called otherwise.
+  const std::string& Device() const { return mDevice; }
+  void CallDevice(std::string name) { mDevice = std::move(name); }
   // By the row's place in its table.
   Knob& operator[](std::size_t row) { return mKnobs[row]; }
   const Knob& operator[](std::size_t row) const { return mKnobs[row]; }
@@ -145,6 +149,7 @@ class KnobSet {
   std::string mPrefix;
   const KnobFamily* mFamily;
   std::string mPart;
+  std::string mDevice;
   std::deque<Knob> mKnobs;
 };
 

@@ -1,8 +1,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <mutex>
-#include <shared_mutex>
 #include <typeinfo>
+#include <utility>
 
 #include "common_dll.h"
 #include "coredll/machine.h"
@@ -15,11 +15,20 @@ namespace TARQ {
 
 namespace {
 
-// For the structure of both trees, which are built once and then read. Values have locks of their
+// For who adds to the structure of the trees. Who reads it needs none: a node that can be seen is
+// whole, stays where it is, and is never taken away before its tree. Values have locks of their
 // own; none is held while a write or a read is carried out.
-std::shared_mutex& StructureLock() {
-  static std::shared_mutex lock;
+std::mutex& StructureLock() {
+  static std::mutex lock;
   return lock;
+}
+
+CServerResource* Seen(CServerResource* const& link) {
+  return std::atomic_ref(const_cast<CServerResource*&>(link))  // NOLINT: only loaded from
+      .load(std::memory_order_acquire);
+}
+void Show(CServerResource*& link, CServerResource* node) {
+  std::atomic_ref(link).store(node, std::memory_order_release);
 }
 
 std::string_view WithoutLeadingDot(std::string_view path) {
@@ -46,7 +55,11 @@ CServerResource::CServerResource(const CResourcePath& path, const CResourceValue
   mValue.mOwner = this;
 }
 
-CServerResource::~CServerResource() = default;
+CServerResource::~CServerResource() {
+  for (CServerResource* child = mFirstChild; child != nullptr;) {
+    delete std::exchange(child, child->mNextSibling);
+  }
+}
 
 void* CServerResource::operator new(std::size_t size) noexcept {
   return std::malloc(size);
@@ -58,10 +71,10 @@ void CServerResource::operator delete(void* memory) noexcept {
 
 DWORD CServerResource::AddChild(CServerResource* child, const CUser* /*user*/) {
   if (child == nullptr) return kStatusInvalid;
-  const std::unique_lock lock(StructureLock());
-  std::atomic_ref(child->mParent).store(this, std::memory_order_release);
-  child->mIndex = mChildren.size();
-  mChildren.emplace_back(child);
+  const std::lock_guard lock(StructureLock());
+  Show(child->mParent, this);
+  Show(mLastChild == nullptr ? mFirstChild : mLastChild->mNextSibling, child);
+  mLastChild = child;
   return 0;
 }
 
@@ -118,32 +131,17 @@ DWORD CServerResource::OpenChild(const CResourcePath& path, CResource*& child) {
 }
 
 DWORD CServerResource::OpenChild(DWORD index, CResource*& child) {
-  CServerResource* found = nullptr;
-  {
-    const std::shared_lock lock(StructureLock());
-    if (index < mChildren.size()) found = mChildren[index].get();
-  }
+  CServerResource* found = Seen(mFirstChild);
+  for (; found != nullptr && index > 0; --index) found = Seen(found->mNextSibling);
   return OpenFound(found, child);
 }
 
 DWORD CServerResource::OpenParent(CResource*& parent) {
-  CServerResource* found = nullptr;
-  {
-    const std::shared_lock lock(StructureLock());
-    found = mParent;
-  }
-  return OpenFound(found, parent);
+  return OpenFound(Seen(mParent), parent);
 }
 
 DWORD CServerResource::Iterate(CResource*& sibling) {
-  CServerResource* found = nullptr;
-  {
-    const std::shared_lock lock(StructureLock());
-    if (mParent != nullptr && mIndex + 1 < mParent->mChildren.size()) {
-      found = mParent->mChildren[mIndex + 1].get();
-    }
-  }
-  return OpenFound(found, sibling);
+  return OpenFound(Seen(mNextSibling), sibling);
 }
 
 DWORD CServerResource::SetImpl(CResourceValue& value, bool& changed) {
@@ -185,38 +183,33 @@ CResource* CResourceTree::GetRoot() {
 }
 
 std::string NodeAccess::Path(const CServerResource& node) {
-  const std::shared_lock lock(StructureLock());
   std::string path = node.mName;
-  for (const CServerResource* above = node.mParent; above != nullptr && above->mParent != nullptr;
-       above = above->mParent) {
-    path.insert(0, above->mName + ".");
+  const CServerResource* above = Seen(node.mParent);
+  while (above != nullptr) {
+    const CServerResource* const next = Seen(above->mParent);
+    if (next != nullptr) path.insert(0, above->mName + ".");  // the root has no name
+    above = next;
   }
   return path;
 }
 
 std::vector<CServerResource*> NodeAccess::Children(const CServerResource& node) {
-  const std::shared_lock lock(StructureLock());
   std::vector<CServerResource*> children;
-  children.reserve(node.mChildren.size());
-  for (const auto& child : node.mChildren) children.push_back(child.get());
+  for (CServerResource* child = Seen(node.mFirstChild); child != nullptr;
+       child = Seen(child->mNextSibling)) {
+    children.push_back(child);
+  }
   return children;
 }
 
 CServerResource* NodeAccess::Find(CServerResource& from, std::string_view path) {
-  const std::shared_lock lock(StructureLock());
   path = WithoutLeadingDot(path);
   CServerResource* node = &from;
   while (!path.empty()) {
     const std::string_view name = path.substr(0, path.find('.'));
-    CServerResource* next = nullptr;
-    for (const auto& child : node->mChildren) {
-      if (child->mName == name) {
-        next = child.get();
-        break;
-      }
-    }
-    if (next == nullptr) return nullptr;
-    node = next;
+    node = Seen(node->mFirstChild);
+    while (node != nullptr && node->mName != name) node = Seen(node->mNextSibling);
+    if (node == nullptr) return nullptr;
     path.remove_prefix(name.size());
     if (path == ".") return nullptr;  // a dot that names nothing
     path = WithoutLeadingDot(path);
@@ -265,13 +258,8 @@ bool NodeAccess::IsTest(const CServerResource& node, std::string_view path) {
 }
 
 CResourceTree* NodeAccess::TreeOf(const CServerResource& node) {
-  // Without the lock, for each call of the program asks: a parent is set once, and never taken
-  // away.
   CServerResource* above = const_cast<CServerResource*>(&node);  // NOLINT: only loaded from
-  while (CServerResource* const parent =
-             std::atomic_ref(above->mParent).load(std::memory_order_acquire)) {
-    above = parent;
-  }
+  while (CServerResource* const parent = Seen(above->mParent)) above = parent;
   return above->mTree;
 }
 

@@ -112,13 +112,13 @@ CResourceValue::Content CResourceValue::Copy() const {
 }
 
 // Whether it is another one, where somebody is told of it. Under the lock.
-bool CResourceValue::Replace(Content content) {
+bool CResourceValue::Replace(Content&& content) {
   const bool changed = mOwner != nullptr && mContent != content;
   mContent = std::move(content);
   return changed;
 }
 
-void CResourceValue::Store(Content content) {
+void CResourceValue::Store(Content&& content) {
   bool changed = false;
   {
     const std::lock_guard lock(mLock);

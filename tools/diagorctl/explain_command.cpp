@@ -95,6 +95,13 @@ int Explain(client::CameraClient& camera, const Options& options) {
     }
     results = {*found};
   }
+  if (asked.empty()) {
+    // What only other items of its kind end with: the full test's results say nothing of a part's.
+    std::erase_if(results, [&item](const ResultGuide& each) {
+      return !client::HasCauses(item.path, item.className, each.code) &&
+             !client::CausesOf(item.path, item.className, each.code).empty();
+    });
+  }
   const std::string name = ValueText(camera.Get(".version.product.name")["value"]);
   Json json = {{"path", item.path}, {"about", guide->about}, {"results", Json::array()}};
   if (!options.json) std::cout << item.path << "\n" << Wrapped(guide->about, 0);

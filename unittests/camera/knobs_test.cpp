@@ -48,7 +48,7 @@ TEST(FaultsTest, NameThePartToChange) {
            {"R8", ".desk.aperture.stuck", "in", "the aperture is stuck in the image path",
             "aperture"},
            {"H", ".desk.driver.cam1.open_fail", "0,1000000",
-            "the driver cam1 refuses to be opened", "visual camera"},
+            "the link to the visual camera cannot be reached anew", "visual camera"},
            {"H", ".desk.hidden", "power.states.lcdOut",
             "the camera's software has no power.states.lcdOut", "camera software"},
        }) {
@@ -58,8 +58,8 @@ TEST(FaultsTest, NameThePartToChange) {
       for (const desk::KnobRow& knob : set->Family().rows) {
         if ((set->Prefix() + ".").append(knob.name) != row.path) continue;
         for (const desk::CameraFault& fault : FaultsOf(camera.Camera(), *set, knob)) {
-          isThere = isThere || (fault.value == row.value && fault.what == row.what &&
-                                fault.part == row.part);
+          isThere = isThere ||
+                    (fault.value == row.value && fault.what == row.what && fault.part == row.part);
         }
       }
     }

@@ -91,8 +91,10 @@ class CServerResource : public CResource {
   DWORD mAttributes;
   CServerResource* mParent = nullptr;
   class CResourceTree* mTree = nullptr;  // the root's alone
-  std::size_t mIndex = 0;                // among the parent's children
-  std::vector<std::unique_ptr<CServerResource>> mChildren;
+  // Its children, from the first to the last. Only ever added to: readers need no lock.
+  CServerResource* mFirstChild = nullptr;
+  CServerResource* mLastChild = nullptr;
+  CServerResource* mNextSibling = nullptr;
   std::atomic<int> mOpenCount{0};
 };
 

@@ -104,8 +104,8 @@ class CResourceValue {
   using Content = std::variant<bool, LONG, double, std::string, std::wstring, EnumeratedText>;
 
   Content Copy() const;
-  void Store(Content content);
-  bool Replace(Content content);
+  void Store(Content&& content);
+  bool Replace(Content&& content);
   static ValueType TypeOf(const Content& content);
   static bool TextOf(const Content& content, std::string& text);
   static std::string Written(const Content& content);
