@@ -42,12 +42,13 @@ constexpr KnobRow kCounterRows[] = {
     {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good openings of any node by the program the next count fail; counted from this "
      "write on. Read: what is left.",
-     Breaks({"0,1000000", "the camera's software gives nothing to the program", "camera software"})},
+     Breaks(
+         {"0,1000000", "the camera's software gives nothing to the program", "camera software"})},
     {"read_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its reads.",
      Breaks({"0,1000000", "nothing of the camera's software can be read", "camera software"})},
     {"write_fail", KnobKind::Text, "skip,count", "0,0", 0, 0, "Likewise its writes.",
-     Breaks({"0,1000000", "nothing of the camera's software can be written", "camera software",
-             "", false, "no test of this camera needs to write for its verdict"})},
+     Breaks({"0,1000000", "nothing of the camera's software can be written", "camera software", "",
+             false, "no test of this camera needs to write for its verdict"})},
     {"failed", KnobKind::ReadOnly, "", "", 0, 0,
      "The call that one of the three failed last: open, read or write, and the node."},
 };

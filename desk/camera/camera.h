@@ -33,7 +33,7 @@ struct CameraSettings {
   std::filesystem::path root;  // stands for the camera's storage; empty: the default one
   Clock::Kind clock = Clock::Kind::Virtual;
   std::int64_t start = kUsualStart;  // of the virtual clock's calendar
-  std::string knobs;  // "path=value;path=value", set before the program starts
+  std::string knobs;                 // "path=value;path=value", set before the program starts
 };
 
 // There is one in a process at a time.

@@ -261,13 +261,20 @@ Variant LoadVariant(const std::string& name) {
 
 std::string PartOf(const std::vector<ListedName>& serves) {
   static constexpr std::pair<std::string_view, std::string_view> kParts[] = {
-      {"eeprom", "main board"},          {"eeprom.main", "main board"},
-      {"eeprom.fpa", "detector"},        {"eeprom.batt", "battery"},
-      {"eeprom.vcam", "visual camera"},  {"battery", "battery"},
-      {"battery.battery", "battery"},    {"clock", "main board"},
-      {"clock.clock", "main board"},     {"tempsens", "main board"},
-      {"tempsens.TSBoard", "main board"}, {"tempsens.TSShutter", "shutter"},
-      {"tempsens.TSLens", "lens"},       {"tempsens.TSVcam", "visual camera"},
+      {"eeprom", "main board"},
+      {"eeprom.main", "main board"},
+      {"eeprom.fpa", "detector"},
+      {"eeprom.batt", "battery"},
+      {"eeprom.vcam", "visual camera"},
+      {"battery", "battery"},
+      {"battery.battery", "battery"},
+      {"clock", "main board"},
+      {"clock.clock", "main board"},
+      {"tempsens", "main board"},
+      {"tempsens.TSBoard", "main board"},
+      {"tempsens.TSShutter", "shutter"},
+      {"tempsens.TSLens", "lens"},
+      {"tempsens.TSVcam", "visual camera"},
       {"tempsens.TSFront", "sensor board"},
   };
   constexpr std::string_view kMemories = "eeprom.";

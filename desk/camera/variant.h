@@ -17,9 +17,9 @@ struct ListedName {
   std::string at;  // where it stands: "file:line: "
 };
 
-// The replaceable unit that a chip sits on, by the test items that ask it: the battery's chip in the
-// battery, a sensor in the part whose temperature it takes, a memory on the board that it is named
-// after.
+// The replaceable unit that a chip sits on, by the test items that ask it: the battery's chip in
+// the battery, a sensor in the part whose temperature it takes, a memory on the board that it is
+// named after.
 std::string PartOf(const std::vector<ListedName>& serves);
 
 struct ChipEntry {

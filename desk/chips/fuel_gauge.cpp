@@ -15,8 +15,8 @@ enum Row : std::size_t { kVoltage, kCurrent, kCapacity, kCharge };
 
 constexpr KnobRow kRows[] = {
     {"voltage", KnobKind::Integer, "mV", "3700", -32768, 32767, "Terminal voltage (U).",
-     Breaks({"2500", "the battery is worn out", "battery", "below 3000 mV",
-             false, "the battery's test tells what it measures and judges none of it"})
+     Breaks({"2500", "the battery is worn out", "battery", "below 3000 mV", false,
+             "the battery's test tells what it measures and judges none of it"})
          .Within(3300, 4200)},
     {"current", KnobKind::Integer, "mA", "-450", -32768, 32767,
      "Current (I); negative discharges the battery, positive charges it.",

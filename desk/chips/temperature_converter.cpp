@@ -11,14 +11,13 @@ constexpr std::int32_t kMostSteps = 0xFFFFFF;
 
 enum Row : std::size_t { kTemperature, kConversion };
 
-constexpr char kOtherSensor[] =
-    "where two sensors sit side by side, the other one makes up for it";
+constexpr char kOtherSensor[] = "where two sensors sit side by side, the other one makes up for it";
 
 constexpr KnobRow kRows[] = {
     {"temperature", KnobKind::Number, "0.0001 K", "2981500", 0, 4294967295,
      "What the converter measures; it reaches from 13.4 K to 623.8 K.",
-     Breaks({"3430000", "the sensor reads far too hot", "", "333.15 K and hotter, 223.15 K and colder", false,
-             kOtherSensor},
+     Breaks({"3430000", "the sensor reads far too hot", "",
+             "333.15 K and hotter, 223.15 K and colder", false, kOtherSensor},
             {"2000000", "the sensor reads far too cold", "", "", false, kOtherSensor})
          .Within(2730000, 3130000)},
     {"conversion", KnobKind::Number, "s", "0", 0, 1e6,

@@ -10,14 +10,13 @@ namespace {
 constexpr double kOffset = 2731600;  // 0.0001 K
 constexpr double kUnitsPerStep = 10000.0 / 128;
 
-constexpr char kOtherSensor[] =
-    "where two sensors sit side by side, the other one makes up for it";
+constexpr char kOtherSensor[] = "where two sensors sit side by side, the other one makes up for it";
 
 constexpr KnobRow kRows[] = {
     {"temperature", KnobKind::Number, "0.0001 K", "2981500", 0, 4294967295,
      "What the sensor measures.",
-     Breaks({"3430000", "the sensor reads far too hot", "", "333.15 K and hotter, 223.15 K and colder", false,
-             kOtherSensor},
+     Breaks({"3430000", "the sensor reads far too hot", "",
+             "333.15 K and hotter, 223.15 K and colder", false, kOtherSensor},
             {"2000000", "the sensor reads far too cold", "", "", false, kOtherSensor})
          .Within(2730000, 3130000)},
 };

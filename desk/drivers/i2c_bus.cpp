@@ -41,7 +41,8 @@ constexpr KnobRow kSlotRows[] = {
              "memories and batteries are asked whether they answer, not what they hold; what these "
              "bytes say of a temperature depends on the chip"})},
 };
-constexpr KnobFamily kFamily = {"An address of an I2C bus", ".desk.bus.<i2c1, i2c2>.<address>", kSlotRows};
+constexpr KnobFamily kFamily = {"An address of an I2C bus", ".desk.bus.<i2c1, i2c2>.<address>",
+                                kSlotRows};
 
 std::optional<std::vector<std::uint8_t>> ParseBytes(const std::string& text) {
   std::string digits;

@@ -1,4 +1,5 @@
-// Prints the knob table, as docs/desk-camera.md holds it. A knob that stands for nothing is refused.
+// Prints the knob table, as docs/desk-camera.md holds it. A knob that stands for nothing is
+// refused.
 #include <exception>
 #include <iostream>
 

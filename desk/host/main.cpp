@@ -40,8 +40,10 @@ desk::CameraSettings ReadSettings() {
   if (!start.empty()) {
     const auto time = desk::ParseCalendarTime(start);
     if (!time || settings.clock != desk::Clock::Kind::Virtual) {
-      throw std::runtime_error("DIAGOR_START is the virtual clock's start, as "
-                               "2013-08-29T12:00:00, not " + start);
+      throw std::runtime_error(
+          "DIAGOR_START is the virtual clock's start, as "
+          "2013-08-29T12:00:00, not " +
+          start);
     }
     settings.start = *time;
   }

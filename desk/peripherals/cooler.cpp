@@ -39,13 +39,13 @@ constexpr KnobRow kRows[] = {
      "Heat load, as the temperature by which it lifts what the cooler reaches. Lifted above the "
      "set "
      "point it never holds.",
-     Breaks({"7500", "the detector's vacuum is lost", "detector", "as much as lifts the cooler above "
+     Breaks({"7500", "the detector's vacuum is lost", "detector",
+             "as much as lifts the cooler above "
              "its set point"})
          .Within(0, 500)},
     {"coolingtime", KnobKind::Number, "s", "190", 0.001, 1e6, "Time constant of cooling down.",
-     Breaks({"1500", "the cooler is weak and takes far too long", "cooler",
-             "more than 1000 s", false,
-             "the test logs how long the cooling takes and judges none of it"})
+     Breaks({"1500", "the cooler is weak and takes far too long", "cooler", "more than 1000 s",
+             false, "the test logs how long the cooling takes and judges none of it"})
          .Within(150, 260)},
     {"warmingtime", KnobKind::Number, "s", "1200", 0.001, 1e6, "Time constant of warming up.",
      Condition("how well the detector is insulated").Within(900, 1800)},

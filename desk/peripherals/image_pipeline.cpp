@@ -63,7 +63,8 @@ constexpr KnobRow kRows[] = {
     {"scene", KnobKind::Number, "degrees Celsius", "320", -40, 3000,
      "How hot it is what the camera looks at; from 100 on it is a black body. Hotter than the "
      "measuring range, the frame is clipped at 65535 counts.",
-     Condition("what the camera looks at; the test of a filter needs a black body").Within(310, 330)},
+     Condition("what the camera looks at; the test of a filter needs a black body")
+         .Within(310, 330)},
 };
 constexpr KnobFamily kFamily = {"The frame", ".desk.frontend", kRows};
 

@@ -18,7 +18,8 @@ constexpr KnobFamily kFamily = {"Lamps", ".desk.<torch, flash>", kRows};
 
 }  // namespace
 
-Lamp::Lamp(std::string name) : Peripheral(".desk." + name, kFamily, "lamps"), mName(std::move(name)) {
+Lamp::Lamp(std::string name)
+    : Peripheral(".desk." + name, kFamily, "lamps"), mName(std::move(name)) {
   mKnobs[kLit].OnRead([this] {
     const bool on = mSwitch != nullptr && TARQ::NodeAccess::Stored(*mSwitch).GetBool();
     return KnobValue(std::string(on && mKnobs[kWorks].Bool() ? "true" : "false"));
