@@ -98,6 +98,9 @@ TEST_F(ProgramTest, WhatCannotStartSaysWhyAndMakesNothing) {
        0,
        "there is no variant file /nowhere/x.toml\n"},
       {{}, {{"DIAGOR_CLOCK", "fast"}}, 0, "diagor: "},
+      {{}, {{"DIAGOR_START", "2013-02-29T12:00:00"}}, 0, "DIAGOR_START is "},
+      {{}, {{"DIAGOR_START", "2013-08-29"}}, 0, "DIAGOR_START is "},
+      {{}, {{"DIAGOR_START", "2013-08-29T12:00:00"}, {"DIAGOR_CLOCK", "real"}}, 0, "DIAGOR_START"},
       {{}, {{"DIAGOR_KNOBS", ".desk.nobody=1"}}, 0, "diagor: "},
       {{}, {{"DIAGOR_KNOBS", ".desk.rtc.rate=quick"}}, 0, "diagor: "},
       {{}, {{"DIAGOR_KNOBS", "nonsense"}}, 0, "diagor: "},
@@ -123,6 +126,15 @@ TEST_F(ProgramTest, WhatCannotStartSaysWhyAndMakesNothing) {
     EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
     EXPECT_TRUE(each.status != 0 || !fs::exists(folder.Path() / "root")) << errors;
   }
+}
+
+// A camera that starts at the last second of a leap day goes on into March, its clock chip with it.
+TEST_F(ProgramTest, StartsAtAnyTime) {
+  const auto camera = Serve("KY", {{"DIAGOR_START", "2024-02-29T23:59:59"}});
+  client::CameraClient client(mPort);
+  client.Set(".desk.clock.advance", "2");
+  EXPECT_EQ(client.Get(".desk.clock.local")["value"], "2024-03-01T00:00:01");
+  EXPECT_EQ(client.Get(".desk.rtc.seconds")["value"], 1);
 }
 
 // How a number was read shows in what the camera says of it, taken or free.
