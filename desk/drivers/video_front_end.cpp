@@ -86,7 +86,7 @@ std::span<WindowRecord> WindowsOf(const IoRequest& request) {
 }  // namespace
 
 VideoFrontEnd::VideoFrontEnd()
-    : DriverPort("FVD1:", "the video electronics"), mRegisterKnobs(kFamily) {}
+    : DriverPort("FVD1:", "the video front-end"), mRegisterKnobs(kFamily) {}
 
 void VideoFrontEnd::Trace(const IoRequest& request, bool ok) const {
   if (!Observation::IsTraced()) return;
