@@ -104,7 +104,7 @@ constexpr const char* kIndexes[] = {
     "WHERE outcome IN ('passed', 'passed on retry', 'failed')",
     "CREATE INDEX run_to_archive ON run (started_at, id) "
     "WHERE ended_at IS NOT NULL AND archived_at IS NULL",
-    "CREATE INDEX attempt_failed ON attempt (run_id, item, code) "
+    "CREATE INDEX attempt_failed ON attempt (run_id, item) "
     "WHERE passed = 0 AND problem = ''",
     "CREATE INDEX attempt_by_item ON attempt (item, started_at)",
 };

@@ -34,6 +34,16 @@ Statement& Statement::Use(const std::string& name, const std::string& text) {
   return Bind(name, mTexts.emplace_back(Settled(text)));
 }
 
+Statement& Statement::UseName(const std::string& name, const std::string& text) {
+  // A row of PostgreSQL's index has room for 2704 bytes, and an index up to three names.
+  constexpr std::size_t kLongest = 512;
+  if (Settled(text).size() > kLongest) {
+    throw StoreError(StoreError::Kind::Constraint,
+                     std::string("a name is too long: ").append(text, 0, kLongest));
+  }
+  return Use(name, text);
+}
+
 Statement& Statement::Use(const std::string& name, double number) {
   return Bind(name, mReals.emplace_back(number));
 }

@@ -49,6 +49,8 @@ class Statement {
   // Texts are settled here, whoever wrote them.
   Statement& Use(const std::string& name, const std::string& text);
   Statement& Use(const std::string& name, double number);
+  // A text that an index holds, where only so much has room: StoreError where it is longer.
+  Statement& UseName(const std::string& name, const std::string& text);
   template <std::integral Number>
   Statement& Use(const std::string& name, Number number) {
     return Bind(name, mNumbers.emplace_back(number));

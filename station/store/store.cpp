@@ -28,7 +28,7 @@ void WriteCamera(Connection& connection, const CameraRecord& camera) {
             "ON CONFLICT (serial) DO UPDATE SET name = excluded.name, last_seen = "
             "CASE WHEN excluded.last_seen > camera.last_seen THEN excluded.last_seen "
             "ELSE camera.last_seen END")
-      .Use("serial", camera.serial)
+      .UseName("serial", camera.serial)
       .Use("name", camera.name)
       .Use("variant", camera.variant)
       .Use("seen", camera.lastSeen)
@@ -41,14 +41,14 @@ void WriteRun(Connection& connection, const RunStart& run) {
             "plan_title, operator_name, versions, started_at, camera_time, plan_text) "
             "VALUES (:id, :station, :serial, :camera, :variant, :scanned, :plan, :operator, "
             ":versions, :started, :camera_time, :plan_text)")
-      .Use("id", run.id)
+      .UseName("id", run.id)
       .Use("station", run.station)
-      .Use("serial", run.serial)
+      .UseName("serial", run.serial)
       .Use("camera", run.cameraName)
-      .Use("variant", run.variant)
+      .UseName("variant", run.variant)
       .Use("scanned", run.scannedSerial)
-      .Use("plan", run.planTitle)
-      .Use("operator", run.operatorName)
+      .UseName("plan", run.planTitle)
+      .UseName("operator", run.operatorName)
       .Use("versions", run.versions)
       .Use("started", run.startedAt)
       .Use("camera_time", run.cameraTime)
@@ -120,7 +120,7 @@ void WriteStart(Connection& connection, const std::string& run, const AttemptSta
       "SELECT id, :number, :item, :class, :round, :retry, :started "
       "FROM run WHERE id = :run AND outcome = 'running'");
   statement.Use("number", start.number)
-      .Use("item", start.item)
+      .UseName("item", start.item)
       .Use("class", start.className)
       .Use("round", start.round)
       .Use("retry", start.retry)
@@ -245,7 +245,7 @@ void Store::AddUser(const UserRecord& user) {
     Statement(connection,
               "INSERT INTO app_user (name, role, password_hash, disabled_at) "
               "VALUES (:name, :role, :hash, :disabled)")
-        .Use("name", user.name)
+        .UseName("name", user.name)
         .Use("role", user.role)
         .Use("hash", user.passwordHash)
         .Use("disabled", user.disabledAt)
@@ -270,7 +270,7 @@ void Store::AddSession(const SessionRecord& session) {
   mState->writer.Write([&session](Connection& connection) {
     Statement(connection,
               "INSERT INTO session (hash, user_name, expires_at) VALUES (:hash, :user, :expires)")
-        .Use("hash", session.hash)
+        .UseName("hash", session.hash)
         .Use("user", session.user)
         .Use("expires", session.expiresAt)
         .Run();
