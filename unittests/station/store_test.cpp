@@ -3,6 +3,7 @@
 #include "station/store/store.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -514,10 +515,209 @@ TEST(PostgresqlTest, KeepsWhatItIsTold) {
   EXPECT_TRUE(store.Cameras().empty());
   server.Execute(
       "SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
-      "WHERE pid <> pg_backend_pid()");
+      "WHERE pid <> pg_backend_pid() AND backend_type = 'client backend'");
   store.SeeCamera("S", "", "", 0);
   EXPECT_EQ(store.Cameras().size(), 1U);
   EXPECT_EQ(KindOf([] { Store("postgresql://u:secret@/x?host=/nowhere"); }), Kind::CannotOpen);
+}
+
+// From here on: a file, and what can be wrong with it.
+
+// A connection that is not the store's.
+class Sqlite {
+ public:
+  explicit Sqlite(const std::string& file) { EXPECT_EQ(sqlite3_open(file.c_str(), &mFile), 0); }
+  ~Sqlite() { sqlite3_close(mFile); }
+  Sqlite(const Sqlite&) = delete;
+  Sqlite& operator=(const Sqlite&) = delete;
+  // The first value of the last row, where there is one.
+  std::string Do(const std::string& sql) {
+    std::string answer;
+    const auto take = [](void* to, int, char** values, char**) {
+      *static_cast<std::string*>(to) = values[0];
+      return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(mFile, sql.c_str(), take, &answer, nullptr), 0)
+        << sql << sqlite3_errmsg(mFile);
+    return answer;
+  }
+
+ private:
+  sqlite3* mFile = nullptr;
+};
+
+// Permissions count for this one.
+class OrdinaryUser {
+ public:
+  OrdinaryUser() { EXPECT_EQ(getuid() == 0 ? seteuid(kNobody) : 0, 0); }
+  ~OrdinaryUser() { EXPECT_EQ(seteuid(getuid()), 0); }
+  OrdinaryUser(const OrdinaryUser&) = delete;
+  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+
+ private:
+  static constexpr uid_t kNobody = 65'534;
+};
+
+constexpr StoreOptions kImpatient{std::chrono::milliseconds(20)};
+
+TEST(SqliteTest, SaysWhatIsWrongWithAFile) {
+  const TemporaryFolder folder;
+  const auto path = [&folder](const char* name) { return (folder.Path() / name).string(); };
+  const auto opening = [](const std::string& url) {
+    return KindOf([&url] { const Store store(url, kImpatient); });
+  };
+  const std::string file = path("a.db");
+  EXPECT_EQ(opening(file), std::nullopt);
+  struct stat made = {};
+  EXPECT_EQ(stat(file.c_str(), &made), 0);
+  EXPECT_EQ(made.st_mode & 0777U, 0600U);
+  std::ofstream(path("text")) << std::string(5'000, 'x');
+  Sqlite(path("foreign")).Do("CREATE TABLE camera (x)");
+  const std::pair<std::string, Kind> places[] = {{path("missing/a.db"), Kind::CannotOpen},
+                                                 {path(""), Kind::CannotOpen},
+                                                 {"mysql://localhost/a", Kind::CannotOpen},
+                                                 {path("text"), Kind::NotADatabase},
+                                                 {path("foreign"), Kind::NotADatabase}};
+  for (const auto& [place, kind] : places) EXPECT_EQ(opening(place), kind) << place;
+  EXPECT_EQ(Sqlite(path("foreign")).Do("PRAGMA journal_mode"), "delete");  // left as it was
+
+  {
+    Sqlite other(file);
+    other.Do(
+        "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; INSERT INTO schema_migration "
+        "VALUES (99)");
+    EXPECT_EQ(opening(file), Kind::Busy);
+    other.Do("COMMIT");
+  }
+  EXPECT_EQ(opening(file), Kind::TooNew);
+  Sqlite(file).Do("DELETE FROM schema_migration WHERE number = 99");
+  EXPECT_EQ(opening(file), std::nullopt);
+
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
+  ASSERT_EQ(chmod(file.c_str(), 0444), 0);
+  {
+    const OrdinaryUser user;
+    EXPECT_EQ(opening(file), Kind::ReadOnly);
+  }
+  ASSERT_EQ(chmod(file.c_str(), 0666), 0);
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0555), 0);
+  {
+    const OrdinaryUser user;
+    EXPECT_EQ(opening(file), Kind::ReadOnly);
+    EXPECT_EQ(opening(path("new.db")), Kind::ReadOnly);
+  }
+  EXPECT_EQ(chmod(folder.Path().c_str(), 0777), 0);
+}
+
+TEST(SqliteTest, AnotherProcessHoldsTheFileForAWhile) {
+  const TemporaryFolder folder;
+  const std::string file = (folder.Path() / "a.db").string();
+  Store store(file, kImpatient);
+  Sqlite other(file);
+  other.Do("BEGIN IMMEDIATE");
+  EXPECT_EQ(KindOf([&] { store.SeeCamera("S1", "", "", 0); }), Kind::Busy);
+  EXPECT_TRUE(store.Cameras().empty());  // reads go on
+  other.Do("COMMIT");
+  store.SeeCamera("S1", "", "", 0);
+  EXPECT_EQ(store.Cameras().size(), 1U);
+}
+
+// It stays as it is until that is asked for, perhaps after a copy was made.
+TEST(SqliteTest, AnOlderDatabaseIsBroughtUp) {
+  const TemporaryFolder folder;
+  const std::string file = (folder.Path() / "a.db").string();
+  const std::string copy = (folder.Path() / "copy.db").string();
+  Store(file).SeeCamera("S1", "", "", 0);
+  const std::string indexes = "SELECT COUNT(*) FROM sqlite_master WHERE sql LIKE 'CREATE INDEX%'";
+  {
+    Sqlite older(file);
+    const std::string drops = older.Do(
+        "SELECT group_concat('DROP INDEX ' || name, ';') FROM sqlite_master "
+        "WHERE sql LIKE 'CREATE INDEX%'");
+    older.Do("DELETE FROM schema_migration WHERE number > 1; " + drops);
+  }
+  Store store(file);
+  EXPECT_EQ(store.PendingMigrations(), 1);
+  store.BackUp(copy);
+  EXPECT_EQ(KindOf([&] { store.BackUp(copy); }), Kind::CannotOpen);
+  EXPECT_EQ(Sqlite(file).Do(indexes), "0");
+  store.Migrate();
+  EXPECT_EQ(store.PendingMigrations(), 0);
+  EXPECT_EQ(Sqlite(file).Do(indexes), "10");
+  struct stat made = {};
+  EXPECT_EQ(stat(copy.c_str(), &made), 0);
+  EXPECT_EQ(made.st_mode & 0777U, 0600U);
+  Store restored(copy);
+  EXPECT_EQ(restored.PendingMigrations(), 1);
+  EXPECT_EQ(restored.Cameras().size(), 1U);
+}
+
+// What was kept stays, what finds no room is said, and with room again it goes on.
+TEST(SqliteTest, AFullDisk) {
+  const TemporaryFolder folder;
+  // A small disk, in a view of the file systems that ends with this process.
+  if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      mount("none", folder.Path().c_str(), "tmpfs", 0, "size=2m") != 0) {
+    GTEST_SKIP() << "only root can make a small disk";
+  }
+  const std::string file = (folder.Path() / "a.db").string();
+  const std::string ballast = (folder.Path() / "ballast").string();
+  std::ofstream(ballast) << std::string(600'000, 'x');
+  {
+    Store store(file);
+    const RunStart run = SomeRun();
+    store.BeginRun(run);
+    store.Journal(run.id, {}, Start(1));
+    AttemptEnd large = End(1);
+    large.evidence = {{EvidenceKind::Picture, std::string(50'000, 'x')}};
+    std::optional<Kind> problem;
+    for (; !problem && large.number < 99; large.number += problem ? 0 : 1)
+      problem = KindOf([&] { store.Journal(run.id, large, Start(large.number + 1)); });
+    EXPECT_EQ(problem, Kind::Full);
+    EXPECT_EQ(store.Attempts(run.id).size(), static_cast<std::size_t>(large.number));
+    std::filesystem::remove(ballast);
+    store.Journal(run.id, large, Start(large.number + 1));
+    EXPECT_EQ(store.Attempts(run.id).size(), static_cast<std::size_t>(large.number) + 1);
+  }
+  EXPECT_EQ(Sqlite(file).Do("PRAGMA integrity_check"), "ok");
+  EXPECT_EQ(umount(folder.Path().c_str()), 0);
+}
+
+// Journals attempts for ever, and tells each that it was told is kept.
+[[noreturn]] void JournalUntilKilled(const std::string& file, const RunStart& run, int tells) {
+  Store store(file);
+  if (!store.FindRun(run.id)) store.BeginRun(run);
+  auto number = static_cast<std::int64_t>(store.Attempts(run.id).size()) + 1;
+  store.Journal(run.id, {}, Start(number));
+  for (;; ++number) {
+    store.Journal(run.id, End(number), Start(number + 1));
+    if (write(tells, &number, sizeof number) < 0) _exit(1);
+  }
+}
+
+TEST(SqliteTest, AKilledProcessLosesNothing) {
+  const TemporaryFolder folder;
+  const std::string file = (folder.Path() / "a.db").string();
+  const RunStart run = SomeRun();
+  for (const int told : {1, 7, 40}) {
+    int pipes[2] = {};
+    ASSERT_EQ(pipe(pipes), 0);
+    const pid_t child = fork();
+    if (child == 0) JournalUntilKilled(file, run, pipes[1]);
+    close(pipes[1]);
+    std::int64_t last = 0;
+    for (int i = 0; i < told; ++i)
+      EXPECT_EQ(read(pipes[0], &last, sizeof last), static_cast<ssize_t>(sizeof last));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    while (read(pipes[0], &last, sizeof last) > 0) continue;
+    close(pipes[0]);
+    EXPECT_EQ(Sqlite(file).Do("PRAGMA integrity_check"), "ok");
+    const auto attempts = Store(file).Attempts(run.id);
+    ASSERT_GT(attempts.size(), static_cast<std::size_t>(last));
+    EXPECT_TRUE(attempts[static_cast<std::size_t>(last) - 1].isEnded);
+    EXPECT_FALSE(attempts.back().isEnded);
+  }
 }
 
 }  // namespace
