@@ -27,6 +27,7 @@ class Connection {
   Connection(const Place& place, Role role, std::chrono::milliseconds busy);
 
   bool IsPostgresql() const { return mPlace.isPostgresql; }
+  const std::string& Name() const { return mPlace.name; }
   soci::session& Session() { return mSession; }
 
   // One statement.

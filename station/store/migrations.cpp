@@ -91,20 +91,21 @@ constexpr const char* kTables[] = {
          what {text} NOT NULL) {strict})",
 };
 
-// Pages of runs begin with what they are filtered by and go on in the order of time.
+// Pages of runs go on in the order of time; those that are filtered by one thing begin with it.
+// What a query asks of an index's rows stands in the index: runs are wide, with their plan's text.
 constexpr const char* kIndexes[] = {
-    "CREATE INDEX run_by_time ON run (started_at, id)",
+    "CREATE INDEX run_by_time ON run "
+    "(started_at, id, variant, plan_title, operator_name, outcome)",
     "CREATE INDEX run_by_serial ON run (serial, started_at, id)",
     "CREATE INDEX run_by_variant ON run (variant, started_at, id)",
     "CREATE INDEX run_by_outcome ON run (outcome, started_at, id)",
     "CREATE INDEX run_by_operator ON run (operator_name, started_at, id)",
-    // Yields are read off the index alone.
     "CREATE INDEX run_by_plan ON run (plan_title, started_at, id, outcome, serial, variant)",
-    "CREATE INDEX run_complete ON run (plan_title, serial, started_at, id) "
+    "CREATE INDEX run_complete ON run (plan_title, serial, started_at, id, outcome) "
     "WHERE outcome IN ('passed', 'passed on retry', 'failed')",
     "CREATE INDEX run_to_archive ON run (started_at, id) "
     "WHERE ended_at IS NOT NULL AND archived_at IS NULL",
-    "CREATE INDEX attempt_failed ON attempt (run_id, item) "
+    "CREATE INDEX attempt_failed ON attempt (run_id, item, code, passed, problem) "
     "WHERE passed = 0 AND problem = ''",
     "CREATE INDEX attempt_by_item ON attempt (item, started_at)",
 };
@@ -146,10 +147,10 @@ int CountPendingMigrations(Connection& connection) {
   const int made = LastMade(connection);
   if (made > known) {
     throw StoreError(StoreError::Kind::TooNew,
-                     std::string("the database was made by a newer version of this program: its "
-                                 "schema has number ")
+                     std::string(connection.Name())
+                         .append(" was made by a newer version of this program: its schema is ")
                          .append(std::to_string(made))
-                         .append(", this program knows ")
+                         .append(", known here are ")
                          .append(std::to_string(known)));
   }
   return known - made;

@@ -68,13 +68,18 @@ std::vector<RunRecord> Store::Runs(const RunFilter& filter, const std::optional<
                                    std::size_t limit) {
   Conditions conditions(filter);
   if (after) {
-    conditions.Add("(started_at, id) < (:cursor_time, :cursor_id)", "cursor_id",
+    conditions.Add("(run.started_at, run.id) < (:cursor_time, :cursor_id)", "cursor_id",
                    std::optional(after->id));
   }
+  const std::string order = " ORDER BY started_at DESC, id DESC";
   return mState->Read([&](Connection& connection) {
     Statement statement(connection, std::string(kRunColumns)
+                                        .append(" WHERE id IN (SELECT id FROM ")
+                                        .append(conditions.RunTable(connection))
                                         .append(conditions.Sql())
-                                        .append(" ORDER BY started_at DESC, id DESC LIMIT :limit"));
+                                        .append(order)
+                                        .append(" LIMIT :limit)")
+                                        .append(order));
     conditions.Bind(statement).Use("limit", limit);
     if (after) statement.Use("cursor_time", after->startedAt);
     return FetchRuns(statement);

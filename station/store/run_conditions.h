@@ -31,11 +31,16 @@ class Conditions {
     mSql.append(mSql.empty() ? " WHERE " : " AND ").append(condition);
   }
 
+  // How the table is named in a query for a page of runs. SQLite knows nothing of how often values
+  // come: of several filters it might go by the one that nearly all runs pass.
+  std::string RunTable(const Connection& connection) const;
   // " WHERE ...", or nothing.
   const std::string& Sql() const { return mSql; }
   Statement& Bind(Statement& statement) const;
 
  private:
+  bool mHasSerial = false;
+  int mEqualities = 0;
   std::string mSql;
   std::vector<std::pair<std::string, std::int64_t>> mNumbers;
   std::vector<std::pair<std::string, std::string>> mTexts;

@@ -66,16 +66,18 @@ std::vector<YieldRow> Store::Yield(const std::string& planTitle, Time from, Time
   });
 }
 
+// SQLite takes cross joins in the order in which they are written. Here: runs, and of each what
+// failed, which is in an index of its own.
 std::vector<FailureRow> Store::Failures(const RunFilter& filter) {
   Conditions conditions(filter);
-  conditions.Add("attempt.passed = 0 AND attempt.problem = ''");
+  conditions.Add("attempt.run_id = run.id AND attempt.passed = 0 AND attempt.problem = ''");
   std::vector<FailureRow> failures = mState->Read([&](Connection& connection) {
     std::vector<FailureRow> rows;
     std::string item;
     CodeCount code;
     Statement statement(connection,
                         std::string("SELECT attempt.item, attempt.code, COUNT(*) AS attempts "
-                                    "FROM attempt JOIN run ON run.id = attempt.run_id")
+                                    "FROM run CROSS JOIN attempt")
                             .append(conditions.Sql())
                             .append(" GROUP BY attempt.item, attempt.code "
                                     "ORDER BY attempt.item, attempts DESC, attempt.code"));
@@ -99,7 +101,7 @@ std::vector<TrendPoint> Store::Trend(const TrendFilter& filter, std::size_t limi
   conditions.Add("run.serial = :serial", "serial", filter.serial);
   conditions.Add("attempt.started_at >= :from", "from", filter.from);
   conditions.Add("attempt.started_at < :to", "to", filter.to);
-  // SQLite takes cross joins in the order as written: one camera's runs are few, else the item's
+  // One camera's runs are few, else the item's
   // attempts come in the order that is asked for.
   const std::string tables = filter.serial ? "run CROSS JOIN attempt CROSS JOIN measurement"
                                            : "attempt CROSS JOIN measurement CROSS JOIN run";

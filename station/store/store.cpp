@@ -12,6 +12,9 @@ namespace {
 
 using Kind = StoreError::Kind;
 
+// An index has room for so much of what a camera says.
+constexpr std::size_t kLongestCode = 100;
+
 // Runs a statement that is to change one row.
 void RunOn(Statement& statement, const std::string& otherwise) {
   if (statement.Run() == 0) throw StoreError(Kind::Constraint, otherwise);
@@ -101,7 +104,7 @@ void WriteEnd(Connection& connection, const std::string& run, const AttemptEnd& 
       .Use("seconds", end.seconds)
       .Use("status", end.status)
       .Use("value", end.value)
-      .Use("code", end.code)
+      .Use("code", end.code.substr(0, kLongestCode))
       .Use("message", end.message)
       .Use("problem", end.problem)
       .Use("run", run)

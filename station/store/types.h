@@ -93,7 +93,8 @@ struct AttemptResult {
   double seconds = 0;  // of the camera's clock
   std::uint32_t status = 0;
   std::string value;
-  std::string code;  // of a failure, as statistics count it: "E 00A3", "no result, status 0x1"
+  // Of a failure, as statistics count it: "E 00A3", "no result, status 0x1"; 100 bytes are kept.
+  std::string code;
   std::string message;
   std::string problem;  // why there is no result: refused, camera lost; else empty
   std::vector<MeasurementRecord> measurements;

@@ -286,6 +286,7 @@ std::vector<Kept> KeepByChance(Store& store, Chance& chance, int count) {
       if (chance.Below(4) == 0) end.reset();
       if (!end) continue;
       static_cast<AttemptResult&>(kept.attempts.back()) = *end;
+      kept.attempts.back().code = end->code.substr(0, 100);
       kept.attempts.back().isEnded = true;
       kept.evidence[number] = end->evidence;
     }
