@@ -15,6 +15,7 @@
 #include <csignal>
 #include <fstream>
 #include <map>
+#include <mutex>
 #include <random>
 #include <set>
 #include <thread>
@@ -190,7 +191,7 @@ void RunsBeginEndAndGoOn(const std::string& url) {
 // Writes of sixteen cameras at once, with bad ones among them: those alone fail.
 void WritesAreCommittedTogether(const std::string& url) {
   constexpr int kThreads = 16;
-  constexpr int kAttempts = 12;
+  constexpr int kAttempts = 6;
   Store store(url);
   std::vector<std::string> ids;
   std::atomic<int> failed = 0;
@@ -270,7 +271,7 @@ std::vector<Kept> KeepByChance(Store& store, Chance& chance, int count) {
   for (int i = 0; i < count; ++i) {
     Kept kept;
     RunStart& start = kept.run;
-    const Time startedAt = kNoon + chance.Below(count / 2);
+    const Time startedAt = kNoon + chance.Below(100);
     start = {NewRunId(startedAt), chance.Text(), chance.Name(), chance.Text(),
              chance.Name(),       chance.Text(), chance.Name(), chance.Text(),
              chance.Name(),       chance.Text(), startedAt,     chance.Text()};
@@ -344,12 +345,22 @@ void ExpectPages(Store& store, const std::vector<Kept>& all, Chance& chance) {
 void WhatIsWrittenIsRead(const std::string& url) {
   const unsigned seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
-  Chance chance(seed);
   std::vector<Kept> all;
   {
     Store writing(url);
-    all = KeepByChance(writing, chance, 200);
+    std::vector<std::thread> stations;
+    std::mutex lock;
+    for (unsigned i = 0; i < 10; ++i) {
+      stations.emplace_back([&, i] {
+        Chance chance(seed + i);
+        std::vector<Kept> some = KeepByChance(writing, chance, 25);
+        const std::lock_guard guard(lock);
+        std::move(some.begin(), some.end(), std::back_inserter(all));
+      });
+    }
+    for (std::thread& station : stations) station.join();
   }
+  Chance chance(seed);
   Store store(url);
   EXPECT_EQ(store.PendingMigrations(), 0);
   for (const Kept& kept : all) {
@@ -439,21 +450,21 @@ void StatisticsCount(const std::string& url) {
 
 void OldRunsAreDeleted(const std::string& url) {
   Store store(url);
-  for (int i = 0; i < 50; ++i) Make(store, kNoon + i, "KY1", Outcome::Passed, {"battery OK"});
+  for (int i = 0; i < 26; ++i) Make(store, kNoon + i, "KY1", Outcome::Passed, {"battery OK"});
   const RunStart running = SomeRun(kNoon);
   store.BeginRun(running);
   store.Journal(running.id, {}, Start(1));
   const std::string archived = store.RunsToArchive(2).at(1).id;
   EXPECT_NE(archived, store.RunsToArchive(1).at(0).id);
   store.MarkArchived(archived, kNoon);
-  EXPECT_EQ(store.CountRunsToArchive(), 49);
-  EXPECT_EQ(store.Prune(kNoon + 45, true), 1U);
+  EXPECT_EQ(store.CountRunsToArchive(), 25);
+  EXPECT_EQ(store.Prune(kNoon + 22, true), 1U);
   EXPECT_EQ(store.FindRun(archived), std::nullopt);
   EXPECT_TRUE(store.Attempts(archived).empty());
-  EXPECT_EQ(store.Prune(kNoon + 45, false), 44U);
-  EXPECT_EQ(store.Runs({}, {}, 100).size(), 6U);
+  EXPECT_EQ(store.Prune(kNoon + 22, false), 21U);
+  EXPECT_EQ(store.Runs({}, {}, 100).size(), 5U);
   EXPECT_EQ(store.Attempts(running.id).size(), 1U);
-  EXPECT_EQ(store.Trend({"battery", "U", {}, {}, {}}, 100).size(), 5U);
+  EXPECT_EQ(store.Trend({"battery", "U", {}, {}, {}}, 100).size(), 4U);
 }
 
 void UsersAndTheirActsAreKept(const std::string& url) {
