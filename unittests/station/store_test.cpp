@@ -159,13 +159,14 @@ void RunsBeginEndAndGoOn(const std::string& url) {
   store.EndRun(id, {kNoon + 9, Outcome::Incomplete, "lost"});
   refused([&] { store.EndRun(id, {kNoon, Outcome::Passed, ""}); });
   refused([&] { store.Journal(id, {}, Start(3)); });
-  store.WriteNote(id, "seal broken");
+  store.WriteNote(id, std::string("seal\0\xFF", 6));
   store.MarkArchived(id, kNoon + 10);
 
-  RunRecord expected{start, kNoon + 9, Outcome::Incomplete, "lost", "seal broken", kNoon + 10};
+  const std::string note = "seal\xEF\xBF\xBD\xEF\xBF\xBD";
+  RunRecord expected{start, kNoon + 9, Outcome::Incomplete, "lost", note, kNoon + 10};
   EXPECT_EQ(store.FindRun(id), expected);
   store.ReopenRun(id);
-  expected = {start, {}, Outcome::Running, "", "seal broken", {}};
+  expected = {start, {}, Outcome::Running, "", note, {}};
   EXPECT_EQ(store.FindRun(id.substr(0, 30)), expected);
   const auto attempts = store.Attempts(id);
   ASSERT_EQ(attempts.size(), 2U);
