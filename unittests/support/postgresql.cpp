@@ -23,7 +23,8 @@ if [ "$(id -u)" = 0 ]; then
 fi
 cd "$folder" || exit 1
 {
-  $user "$bin/initdb" -D "$folder/data" -U test -A trust -E UTF8 --locale=C.UTF-8 --no-sync &&
+  $user "$bin/initdb" -D "$folder/data" -U test -A trust -E UTF8 --locale=C.UTF-8 \
+      --locale-provider=icu --icu-locale=en --no-sync &&
     $user "$bin/pg_ctl" -D "$folder/data" -l "$folder/log" -w \
       -o "-c listen_addresses='' -k $folder -c fsync=off" start
 } >"$folder/told" 2>&1 && verdict=started || verdict=$(cat "$folder/told")
