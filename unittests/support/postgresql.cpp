@@ -28,7 +28,8 @@ cd "$folder" || exit 1
     $user "$bin/pg_ctl" -D "$folder/data" -l "$folder/log" -w \
       -o "-c listen_addresses='' -k $folder -c fsync=off" start
 } >"$folder/told" 2>&1 && verdict=started || verdict=$(cat "$folder/told")
-echo "$verdict" >"$folder/verdict"
+exec 3<>"$folder/verdict"  # whether or not somebody reads it still
+printf '%s\0' "$verdict" >&3
 cat >/dev/null
 $user "$bin/pg_ctl" -D "$folder/data" -m immediate stop >/dev/null 2>&1
 rm -rf "$folder"
@@ -47,7 +48,7 @@ Postgresql::Postgresql() {
   if (mServer == nullptr) throw std::runtime_error("no shell");
   std::string verdict;
   std::getline(std::ifstream(verdictFile), verdict, '\0');
-  if (verdict != "started\n") throw std::runtime_error("PostgreSQL does not start: " + verdict);
+  if (verdict != "started") throw std::runtime_error("PostgreSQL does not start: " + verdict);
 }
 
 Postgresql::~Postgresql() {
