@@ -14,6 +14,7 @@
 #include <atomic>
 #include <csignal>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <random>
@@ -61,6 +62,12 @@ AttemptEnd End(std::int64_t number, bool passed = true, const std::string& code 
   end.passed = passed;
   end.code = code;
   return end;
+}
+
+void AtOnce(std::size_t threads, const std::function<void(std::size_t)>& act) {
+  std::vector<std::thread> running(threads);
+  for (std::size_t i = 0; i < threads; ++i) running[i] = std::thread(act, i);
+  for (std::thread& each : running) each.join();
 }
 
 TEST(TextTest, IsSettledForBothDatabases) {
@@ -117,18 +124,14 @@ TEST(RunIdTest, RisesAndIsUnique) {
     EXPECT_EQ(next.size(), 36U);
     last = next;
   }
-  std::vector<std::thread> threads;
   std::mutex lock;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int n = 0; n < 1'000; ++n) {
-        const std::string id = NewRunId(kNoon);
-        const std::lock_guard guard(lock);
-        all.insert(id);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  AtOnce(4, [&](std::size_t) {
+    for (int n = 0; n < 1'000; ++n) {
+      const std::string id = NewRunId(kNoon);
+      const std::lock_guard guard(lock);
+      all.insert(id);
+    }
+  });
   EXPECT_EQ(all.size(), 4'000U);
 }
 
@@ -191,31 +194,26 @@ void RunsBeginEndAndGoOn(const std::string& url) {
 
 // Writes of sixteen cameras at once, with bad ones among them: those alone fail.
 void WritesAreCommittedTogether(const std::string& url) {
-  constexpr int kThreads = 16;
-  constexpr int kAttempts = 6;
+  constexpr std::size_t kThreads = 16;
+  constexpr std::size_t kAttempts = 6;
   Store store(url);
   std::vector<std::string> ids;
-  std::atomic<int> failed = 0;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    const RunStart run = SomeRun();
-    store.BeginRun(run);
-    ids.push_back(run.id);
+  std::atomic<std::size_t> failed = 0;
+  for (std::size_t i = 0; i < kThreads; ++i) {
+    store.BeginRun(SomeRun());
+    ids.push_back(store.Runs({}, {}, 1).at(0).id);
   }
-  for (const std::string& id : ids) {
-    threads.emplace_back([&store, &failed, id] {
-      store.Journal(id, {}, Start(1));
-      for (int n = 1; n < kAttempts; ++n) {
-        store.Journal(id, End(n), Start(n + 1));
-        if (KindOf([&] { store.Journal(id, End(n), Start(99)); }) == Kind::Constraint) ++failed;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  AtOnce(kThreads, [&](std::size_t i) {
+    store.Journal(ids[i], {}, Start(1));
+    for (std::int64_t n = 1; n < std::int64_t{kAttempts}; ++n) {
+      store.Journal(ids[i], End(n), Start(n + 1));
+      if (KindOf([&] { store.Journal(ids[i], End(n), Start(99)); }) == Kind::Constraint) ++failed;
+    }
+  });
   EXPECT_EQ(failed, kThreads * (kAttempts - 1));
   for (const std::string& id : ids) {
     const auto attempts = store.Attempts(id);
-    EXPECT_EQ(attempts.size(), static_cast<std::size_t>(kAttempts));
+    EXPECT_EQ(attempts.size(), kAttempts);
     EXPECT_EQ(std::count_if(attempts.begin(), attempts.end(),
                             [](const AttemptRecord& each) { return each.isEnded; }),
               kAttempts - 1);
@@ -285,7 +283,7 @@ std::vector<Kept> KeepByChance(Store& store, Chance& chance, int count) {
       end = SomeEnd(chance, number);
       if (chance.Below(4) == 0) end.reset();
       if (!end) continue;
-      static_cast<AttemptResult&>(kept.attempts.back()) = *end;
+      static_cast<AttemptResult&>(kept.attempts.back()) = static_cast<AttemptResult&>(*end);
       kept.attempts.back().code = end->code.substr(0, 100);
       kept.attempts.back().isEnded = true;
       kept.evidence[number] = end->evidence;
@@ -349,17 +347,13 @@ void WhatIsWrittenIsRead(const std::string& url) {
   std::vector<Kept> all;
   {
     Store writing(url);
-    std::vector<std::thread> stations;
     std::mutex lock;
-    for (unsigned i = 0; i < 10; ++i) {
-      stations.emplace_back([&, i] {
-        Chance chance(seed + i);
-        std::vector<Kept> some = KeepByChance(writing, chance, 25);
-        const std::lock_guard guard(lock);
-        std::move(some.begin(), some.end(), std::back_inserter(all));
-      });
-    }
-    for (std::thread& station : stations) station.join();
+    AtOnce(10, [&](std::size_t i) {
+      Chance chance(seed + static_cast<unsigned>(i));
+      std::vector<Kept> some = KeepByChance(writing, chance, 25);
+      const std::lock_guard guard(lock);
+      std::move(some.begin(), some.end(), std::back_inserter(all));
+    });
   }
   Chance chance(seed);
   Store store(url);
@@ -558,17 +552,14 @@ class Sqlite {
   sqlite3* mFile = nullptr;
 };
 
-// Permissions count for this one.
-class OrdinaryUser {
- public:
-  OrdinaryUser() { EXPECT_EQ(getuid() == 0 ? seteuid(kNobody) : 0, 0); }
-  ~OrdinaryUser() { EXPECT_EQ(seteuid(getuid()), 0); }
-  OrdinaryUser(const OrdinaryUser&) = delete;
-  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
-
- private:
-  static constexpr uid_t kNobody = 65'534;
-};
+// Opens files as one for whom permissions count.
+std::optional<Kind> AsOrdinaryUser(const std::function<std::optional<Kind>()>& opening) {
+  constexpr uid_t kNobody = 65'534;
+  EXPECT_EQ(getuid() == 0 ? seteuid(kNobody) : 0, 0);
+  const std::optional<Kind> kind = opening();
+  EXPECT_EQ(seteuid(getuid()), 0);
+  return kind;
+}
 
 constexpr StoreOptions kImpatient{std::chrono::milliseconds(20)};
 
@@ -605,18 +596,12 @@ TEST(SqliteTest, SaysWhatIsWrongWithAFile) {
   Sqlite(file).Do("DELETE FROM schema_migration WHERE number = 99");
   EXPECT_EQ(opening(file), std::nullopt);
 
-  ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
-  ASSERT_EQ(chmod(file.c_str(), 0444), 0);
-  {
-    const OrdinaryUser user;
-    EXPECT_EQ(opening(file), Kind::ReadOnly);
-  }
-  ASSERT_EQ(chmod(file.c_str(), 0666), 0);
-  ASSERT_EQ(chmod(folder.Path().c_str(), 0555), 0);
-  {
-    const OrdinaryUser user;
-    EXPECT_EQ(opening(file), Kind::ReadOnly);
-    EXPECT_EQ(opening(path("new.db")), Kind::ReadOnly);
+  // Modes of the folder and of the file; which one is opened.
+  const std::tuple<mode_t, mode_t, std::string> closed[] = {
+      {0777, 0444, file}, {0555, 0666, file}, {0555, 0666, path("new.db")}};
+  for (const auto& [folderMode, fileMode, opened] : closed) {
+    ASSERT_EQ(chmod(folder.Path().c_str(), folderMode) + chmod(file.c_str(), fileMode), 0);
+    EXPECT_EQ(AsOrdinaryUser([&, &place = opened] { return opening(place); }), Kind::ReadOnly);
   }
   EXPECT_EQ(chmod(folder.Path().c_str(), 0777), 0);
 }

@@ -44,11 +44,13 @@ Postgresql::Postgresql() {
   mFolder = folder;
   const std::string verdictFile = mFolder + "/verdict";
   if (mkfifo(verdictFile.c_str(), S_IRUSR | S_IWUSR) != 0) throw std::runtime_error("no FIFO");
-  mServer = popen(("folder=" + mFolder + "\n" + kScript).c_str(), "we");
+  mServer =
+      popen(std::string("folder=").append(mFolder).append("\n").append(kScript).c_str(), "we");
   if (mServer == nullptr) throw std::runtime_error("no shell");
   std::string verdict;
   std::getline(std::ifstream(verdictFile), verdict, '\0');
-  if (verdict != "started") throw std::runtime_error("PostgreSQL does not start: " + verdict);
+  if (verdict != "started")
+    throw std::runtime_error(std::string("PostgreSQL does not start: ").append(verdict));
 }
 
 Postgresql::~Postgresql() {
@@ -56,14 +58,18 @@ Postgresql::~Postgresql() {
 }
 
 std::string Postgresql::Fresh() {
-  const std::string schema = "s" + std::to_string(++mCount);
-  Execute("CREATE SCHEMA " + schema);
-  return "postgresql://test@/postgres?host=" + mFolder + "&options=-csearch_path%3D" + schema;
+  const std::string schema = std::string("s").append(std::to_string(++mCount));
+  Execute(std::string("CREATE SCHEMA ").append(schema));
+  return std::string("postgresql://test@/postgres?host=")
+      .append(mFolder)
+      .append("&options=-csearch_path%3D")
+      .append(schema);
 }
 
 void Postgresql::Execute(const std::string& sql) const {
   const std::unique_ptr<PGconn, void (*)(PGconn*)> connection(
-      PQconnectdb(("host=" + mFolder + " user=test dbname=postgres").c_str()), PQfinish);
+      PQconnectdb(std::string("user=test dbname=postgres host=").append(mFolder).c_str()),
+      PQfinish);
   const std::unique_ptr<PGresult, void (*)(PGresult*)> result(PQexec(connection.get(), sql.c_str()),
                                                               PQclear);
   const ExecStatusType status = PQresultStatus(result.get());
