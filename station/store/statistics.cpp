@@ -1,0 +1,129 @@
+#include <algorithm>
+
+#include "station/store/run_conditions.h"
+#include "station/store/statement.h"
+#include "station/store/store.h"
+#include "station/store/store_state.h"
+
+namespace station {
+
+namespace {
+
+constexpr Time kWeek = 7LL * 24 * 60 * 60 * 1000;
+// 1970 began on a Thursday: its week three days before.
+constexpr Time kBeforeFirstWeek = 3LL * 24 * 60 * 60 * 1000;
+
+// Rows of one item follow each other.
+void AddFailures(std::vector<FailureRow>& rows, const std::string& item, const CodeCount& code) {
+  if (rows.empty() || rows.back().item != item) rows.push_back({item, 0, {}});
+  rows.back().attempts += code.attempts;
+  rows.back().codes.push_back(code);
+}
+
+}  // namespace
+
+std::vector<YieldRow> Store::Yield(const std::string& planTitle, Time from, Time to) {
+  const std::string week = "(run.started_at + :before_first) / :week_length AS week";
+  const std::string inPeriod =
+      "FROM run WHERE run.plan_title = :plan AND run.started_at >= :from AND "
+      "run.started_at < :to AND run.outcome ";
+  const std::string complete = "IN ('passed', 'passed on retry', 'failed')";
+  const std::string sql =
+      std::string(
+          "SELECT week, variant, COUNT(*) - SUM(incomplete), SUM(passed), SUM(incomplete) "
+          "FROM (SELECT ")
+          .append(week)
+          .append(
+              ", run.variant, CASE WHEN run.outcome = 'passed' THEN 1 ELSE 0 END AS passed, "
+              "0 AS incomplete ")
+          .append(inPeriod)
+          .append(complete)
+          .append(
+              " AND NOT EXISTS (SELECT 1 FROM run AS earlier WHERE earlier.plan_title = "
+              "run.plan_title AND earlier.serial = run.serial AND earlier.outcome ")
+          .append(complete)
+          .append(
+              " AND (earlier.started_at, earlier.id) < (run.started_at, run.id)) UNION ALL "
+              "SELECT ")
+          .append(week)
+          .append(", run.variant, 0 AS passed, 1 AS incomplete ")
+          .append(inPeriod)
+          .append("= 'incomplete') AS counted GROUP BY week, variant ORDER BY week, variant");
+  return mState->Read([&](Connection& connection) {
+    std::vector<YieldRow> rows;
+    YieldRow row;
+    Statement(connection, sql)
+        .Use("before_first", kBeforeFirstWeek)
+        .Use("week_length", kWeek)
+        .Use("plan", planTitle)
+        .Use("from", from)
+        .Use("to", to)
+        .Each(std::tie(row.week, row.variant, row.cameras, row.passed, row.incomplete), [&] {
+          row.week = row.week * kWeek - kBeforeFirstWeek;
+          rows.push_back(row);
+        });
+    return rows;
+  });
+}
+
+// SQLite takes cross joins in the order in which they are written. Here: runs, and of each what
+// failed, which is in an index of its own.
+std::vector<FailureRow> Store::Failures(const RunFilter& filter) {
+  Conditions conditions(filter);
+  conditions.Add("attempt.run_id = run.id AND attempt.passed = 0 AND attempt.problem = ''");
+  std::vector<FailureRow> failures = mState->Read([&](Connection& connection) {
+    std::vector<FailureRow> rows;
+    std::string item;
+    CodeCount code;
+    Statement statement(connection,
+                        std::string("SELECT attempt.item, attempt.code, COUNT(*) AS attempts "
+                                    "FROM run CROSS JOIN attempt")
+                            .append(conditions.Sql())
+                            .append(" GROUP BY attempt.item, attempt.code "
+                                    "ORDER BY attempt.item, attempts DESC, attempt.code"));
+    conditions.Bind(statement).Each(std::tie(item, code.code, code.attempts),
+                                    [&] { AddFailures(rows, item, code); });
+    return rows;
+  });
+  std::stable_sort(failures.begin(), failures.end(), [](const FailureRow& a, const FailureRow& b) {
+    return a.attempts > b.attempts;
+  });
+  return failures;
+}
+
+std::vector<TrendPoint> Store::Trend(const TrendFilter& filter, std::size_t limit) {
+  Conditions conditions;
+  conditions.Add(
+      "attempt.run_id = run.id AND measurement.run_id = run.id AND "
+      "measurement.attempt = attempt.number");
+  conditions.Add("attempt.item = :item", "item", std::optional(filter.item));
+  conditions.Add("measurement.name = :name", "name", std::optional(filter.measurement));
+  conditions.Add("run.serial = :serial", "serial", filter.serial);
+  conditions.Add("attempt.started_at >= :from", "from", filter.from);
+  conditions.Add("attempt.started_at < :to", "to", filter.to);
+  // One camera's runs are few, else the item's
+  // attempts come in the order that is asked for.
+  const std::string tables = filter.serial ? "run CROSS JOIN attempt CROSS JOIN measurement"
+                                           : "attempt CROSS JOIN measurement CROSS JOIN run";
+  return mState->Read([&](Connection& connection) {
+    std::vector<TrendPoint> points;
+    TrendPoint point;
+    MeasurementRecord& measurement = point.measurement;
+    Statement statement(
+        connection, std::string("SELECT attempt.started_at, run.id, run.serial, measurement.name, "
+                                "measurement.unit, measurement.value, measurement.lower_limit, "
+                                "measurement.upper_limit FROM ")
+                        .append(tables)
+                        .append(conditions.Sql())
+                        .append(" ORDER BY attempt.started_at DESC, attempt.run_id DESC, "
+                                "attempt.number DESC, measurement.place DESC LIMIT :limit"));
+    conditions.Bind(statement)
+        .Use("limit", limit)
+        .Each(std::tie(point.startedAt, point.run, point.serial, measurement.name, measurement.unit,
+                       measurement.value, measurement.lower, measurement.upper),
+              [&] { points.push_back(point); });
+    return points;
+  });
+}
+
+}  // namespace station
