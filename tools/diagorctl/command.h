@@ -46,6 +46,7 @@ struct Options {
   unsigned pairs = 0;  // of faults at once
   unsigned seed = 1;
   bool csv = false;
+  bool lists = false;
   bool asItIs = false;      // break nothing, restore nothing: one run
   bool skipMemory = false;  // the test of the video memory is left out
 };

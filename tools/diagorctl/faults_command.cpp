@@ -22,7 +22,6 @@ using client::Json;
 using client::KnobFault;
 using client::PairOutcome;
 
-constexpr char kList[] = "list";
 constexpr std::string_view kItems = "test.items.";
 
 std::string NameOf(const KnobFault& fault) {
@@ -192,15 +191,12 @@ void RequireVirtualClock(client::CameraClient& camera) {
 }  // namespace
 
 int Faults(client::CameraClient& camera, const Options& options) {
-  std::vector<std::string> globs = options.globs;
-  const bool lists = !globs.empty() && globs.front() == kList;
-  if (lists) globs.erase(globs.begin());
-  const std::vector<KnobFault> faults = client::FaultsOf(camera.Knobs(), globs);
+  const std::vector<KnobFault> faults = client::FaultsOf(camera.Knobs(), options.globs);
   if (faults.empty()) {
-    Complain("no fault matches; diagorctl faults list shows them all");
+    Complain("no fault matches; diagorctl faults --list shows them all");
     return kUsage;
   }
-  if (lists) return PrintList(faults, options);
+  if (options.lists) return PrintList(faults, options);
   RequireVirtualClock(camera);
   ProgressLine progress(options.quiet);
   client::LongTests tests;

@@ -88,8 +88,8 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
                   "Result, as 00A3; without one what the item holds, else all that it can report");
   sub = add("faults", "Make a simulated camera's faults and show what its tests make of them",
             Faults);
-  sub->add_option("glob", options.globs,
-                  "Which: knobs or path=value; all without one. \"list\" before them: only list");
+  sub->add_option("glob", options.globs, "Which: knobs or path=value; all without one");
+  sub->add_flag("--list", options.lists, "Only list them");
   sub->add_option("--pairs", options.pairs, "Also so many pairs of them, for what hides what")
       ->check(CLI::Range(0U, 100000U));
   sub->add_option("--seed", options.seed, "Which pairs")->capture_default_str();

@@ -196,12 +196,12 @@ TEST(MeasurementsTest, ComeFromTheMessagesAsTheTestsWriteThem) {
            Row{"CResBitBatteryFG", "Fuel Gauge detected U=3700, I=-450, C=84%",
                "voltage=3700 mV - -;current=-450 mA - -;charge=84 % - -;"},
            {"CResBitTempsensItems", "Tempsens Lens:298.152100 K, ",
-            "Tempsens Lens=298.152 K 223.15 333.15;"},
+            "Tempsens Lens=298.152 K 243 343;"},
            {"CResBitTempsensItems", "Tempsens Lens:Out of range 343.000000 K, ",
-            "Tempsens Lens=343 K 223.15 333.15;"},
+            "Tempsens Lens=343 K 243 343;"},
            {"CResBitTempsensN", "Aperture:298.15 K, Shutter:298.4 K, Front:297.9 K, ",
-            "Aperture=298.15 K 223.15 333.15;Shutter=298.4 K 223.15 333.15;"
-            "Front=297.9 K 223.15 333.15;"},
+            "Aperture=298.15 K 243 343;Shutter=298.4 K 243 343;"
+            "Front=297.9 K 243 343;"},
            {"CResBitShutterRMV", "Shutter stucked, diff:5001",
             "largest difference=5001 counts - -;"},
            {"CResBitApertureR8", "Aperture locked, diff: -3",
@@ -432,6 +432,8 @@ TEST_F(DiagorctlTest, MakesFaultsAndTellsWhatTheTestsMakeOfThem) {
   EXPECT_EQ(made.output, "knob,value,fault,part,item,class,result\r\n\"" + battery +
                              "\",\"false\",\"the chip does not answer\",\"battery\","
                              "\"test.items.battery\",\"CResBitBattery\",\"E 0002\"\r\n");
+  EXPECT_EQ(Ctl({"faults", "--list", battery}).output,
+            battery + "=false: the chip does not answer [battery]\n");
   EXPECT_EQ(Ctl({"faults", "no.such"}).code, 2);
 }
 

@@ -212,7 +212,7 @@ TEST_F(HttpTest, AShortageOfDescriptorsIsSaidOnceAndOver) {
   std::deque<RawClient> silent;
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(silent.emplace_back(mServer.Port(), kHealth).IsServed());
   std::vector<int> clients;
-  for (RawClient& each : silent) {
+  for (std::size_t i = 0; i + 1 < silent.size(); ++i) {
     const int client = clients.emplace_back(socket(AF_INET, SOCK_STREAM, 0));
     // What would be given next is no longer given.
     const int next = dup(client);
@@ -220,17 +220,16 @@ TEST_F(HttpTest, AShortageOfDescriptorsIsSaidOnceAndOver) {
     const rlimit few = {static_cast<rlim_t>(next), enough.rlim_max};
     setrlimit(RLIMIT_NOFILE, &few);
     EXPECT_EQ(connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    each.ReadToEnd();  // it makes room
+    silent[i].ReadToEnd();  // the one that was silent for longest makes room
     EXPECT_EQ(write(client, kHealth, sizeof kHealth - 1), static_cast<ssize_t>(sizeof kHealth - 1));
     char answer[12] = {};
     EXPECT_EQ(read(client, answer, sizeof answer), static_cast<ssize_t>(sizeof answer));
     EXPECT_EQ(std::string(answer, sizeof answer), "HTTP/1.1 200");
-    if (&each != &silent.back()) {  // nobody else made room
-      silent.back().Send(kHealth);
-      EXPECT_TRUE(silent.back().ReadUntil("HTTP/1.1 200").ends_with("HTTP/1.1 200"));
-    }
     setrlimit(RLIMIT_NOFILE, &enough);
   }
+  // And nobody else did.
+  silent.back().Send(kHealth);
+  EXPECT_TRUE(silent.back().ReadUntil("HTTP/1.1 200").ends_with("HTTP/1.1 200"));
   for (const int each : clients) close(each);
   EXPECT_EQ(mComplaints, 1);
 }
