@@ -10,7 +10,7 @@ namespace {
 enum Row : std::size_t { kPresent, kOpenFail, kFail, kError };
 
 constexpr char kNotAsked[] = "no test of this camera asks for it";
-constexpr char kStaysOpen[] = "the program opened it at its start and keeps it open";
+constexpr char kStaysOpen[] = "no test of this camera opens it anew";
 
 constexpr KnobRow kRows[] = {
     {"present", KnobKind::Bool, "", "true", 0, 0, "False: opening the driver fails.",

@@ -14,9 +14,10 @@ constexpr std::uint64_t kSize = 1ULL << 32;
 
 enum Row : std::size_t { kCell, kFirst, kLast, kBlocks };
 
-constexpr char kNotTested[] = "no test of this camera looks at the video memory";
+constexpr char kNotTested[] = "no test of this camera looks at that part of the video memory";
 constexpr char kByChance[] =
-    "no test of this camera looks at the video memory; or it wrote the stuck value itself, as "
+    "no test of this camera looks at that part of the video memory; or it wrote the stuck value "
+    "itself, as "
     "every "
     "second pass does with its random blocks";
 

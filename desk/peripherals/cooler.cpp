@@ -45,7 +45,7 @@ constexpr KnobRow kRows[] = {
          .Within(0, 500)},
     {"coolingtime", KnobKind::Number, "s", "190", 0.001, 1e6, "Time constant of cooling down.",
      Breaks({"1500", "the cooler is weak and takes far too long", "cooler", "more than 1000 s",
-             false, "the test logs how long the cooling takes and judges none of it"})
+             false, "the test waits an hour for the cold and judges nothing below that"})
          .Within(150, 260)},
     {"warmingtime", KnobKind::Number, "s", "1200", 0.001, 1e6, "Time constant of warming up.",
      Condition("how well the detector is insulated").Within(900, 1800)},

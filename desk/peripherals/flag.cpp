@@ -10,7 +10,7 @@ namespace {
 constexpr char kNoLook[] = "this camera's tests of that part look at no picture and at no sensor";
 constexpr char kNoSensor[] = "no test of this camera reads the end sensor";
 constexpr char kOnlyAnswers[] =
-    "this camera's tests ask the control only whether it answers, and its sensor where the part is";
+    "this camera's tests ask the control only whether it answers, or not at all";
 
 enum Row : std::size_t { kStuck, kSticks, kTravel, kReadBack, kSensor };
 constexpr KnobRow kRows[] = {

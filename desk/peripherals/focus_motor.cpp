@@ -29,7 +29,7 @@ constexpr KnobRow kRows[] = {
     {"overshoot", KnobKind::Number, "position", "0", 0, 1e9,
      "By how much a move goes beyond its target; never beyond the ends of the travel.",
      Breaks({"600", "the lens goes too far", "lens", "250 positions, 500 on lenses to 65535", false,
-             "the tests of this lens go to its ends, where it cannot go too far"})
+             "this camera's lens is moved by hand: its test only asks where it is"})
          .Within(0, 60)},
     {"stuck", KnobKind::Bool, "", "false", 0, 0, "True: the lens stays where it is now.",
      Breaks({"true", "the lens is stuck", "lens", "", false, kByHand})},

@@ -36,30 +36,30 @@ constexpr KnobRow kRows[] = {
     {"level", KnobKind::Integer, "counts", "12000", 0, 65535,
      "What the detector gives of the scene.",
      Breaks({"200", "the detector gives no signal", "detector", "", false,
-             "the tests look at differences, which remain"})
+             "no test of this camera compares the corners of pictures"})
          .Within(10000, 14000)},
     {"response", KnobKind::Integer, "counts", "8000", 0, 65535,
      "By how much less it gives of a shutter or an aperture in its view.",
      Breaks({"0", "the detector sees no difference", "detector", "below 5000 counts", false,
-             "no test of this camera compares pictures"})
+             "no test of this camera compares the corners of pictures"})
          .Within(6500, 9500)},
     {"shading", KnobKind::Integer, "counts", "400", 0, 65535,
      "By how much its corners differ at most: the bottom right one gives more than the mean, the "
      "top "
      "left one less.",
      Breaks({"6000", "the picture is uneven", "detector", "above 5000 counts", false,
-             "no test of this camera compares pictures"})
+             "no test of this camera compares the corners of pictures"})
          .Within(0, 1500)},
     {"noise", KnobKind::Integer, "counts", "8", 0, 1000,
      "How far the other two corners move, against each other, from frame to frame. Neither the "
      "mean of the corners nor, up to half of the shading, their largest difference changes.",
      Breaks({"1000", "the picture is noisy", "detector", "above 100 counts", false,
-             "the tests look at means and at the unevenness of a picture, not at its noise"})
+             "no test looks at the noise of a picture"})
          .Within(1, 40)},
     {"repeats", KnobKind::Bool, "", "false", 0, 0,
      "True: the frame of this moment comes again and again.",
      Breaks({"true", "the picture is frozen", "main board", "", false,
-             "no test of this camera compares pictures"})},
+             "no test of this camera compares the corners of pictures"})},
     {"scene", KnobKind::Number, "degrees Celsius", "320", -40, 3000,
      "How hot it is what the camera looks at; from 100 on it is a black body. Hotter than the "
      "measuring range, the frame is clipped at 65535 counts.",
