@@ -188,6 +188,15 @@ void RequireVirtualClock(client::CameraClient& camera) {
   }
 }
 
+// Whoever interrupts the study gets a healthy camera back, where it still answers.
+void RestoreAnew(const Options& options) {
+  try {
+    client::CameraClient(options.port).Set(".desk.restore", true);
+  } catch (const std::exception& error) {
+    Complain(std::string("the camera is left as it is: ") + error.what());
+  }
+}
+
 }  // namespace
 
 int Faults(client::CameraClient& camera, const Options& options) {
@@ -209,8 +218,15 @@ int Faults(client::CameraClient& camera, const Options& options) {
                            [&progress](std::size_t done, std::size_t all, const std::string& next) {
                              progress.Show(done, all, next);
                            });
-  const std::vector<FaultOutcome> outcomes = study.MakeEach(faults);
-  const std::vector<PairOutcome> pairs = study.MakePairs(outcomes, options.pairs, options.seed);
+  std::vector<FaultOutcome> outcomes;
+  std::vector<PairOutcome> pairs;
+  try {
+    outcomes = study.MakeEach(faults);
+    pairs = study.MakePairs(outcomes, options.pairs, options.seed);
+  } catch (...) {
+    RestoreAnew(options);
+    throw;
+  }
   if (options.json) {
     Json json;
     json["camera"] = ValueText(camera.Get(".version.product.name")["value"]);
