@@ -44,10 +44,11 @@ tell_steps() {
 build() {
   local preset=$1
   shift
-  local targets=()
+  local targets=() began=$SECONDS
   [ $# -eq 0 ] || targets=(--target "$@")
   say "Building ($preset)..."
   quietly cmake --preset "$preset"
   NINJA_STATUS="[%p] " with_progress 's/^\[ *\([0-9]*\)%\].*/\1/p' \
     cmake --build --preset "$preset" ${targets[@]+"${targets[@]}"}
+  say "  (built in $((SECONDS - began)) s)"
 }
