@@ -22,7 +22,7 @@ with_progress() {
   local pattern=$1 log
   shift
   log=$(mktemp)
-  if ! stdbuf -oL "$@" 2>&1 | tee "$log" | sed -un "$pattern" | tell_steps; then
+  if ! "$@" 2>&1 | tee "$log" | sed -un "$pattern" | tell_steps; then
     cat "$log" >&2
     rm -f "$log"
     return 1
