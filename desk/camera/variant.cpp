@@ -1,9 +1,7 @@
 #include "camera/variant.h"
 
-#include <toml++/toml.h>
 #include <algorithm>
 #include <cctype>
-#include <fstream>
 #include <limits>
 #include <stdexcept>
 
@@ -11,105 +9,38 @@ namespace desk {
 
 namespace {
 
-std::string At(const std::string& file, const toml::node& node) {
-  return file + ":" + std::to_string(node.source().begin.line) + ": ";
+using settings::At;
+using settings::TableReader;
+
+// A path of the camera's storage, which it does not leave.
+void CheckPath(const std::string& path, const std::string& where) {
+  const bool leaves = path.find("..") != std::string::npos;
+  if (!path.starts_with("/") || leaves) {
+    throw std::runtime_error(where + ": " + path + " is no path of the camera, as /FlashFS/tmp");
+  }
 }
 
-// A reader of one table that knows which keys it was asked for: a key that nobody reads is a
-// mistake in the file.
-class TableReader {
- public:
-  TableReader(const std::string& file, const toml::table& table) : mFile(file), mTable(table) {}
-
-  template <typename Value>
-  Value Take(const std::string& key) {
-    const toml::node* const node = TakeNode(key);
-    if (node == nullptr) {
-      throw std::runtime_error(At(mFile, mTable) + "the key " + key + " is missing");
-    }
-    const auto value = node->value_exact<Value>();
-    if (!value) throw std::runtime_error(At(mFile, *node) + "the key " + key + " has a wrong type");
-    return *value;
+std::vector<std::string> TakePaths(TableReader& reader, const std::string& key) {
+  std::vector<std::string> paths;
+  for (const ListedName& listed : reader.TakeNames(key)) {
+    CheckPath(listed.name, listed.at + key);
+    paths.push_back(listed.name);
   }
+  return paths;
+}
 
-  std::vector<ListedName> TakeNames(const std::string& key) {
-    std::vector<ListedName> names;
-    const toml::node* const node = TakeNode(key);
-    if (node == nullptr) return names;
-    const toml::array* const array = node->as_array();
-    if (array == nullptr) throw std::runtime_error(At(mFile, *node) + key + " is no list");
-    for (const toml::node& element : *array) {
-      const auto text = element.value_exact<std::string>();
-      if (!text) {
-        throw std::runtime_error(At(mFile, element) + key + " lists something else than texts");
-      }
-      for (const ListedName& each : names) {
-        if (each.name != *text) continue;
-        throw std::runtime_error(At(mFile, element) + key + " lists " + *text + " twice");
-      }
-      names.push_back({*text, At(mFile, element)});
-    }
-    return names;
-  }
+std::string TakePath(TableReader& reader, const std::string& key) {
+  const auto path = reader.TakeIfThere<std::string>(key);
+  if (path) CheckPath(*path, reader.AtKey(key) + key);
+  return path.value_or("");
+}
 
-  // Paths of the camera's storage, which they do not leave.
-  std::vector<std::string> TakePaths(const std::string& key) {
-    std::vector<std::string> paths;
-    for (const ListedName& listed : TakeNames(key)) {
-      CheckPath(listed.name, listed.at + key);
-      paths.push_back(listed.name);
-    }
-    return paths;
-  }
-
-  std::string TakePath(const std::string& key) {
-    const toml::node* const node = TakeNode(key);
-    if (node == nullptr) return {};
-    const auto path = node->value_exact<std::string>();
-    if (!path) throw std::runtime_error(At(mFile, *node) + key + " names no folder");
-    CheckPath(*path, At(mFile, *node) + key);
-    return *path;
-  }
-
-  // Pixels; the usual ones where the file does not say.
-  int TakeExtent(const std::string& key, int usual) {
-    constexpr std::int64_t kLeast = 64;
-    constexpr std::int64_t kMost = 4096;
-    const toml::node* const node = TakeNode(key);
-    if (node == nullptr) return usual;
-    const auto pixels = node->value_exact<std::int64_t>();
-    if (!pixels || *pixels < kLeast || *pixels > kMost) {
-      throw std::runtime_error(At(mFile, *node) + key + " is no number from 64 to 4096");
-    }
-    return static_cast<int>(*pixels);
-  }
-
-  const toml::node* TakeNode(const std::string& key) {
-    mTaken.push_back(key);
-    return mTable.get(key);
-  }
-
-  void Finish() const {
-    for (const auto& [key, node] : mTable) {
-      const std::string name(key.str());
-      if (std::find(mTaken.begin(), mTaken.end(), name) == mTaken.end()) {
-        throw std::runtime_error(At(mFile, node) + "unknown key " + name);
-      }
-    }
-  }
-
- private:
-  static void CheckPath(const std::string& path, const std::string& where) {
-    const bool leaves = path.find("..") != std::string::npos;
-    if (!path.starts_with("/") || leaves) {
-      throw std::runtime_error(where + ": " + path + " is no path of the camera, as /FlashFS/tmp");
-    }
-  }
-
-  const std::string& mFile;
-  const toml::table& mTable;
-  std::vector<std::string> mTaken;
-};
+// Pixels; the usual ones where the file does not say.
+int TakeExtent(TableReader& reader, const std::string& key, int usual) {
+  constexpr std::int64_t kLeast = 64;
+  constexpr std::int64_t kMost = 4096;
+  return static_cast<int>(reader.TakeWhole(key, kLeast, kMost).value_or(usual));
+}
 
 ChipEntry ReadChip(const std::string& file, const toml::node& node) {
   const toml::table* const table = node.as_table();
@@ -202,12 +133,12 @@ Variant ReadVariant(const std::string& file, const toml::table& table) {
   variant.file = file;
   variant.name = reader.Take<std::string>("name");
   variant.bsp = reader.Take<std::string>("bsp");
-  variant.displayWidth = reader.TakeExtent("display_width", 640);
-  variant.displayHeight = reader.TakeExtent("display_height", 480);
+  variant.displayWidth = TakeExtent(reader, "display_width", 640);
+  variant.displayHeight = TakeExtent(reader, "display_height", 480);
   variant.drivers = reader.TakeNames("drivers");
   variant.peripherals = reader.TakeNames("peripherals");
-  variant.folders = reader.TakePaths("folders");
-  variant.files = reader.TakePaths("files");
+  variant.folders = TakePaths(reader, "folders");
+  variant.files = TakePaths(reader, "files");
   if (const toml::node* const chips = reader.TakeNode("chip")) {
     const toml::array* const list = chips->as_array();
     if (list == nullptr) throw std::runtime_error(At(file, *chips) + "chip is no list of tables");
@@ -216,7 +147,7 @@ Variant ReadVariant(const std::string& file, const toml::table& table) {
   variant.nodes = ReadStarts(file, "nodes", reader.TakeNode("nodes"));
   variant.knobs = ReadStarts(file, "knobs", reader.TakeNode("knobs"));
   variant.keypad = ReadKeypad(file, reader.TakeNode("keypad"), reader.TakeNode("answers"));
-  variant.images = reader.TakePath("images");
+  variant.images = TakePath(reader, "images");
   reader.Finish();
   return variant;
 }
@@ -250,13 +181,7 @@ Variant LoadVariant(const std::string& name) {
   if (std::error_code error; !std::filesystem::is_regular_file(file, error)) {
     throw std::runtime_error("there is no variant file " + file);
   }
-  if (!std::ifstream(file)) throw std::runtime_error("cannot read the variant file " + file);
-  try {
-    return ReadVariant(file, toml::parse_file(file));
-  } catch (const toml::parse_error& error) {
-    throw std::runtime_error(file + ":" + std::to_string(error.source().begin.line) + ": " +
-                             std::string(error.description()));
-  }
+  return ReadVariant(file, settings::ParsedText(settings::FileText(file), file));
 }
 
 std::string PartOf(const std::vector<ListedName>& serves) {

@@ -9,13 +9,11 @@
 #include <vector>
 
 #include "operator/key_names.h"
+#include "settings/table_reader.h"
 
 namespace desk {
 
-struct ListedName {
-  std::string name;
-  std::string at;  // where it stands: "file:line: "
-};
+using settings::ListedName;
 
 // The replaceable unit that a chip sits on, by the test items that ask it: the battery's chip in
 // the battery, a sensor in the part whose temperature it takes, a memory on the board that it is

@@ -248,7 +248,7 @@ TEST_F(ProgramTest, VariantFileWithAMistakeIsNamedByFileLineAndKey) {
       {head + "peripherals = [\"tea\"]\n", ":3: peripherals: there is no peripheral tea"},
       {head + "folders = [\"FlashFS\"]\n", ":3: folders: FlashFS is no path of the camera"},
       {head + "files = [\"/../x\"]\n", ":3: files: /../x is no path of the camera"},
-      {head + "images = 1\n", ":3: images names no folder"},
+      {head + "images = 1\n", ":3: the key images has a wrong type"},
       {bus + "chip = [\n{ bus = \"i2c1\", address = 0xAF, kind = \"eeprom\" }]\n",
        ":5: address is no even number"},
       {bus + "chip = [{ bus = \"i2c2\", address = 0xAE, kind = \"eeprom\" }]\n",
