@@ -176,8 +176,25 @@ void Judge(const Json& reply, Attempt& attempt) {
   attempt.records = reply["records"].get<std::vector<std::string>>();
   attempt.message.clear();
   if (!attempt.records.empty()) attempt.message = MessageOf(attempt.records.back(), attempt.value);
+  if (reply.contains("trace")) {
+    attempt.trace = {{"steps", reply["trace"]}, {"left_out", reply.value("trace_left_out", 0)}};
+  }
   attempt.passed =
       attempt.status == 0 && (attempt.value == "OK      " || attempt.value == "Tested  ");
+}
+
+unsigned RunTest(CameraClient& camera, const TestItem& item, bool traced, Attempt& attempt) {
+  if (IsCooler(item.className)) {
+    const double start = CameraSeconds(camera);
+    const unsigned writes = RunCooler(camera, attempt);
+    attempt.seconds = CameraSeconds(camera) - start;
+    return writes;
+  }
+  const Json reply = camera.Set(item.path, "run", traced);
+  Judge(reply, attempt);
+  constexpr double kMillisecond = 0.001;
+  attempt.seconds = reply.value("elapsed_ms", 0.0) * kMillisecond;
+  return 1;
 }
 
 namespace {
@@ -185,21 +202,14 @@ namespace {
 // hasResult: its test has ended, whatever comes after.
 void RunItem(CameraClient& camera, const TestItem& item, StageWatch& watch, Attempt& attempt,
              bool& hasResult) {
-  const double start = CameraSeconds(camera);
   attempt.started = Text(camera, ".desk.clock.local");
-  unsigned writes = 1;
   try {
-    if (IsCooler(item.className)) {
-      writes = RunCooler(camera, attempt);
-    } else {
-      Judge(camera.Set(item.path, "run"), attempt);
-    }
+    const unsigned writes = RunTest(camera, item, false, attempt);
     hasResult = true;
     watch.AwaitEnd(writes);
   } catch (const RefusedError& error) {
     attempt.problem = error.what();
   }
-  attempt.seconds = CameraSeconds(camera) - start;
 }
 
 }  // namespace

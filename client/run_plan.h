@@ -50,6 +50,7 @@ struct Attempt {
   std::vector<std::string> records;
   std::string problem;        // why there is no result: refused, interrupted, no camera; else empty
   std::vector<Cause> causes;  // known ones of a failure, most likely first
+  Json trace;  // of a traced write: its "steps", and how many more were "left_out"; else null
 };
 
 // Of an attempt: it begins; it has come to another stage, whose name is its message; it has ended.
@@ -67,6 +68,11 @@ struct RunOptions {
 // the error is thrown on.
 void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOptions& options,
          std::vector<Attempt>& attempts, const Progress& progress);
+
+// Runs the item's test, a cooler's by its plan, and judges it into the attempt, with its length.
+// traced: also what it asked of the camera; a cooler's test tells nothing. Returns how many writes
+// it made. RefusedError: the test did not run.
+unsigned RunTest(CameraClient& camera, const TestItem& item, bool traced, Attempt& attempt);
 
 // What the reply to a test's write says, into the attempt.
 void Judge(const Json& reply, Attempt& attempt);
