@@ -2,29 +2,16 @@
 #pragma once
 
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "client/camera_client.h"
 #include "client/run_plan.h"
+#include "terminal/exit_code.h"
 
 namespace diagorctl {
 
-enum ExitCode : int {
-  kNothingFailed = 0,
-  kTestFailed = 1,
-  kUsage = 2,  // or nothing matched
-  kNoConnection = 3,
-  kRefused = 4,
-  kSignal = 128,  // and the signal's number: interrupted by it
-};
-
-// What the user named cannot be used; what() says why.
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+using namespace terminal;  // NOLINT(google-build-using-namespace): words of every command line
 
 struct Options {
   std::uint16_t port = 0x567F;

@@ -4,7 +4,7 @@
 
 #include "client/dictionary.h"
 #include "diagorctl/command.h"
-#include "diagorctl/output.h"
+#include "terminal/output.h"
 
 namespace diagorctl {
 

@@ -10,7 +10,7 @@
 #include "client/fault_study.h"
 #include "client/results.h"
 #include "diagorctl/command.h"
-#include "diagorctl/output.h"
+#include "terminal/output.h"
 
 namespace diagorctl {
 

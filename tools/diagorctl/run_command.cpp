@@ -1,59 +1,16 @@
 // run: the tests and their results.
-#include <unistd.h>
-
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 
 #include "client/results.h"
 #include "client/run_plan.h"
 #include "diagorctl/command.h"
-#include "diagorctl/output.h"
+#include "terminal/output.h"
+#include "terminal/result_file.h"
 
 namespace diagorctl {
 
 namespace {
-
-// A file that is there whole or not at all. What cannot be written is said before a run, not after.
-class ResultFile {
- public:
-  explicit ResultFile(const std::string& path) {
-    if (path.empty()) return;
-    std::error_code error;
-    const auto status = std::filesystem::status(path, error);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-      throw UsageError("cannot write " + path + ": it is no ordinary file");
-    }
-    mPath = std::filesystem::weakly_canonical(path, error).string();  // a link's file, not the link
-    mDraft = mPath + "." + std::to_string(getpid()) + ".part";
-    mStream.open(mDraft, std::ios::binary);
-    if (!mStream) throw UsageError("cannot write " + mDraft);
-  }
-  ~ResultFile() {
-    std::error_code ignored;
-    if (!mDraft.empty()) std::filesystem::remove(mDraft, ignored);
-  }
-  ResultFile(const ResultFile&) = delete;
-  ResultFile& operator=(const ResultFile&) = delete;
-
-  // An error's text, or empty.
-  std::string Write(const client::Report& report) {
-    if (mPath.empty()) return {};
-    client::WriteJunit(mStream, report);
-    mStream.close();
-    std::error_code error;
-    if (mStream) std::filesystem::rename(mDraft, mPath, error);
-    if (!mStream || error) return "cannot write " + mPath;
-    mDraft.clear();
-    return {};
-  }
-
- private:
-  std::string mPath;
-  std::string mDraft;  // empty: there is none
-  std::ofstream mStream;
-};
 
 void ShowProgress(const client::Attempt& attempt, client::Phase phase) {
   if (phase == client::Phase::Ends) {
@@ -109,14 +66,15 @@ int Run(client::CameraClient& camera, const Options& options) {
     return kUsage;
   }
   TellOfLease(camera);
-  ResultFile junit(options.junit);
+  ResultFile junit(options.junit);  // what cannot be written is said before a run, not after
   client::Report report;
   report.camera = NameOf(camera, ".version.product.name");
   report.serial = NameOf(camera, ".version.product.serial");
   // The file first: who reads the table may be slow, or gone.
   const auto write = [&] {
     client::AddCauses(report);
-    std::string problem = junit.Write(report);
+    if (!options.junit.empty()) client::WriteJunit(junit.Stream(), report);
+    std::string problem = junit.Finish();
     PrintResults(report, options);
     return problem;
   };

@@ -5,7 +5,7 @@
 
 #include "client/run_plan.h"
 #include "diagorctl/command.h"
-#include "diagorctl/output.h"
+#include "terminal/output.h"
 
 namespace diagorctl {
 

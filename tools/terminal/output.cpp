@@ -1,14 +1,15 @@
-#include "diagorctl/output.h"
+#include "terminal/output.h"
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
 
 #include "client/results.h"
 
-namespace diagorctl {
+namespace terminal {
 
 namespace {
 
@@ -42,7 +43,7 @@ std::string ShownAsError(const std::string& text) {
 }
 
 void Complain(const std::string& text) {
-  std::cerr << "diagorctl: " + ShownAsError(text) + "\n";
+  std::cerr << std::string(program_invocation_short_name).append(": ") + ShownAsError(text) + "\n";
 }
 
 std::string ValueText(const client::Json& value) {
@@ -69,4 +70,4 @@ void PrintJson(const client::Json& json) {
   std::cout << json.dump(2, ' ', false, client::Json::error_handler_t::replace) << "\n";
 }
 
-}  // namespace diagorctl
+}  // namespace terminal

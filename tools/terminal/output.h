@@ -5,7 +5,7 @@
 
 #include "client/camera_client.h"
 
-namespace diagorctl {
+namespace terminal {
 
 // Of standard output.
 bool IsTerminal();
@@ -27,4 +27,4 @@ std::string Wrapped(const std::string& text, std::size_t indent);
 
 void PrintJson(const client::Json& json);
 
-}  // namespace diagorctl
+}  // namespace terminal
