@@ -1,0 +1,165 @@
+#include "station/runner/hold.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+
+namespace station {
+
+namespace {
+
+constexpr std::chrono::seconds kRenewal{10};
+constexpr double kLeaseSeconds = 30;
+constexpr char kDescription[] = "test.description.";
+
+std::runtime_error FileError(const std::filesystem::path& path) {
+  return std::runtime_error("cannot write " + path.string() + ": " +
+                            std::generic_category().message(errno));
+}
+
+std::filesystem::path FileOf(const std::filesystem::path& folder, const CameraAddress& address,
+                             const char* suffix) {
+  std::string name = address.Text();
+  for (char& each : name) {
+    if (each == '/') each = '_';
+  }
+  return folder / "cameras" / (name + suffix);
+}
+
+// Whole and on disk when it returns, whatever happens meanwhile.
+void Keep(const std::filesystem::path& path, const std::string& text) {
+  const std::filesystem::path draft = path.string() + ".part";
+  const int file = open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (file < 0) throw FileError(draft);
+  const bool isWritten =
+      write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
+      fsync(file) == 0;
+  const int problem = errno;
+  close(file);
+  errno = problem;
+  if (!isWritten || rename(draft.c_str(), path.c_str()) != 0) throw FileError(path);
+}
+
+// What was changed and is not given back yet: texts by node.
+client::Json Kept(const std::filesystem::path& path) {
+  std::ifstream stream(path, std::ios::binary);
+  const std::string text(std::istreambuf_iterator<char>(stream), {});
+  client::Json kept = client::Json::parse(text, nullptr, false);
+  // A file that is torn or edited is nothing that could be given back.
+  return kept.is_object() ? kept : client::Json::object();
+}
+
+}  // namespace
+
+CameraHold::LockedFile::LockedFile(const std::filesystem::path& path, const std::string& camera) {
+  std::error_code error;
+  std::filesystem::create_directories(path.parent_path(), error);
+  mFile = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  if (mFile < 0) throw FileError(path);
+  if (flock(mFile, LOCK_EX | LOCK_NB) != 0) {
+    std::array<char, 32> owner{};
+    const ssize_t length = read(mFile, owner.data(), owner.size());
+    close(mFile);
+    throw RunRefused(
+        "camera " + camera + " is under test by another process of this station (" +
+        std::string(owner.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))) +
+        "); wait for its end");
+  }
+  const std::string owner = "process " + std::to_string(getpid());
+  const bool isWritten = ftruncate(mFile, 0) == 0 && write(mFile, owner.data(), owner.size()) ==
+                                                         static_cast<ssize_t>(owner.size());
+  if (!isWritten) {
+    const auto problem = FileError(path);
+    close(mFile);
+    throw problem;
+  }
+}
+
+CameraHold::LockedFile::~LockedFile() {
+  close(mFile);
+}
+
+CameraHold::CameraHold(const CameraAddress& address, const std::string& owner,
+                       const std::filesystem::path& folder)
+    : mAddress(address),
+      mOwner(owner),
+      mChanges(FileOf(folder, address, ".json")),
+      mLocked(FileOf(folder, address, ".lock"), address.Text()) {
+  TakeLease();
+}
+
+CameraHold::~CameraHold() {
+  {
+    const std::lock_guard lock(mLock);
+    mEnds = true;
+  }
+  mEnding.notify_all();
+  if (mRenewal.joinable()) mRenewal.join();
+}
+
+void CameraHold::TakeLease() {
+  try {
+    client::CameraClient(mAddress.host, mAddress.port).TakeLease(mOwner, kLeaseSeconds);
+  } catch (const client::RefusedError& error) {
+    constexpr unsigned kTaken = 409;
+    constexpr unsigned kUnknown = 404;
+    if (error.status == kUnknown) return;
+    if (error.status != kTaken) throw;
+    throw RunRefused("camera " + mAddress.Text() + ": " + error.what());
+  }
+  mRenewal = std::thread([this] { RenewLease(); });
+}
+
+// Until the end; a camera that is away meanwhile is asked again the next time.
+void CameraHold::RenewLease() {
+  constexpr std::chrono::seconds kPatience{3};
+  const auto say = [&](double seconds, const client::CameraClient::Interrupted& interrupted) {
+    try {
+      client::CameraClient camera(mAddress.host, mAddress.port, interrupted,
+                                  {kPatience, kPatience});
+      camera.TakeLease(mOwner, seconds);
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
+      // The lease is a word among stations: the run does not depend on it.
+    }
+  };
+  const auto ends = [this] {
+    const std::lock_guard lock(mLock);
+    return mEnds;
+  };
+  std::unique_lock lock(mLock);
+  while (!mEnding.wait_for(lock, kRenewal, [this] { return mEnds; })) {
+    lock.unlock();
+    say(kLeaseSeconds, ends);
+    lock.lock();
+  }
+  lock.unlock();
+  // Whoever answers nothing is not waited for: the lease ends by itself.
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  say(0, [deadline] { return std::chrono::steady_clock::now() > deadline; });
+}
+
+void CameraHold::Describe(client::CameraClient& camera,
+                          const std::map<std::string, std::string>& texts) {
+  client::Json kept = Kept(mChanges);
+  for (const auto& [node, text] : texts) {
+    // What is kept already was there before any run.
+    if (!kept.contains(node)) kept[node] = camera.Get(kDescription + node)["value"];
+  }
+  Keep(mChanges, kept.dump());
+  for (const auto& [node, text] : texts) camera.Set(kDescription + node, text);
+}
+
+void CameraHold::GiveBack(client::CameraClient& camera) {
+  const client::Json kept = Kept(mChanges);
+  for (const auto& [node, text] : kept.items()) camera.Set(kDescription + node, text);
+  std::error_code ignored;
+  std::filesystem::remove(mChanges, ignored);
+}
+
+}  // namespace station

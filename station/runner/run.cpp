@@ -1,0 +1,357 @@
+#include "station/runner/run.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+#include "client/measurements.h"
+#include "station/runner/known_times.h"
+#include "station/runner/run_state.h"
+#include "station/store/uuid.h"
+
+namespace station {
+
+namespace {
+
+using client::CameraClient;
+using client::RefusedError;
+using std::chrono::milliseconds;
+using SteadyClock = std::chrono::steady_clock;
+using Kind = RunNews::Kind;
+
+// Its tests fill megabytes with what they ask, all of it alike.
+bool IsTraced(const std::string& className) {
+  return className != "CResBitVDDR";
+}
+
+// Refused for now: another client's write, or more clients than there is room for.
+bool IsBusy(const RefusedError& error) {
+  constexpr unsigned kConflict = 409;
+  constexpr unsigned kNoRoom = 503;
+  return error.status == kConflict || error.status == kNoRoom;
+}
+
+// As other stations are told, the same in each process of this one: two stations may have one name.
+std::string OwnerOf(const StationIdentity& station) {
+  std::array<char, 65> host{};
+  gethostname(host.data(), host.size() - 1);
+  std::array<char, 20> folder{};
+  std::snprintf(
+      folder.data(), folder.size(), "%08zx",
+      std::hash<std::string>()(std::filesystem::absolute(station.folder).string()) & 0xFFFFFFFF);
+  return std::string(station.name)
+      .append(" (")
+      .append(host.data())
+      .append(" ")
+      .append(folder.data())
+      .append(")");
+}
+
+std::string TextOf(CameraClient& camera, const char* path) {
+  try {
+    const client::Json value = camera.Get(path)["value"];
+    return value.is_string() ? value.get<std::string>() : std::string();
+  } catch (const RefusedError&) {
+    return {};
+  }
+}
+
+AttemptEnd EndOf(std::int64_t number, const client::Attempt& attempt) {
+  AttemptEnd end;
+  end.number = number;
+  end.passed = attempt.passed;
+  end.seconds = attempt.seconds;
+  end.status = attempt.status;
+  end.value = attempt.value;
+  end.message = attempt.message;
+  end.problem = attempt.problem;
+  if (!end.passed && end.problem.empty()) end.code = client::ResultText(attempt);
+  for (const std::string& record : attempt.records) {
+    end.evidence.push_back({EvidenceKind::Record, record});
+  }
+  if (!end.passed && !attempt.trace.is_null()) {
+    end.evidence.push_back(
+        {EvidenceKind::Trace,
+         attempt.trace.dump(-1, ' ', false, client::Json::error_handler_t::replace)});
+  }
+  for (const client::Measurement& each :
+       client::MeasurementsOf(attempt.className, attempt.message)) {
+    if (std::isfinite(each.value)) {
+      end.measurements.push_back({each.name, each.unit, each.value, each.lower, each.upper});
+    }
+  }
+  return end;
+}
+
+// One run on one camera, from its hold to its end.
+class CameraRun {
+ public:
+  CameraRun(Store& store, const StationIdentity& station, const CameraAddress& address,
+            const RunControl& control, const OnNews& onNews)
+      : mStore(store),
+        mStation(station),
+        mControl(control),
+        mOnNews(onNews),
+        mAddress(address),
+        mCamera(address.host, address.port, [&control] { return control.interrupts.load(); }),
+        mHold(address, OwnerOf(station), station.folder) {}
+
+  RunRecord Start(const RunRequest& request) {
+    const CameraIdentity camera = IdentityOf(mCamera);
+    if (!request.scannedSerial.empty() && request.scannedSerial != camera.serial &&
+        !request.mayContradict) {
+      throw RunRefused("camera " + mAddress.Text() + " has the serial " + camera.serial +
+                       ", scanned was " + request.scannedSerial);
+    }
+    auto items = ItemsOf(request.plan, client::TestItems(mCamera));
+    mRun.id = NewRunId(Now());
+    mRun.station = mStation.name;
+    mRun.serial = camera.serial;
+    mRun.cameraName = mAddress.name.empty() ? camera.product : mAddress.name;
+    mRun.variant = camera.product;
+    mRun.scannedSerial = request.scannedSerial;
+    mRun.planTitle = request.plan.title;
+    mRun.planText = request.plan.text;
+    mRun.operatorName = request.operatorName;
+    mRun.versions = "diagor-station " + mStation.version;
+    mRun.startedAt = Now();
+    mRun.cameraTime = TextOf(mCamera, ".desk.clock.local");
+    mStore.BeginRun(mRun);
+    RunState state(request.plan, std::move(items));
+    return Go(request.plan, state, {}, true);
+  }
+
+  RunRecord Resume(const RunRecord& run) {
+    const CameraIdentity camera = IdentityOf(mCamera);
+    if (camera.serial != run.serial) {
+      throw RunRefused("camera " + mAddress.Text() + " has the serial " + camera.serial +
+                       ", the run is of " + run.serial);
+    }
+    const Plan plan = PlanOf(run.planText, "the plan of run " + run.id);
+    RunState state(plan, ItemsOf(plan, client::TestItems(mCamera)));
+    // The hold tells that no other process is at it: a run that is still said to be running was
+    // ended from outside.
+    if (run.outcome == Outcome::Running) {
+      mStore.EndRun(run.id, {Now(), Outcome::Incomplete, "interrupted"});
+    }
+    mStore.ReopenRun(run.id);
+    mRun = run;
+    mRun.outcome = Outcome::Running;
+    mRun.endedAt.reset();
+    const auto attempts = mStore.Attempts(run.id);
+    for (const AttemptRecord& attempt : attempts) state.AddEarlier(attempt);
+    return Go(plan, state, attempts, false);
+  }
+
+ private:
+  RunRecord Go(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier,
+               bool isFresh) {
+    mTimes = KnownTimes(mStore, mRun.planTitle, mRun.variant);
+    std::string broken;
+    try {
+      Tell(Kind::Begins, state);
+      Prepare(plan, isFresh);
+      MakeAttempts(plan, state, earlier);
+      if (mControl.aborts && !state.Left().empty()) broken = "aborted";
+    } catch (const client::InterruptedError&) {
+      broken = "interrupted";
+    } catch (const client::ConnectionError& error) {
+      broken = std::string("camera lost: ").append(error.what());
+    } catch (const RefusedError& error) {
+      broken = std::string("refused by the camera: ").append(error.what());
+    } catch (...) {
+      GiveBack();
+      throw;
+    }
+    if (mControl.interrupts && broken.empty() && !state.Left().empty()) broken = "interrupted";
+    GiveBack();
+    const auto [outcome, reason] = state.Result(broken);
+    const RunEnd end{Now(), outcome, reason};
+    mStore.EndRun(mRun.id, end);
+    mRun.outcome = end.outcome;
+    mRun.reason = end.reason;
+    mRun.endedAt = end.endedAt;
+    Tell(Kind::Ends, state);
+    return mRun;
+  }
+
+  // The camera's own log says who tested which camera; nothing of an earlier run is left in it.
+  void Prepare(const Plan& plan, bool isFresh) {
+    std::map<std::string, std::string> texts(plan.description.begin(), plan.description.end());
+    texts["tester"] = mRun.operatorName;
+    texts["serial"] = mRun.serial;
+    texts.try_emplace("article", mRun.variant);
+    WhenFree(mStation.busyPatience, [&] {
+      mHold.Describe(mCamera, texts);
+      if (isFresh) mCamera.Set("test.clearResult", true);
+    });
+  }
+
+  // Asks a busy camera again and again, ever later; at last the refusal is thrown.
+  template <typename Act>
+  void WhenFree(milliseconds patience, const Act& act) {
+    constexpr milliseconds kFirst{250};
+    constexpr milliseconds kLongest{10'000};
+    const auto deadline = SteadyClock::now() + patience;
+    for (milliseconds pause = kFirst;; pause = std::min(2 * pause, kLongest)) {
+      try {
+        act();
+        return;
+      } catch (const RefusedError& error) {
+        if (!IsBusy(error) || SteadyClock::now() >= deadline) throw;
+        RunNews news;
+        news.text = error.what();
+        Tell(Kind::Waits, std::move(news));
+        // With an end to wait for, the last try comes then.
+        const auto rest = std::chrono::ceil<milliseconds>(deadline - SteadyClock::now());
+        mCamera.Pause(std::clamp(rest, milliseconds(1), pause));
+      }
+    }
+  }
+
+  void MakeAttempts(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier) {
+    std::int64_t number = earlier.empty() ? 0 : earlier.back().number;
+    double seconds = 0;  // of the camera's clock
+    for (const AttemptRecord& attempt : earlier) seconds += attempt.seconds;
+    const double before = seconds;
+    const auto began = SteadyClock::now();
+    const auto isTimeOver = [&] {
+      constexpr double kHour = 3600;
+      const std::chrono::duration<double> passed = SteadyClock::now() - began;
+      return std::max(seconds, before + passed.count()) >= plan.hours * kHour;
+    };
+
+    std::optional<AttemptEnd> ended;
+    AttemptStart start;
+    bool isLost = false;
+    // Its end and the next one's beginning are one transaction.
+    const auto journal = [&](const std::optional<AttemptStart>& next) {
+      if (ended || next) mStore.Journal(mRun.id, ended, next);
+      if (!ended) return;
+      RunNews news;
+      news.attempt = &start;
+      news.end = &*ended;
+      Progress(state, news);
+      Tell(Kind::AttemptEnds, std::move(news));
+    };
+    while (!isLost && !mControl.aborts && !mControl.interrupts) {
+      const auto next = state.NextAttempt(isTimeOver());
+      if (!next) break;
+      const AttemptStart begins{++number,    next->item.path, next->item.className,
+                                next->round, next->retry,     Now()};
+      journal(begins);
+      start = begins;
+      RunNews news;
+      news.attempt = &start;
+      Progress(state, news);
+      Tell(Kind::AttemptBegins, std::move(news));
+      ended.reset();
+      ended = MakeAttempt(next->item, number, isLost);
+      seconds += ended->seconds;
+      state.Add(start, *ended);
+    }
+    journal(std::nullopt);
+    if (isLost) throw client::ConnectionError(ended->problem.substr(sizeof kLost - 1));
+  }
+
+  AttemptEnd MakeAttempt(const client::TestItem& item, std::int64_t number, bool& isLost) {
+    client::Attempt attempt;
+    attempt.path = item.path;
+    attempt.className = item.className;
+    const milliseconds patience =
+        std::max(mTimes.Longest(item.path).value_or(mStation.busyPatience), milliseconds(1000));
+    try {
+      WhenFree(patience,
+               [&] { client::RunTest(mCamera, item, IsTraced(item.className), attempt); });
+    } catch (const RefusedError& error) {
+      attempt.problem = std::string(IsBusy(error) ? "busy: " : "refused: ").append(error.what());
+    } catch (const client::ConnectionError& error) {
+      attempt.problem = std::string(kLost).append(error.what());
+      isLost = true;
+    }
+    if (!attempt.problem.empty()) attempt.passed = false;
+    return EndOf(number, attempt);
+  }
+
+  // On a connection of its own, for a moment only: also after an interruption.
+  void GiveBack() {
+    constexpr std::chrono::seconds kPatience{3};
+    const auto deadline = SteadyClock::now() + kPatience;
+    try {
+      CameraClient camera(mAddress.host, mAddress.port,
+                          [deadline] { return SteadyClock::now() > deadline; },
+                          {kPatience, kPatience});
+      mHold.GiveBack(camera);
+    } catch (const std::exception& error) {
+      RunNews news;
+      news.text = std::string("the camera's descriptions could not be put back (")
+                      .append(error.what())
+                      .append("); the next run on it does that");
+      Tell(Kind::Warns, std::move(news));
+    }
+  }
+
+  void Progress(const RunState& state, RunNews& news) {
+    const auto left = state.Left();
+    news.done = state.Done();
+    news.left = left.size();
+    news.timeLeft = mTimes.Total(left);
+  }
+  void Tell(Kind kind, const RunState& state) {
+    RunNews news;
+    Progress(state, news);
+    Tell(kind, std::move(news));
+  }
+  void Tell(Kind kind, RunNews news) {
+    news.kind = kind;
+    news.run = &mRun;
+    if (mOnNews) mOnNews(news);
+  }
+
+  static constexpr char kLost[] = "camera lost: ";
+
+  Store& mStore;
+  const StationIdentity& mStation;
+  const RunControl& mControl;
+  const OnNews& mOnNews;
+  const CameraAddress mAddress;
+  CameraClient mCamera;
+  CameraHold mHold;
+  RunRecord mRun;
+  KnownTimes mTimes;
+};
+
+}  // namespace
+
+RunRecord StartRun(Store& store, const StationIdentity& station, const CameraAddress& address,
+                   const RunRequest& request, const RunControl& control, const OnNews& onNews) {
+  return CameraRun(store, station, address, control, onNews).Start(request);
+}
+
+RunRecord ResumeRun(Store& store, const StationIdentity& station, const CameraAddress& address,
+                    const RunRecord& run, const RunControl& control, const OnNews& onNews) {
+  const bool isOpen = run.outcome == Outcome::Running || run.outcome == Outcome::Incomplete;
+  if (!isOpen) {
+    throw RunRefused("run " + run.id + " is complete: " + std::string(OutcomeText(run.outcome)));
+  }
+  return CameraRun(store, station, address, control, onNews).Resume(run);
+}
+
+CameraIdentity IdentityOf(client::CameraClient& camera) {
+  const auto said = [&camera](const char* path) {
+    const std::string text = TextOf(camera, path);
+    return text.empty() ? std::string("unknown") : text;
+  };
+  return {said(".version.product.serial"), said(".version.product.name")};
+}
+
+Time Now() {
+  return std::chrono::duration_cast<milliseconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+}  // namespace station
