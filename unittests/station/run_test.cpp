@@ -1,0 +1,245 @@
+// Runs on real cameras: what is kept before what is done, and what is left after whatever ends it.
+#include "station/runner/run.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <thread>
+
+#include "support/desk_process.h"
+
+namespace test {
+namespace {
+
+using namespace station;  // NOLINT(google-build-using-namespace)
+using Kind = RunNews::Kind;
+
+// A station with its store and one camera.
+class RunTest : public testing::Test {
+ protected:
+  RunRequest Request(const std::string& plan) const {
+    RunRequest request;
+    request.plan = PlanOf("title = \"T\"\n" + plan, "t.toml");
+    request.operatorName = "Ada";
+    return request;
+  }
+  RunRecord Start(const RunRequest& request) {
+    return StartRun(mStore, mStation, Address(), request, mControl, mOnNews);
+  }
+  RunRecord Start(const std::string& plan) { return Start(Request(plan)); }
+  RunRecord Resume(const RunRecord& run) {
+    mControl.aborts = false;
+    mControl.interrupts = false;
+    return ResumeRun(mStore, mStation, Address(), run, mControl, mOnNews);
+  }
+  CameraAddress Address() const { return {"", "127.0.0.1", mCamera.Port()}; }
+  void Set(const std::string& path, const std::string& value) const {
+    client::CameraClient(mCamera.Port()).Set(path, value);
+  }
+  // "item:result" of each attempt: its code, its problem, "OK", or "-" for one without an end.
+  std::string Attempts(const RunRecord& run) {
+    std::string text;
+    for (const AttemptRecord& each : mStore.Attempts(run.id)) {
+      const std::string ended = each.passed ? "OK" : each.code + each.problem;
+      text += (text.empty() ? "" : " ") + each.item.substr(each.item.rfind('.') + 1) + ":" +
+              (each.isEnded ? ended : "-");
+    }
+    return text;
+  }
+  // What the act is refused for.
+  template <typename Act>
+  std::string RefusalOf(const Act& act) {
+    try {
+      act();
+    } catch (const RunRefused& error) {
+      return error.what();
+    }
+    return "not refused";
+  }
+
+  TemporaryFolder mFolder;
+  DeskProcess mCamera;
+  Store mStore{(mFolder.Path() / "s.db").string()};
+  StationIdentity mStation{"bench", mFolder.Path(), "1", std::chrono::milliseconds(100)};
+  RunControl mControl;
+  OnNews mOnNews;
+};
+
+TEST_F(RunTest, EveryStepIsKeptBeforeItIsTaken) {
+  Set("test.description.tester", "before");
+  std::size_t begun = 0;
+  std::size_t ended = 0;
+  mOnNews = [&](const RunNews& news) {
+    const auto run = mStore.FindRun(news.run->id);
+    ASSERT_TRUE(run);
+    const auto attempts = mStore.Attempts(run->id);
+    if (news.kind == Kind::AttemptBegins) {
+      ASSERT_EQ(attempts.size(), ++begun);
+      EXPECT_FALSE(attempts.back().isEnded);
+      // The test has not run yet; the camera knows who will have tested.
+      EXPECT_EQ(mCamera.Get(news.attempt->item), "Untested");
+      EXPECT_EQ(mCamera.Get("test.description.tester"), "Ada");
+      EXPECT_EQ(mCamera.Get("test.description.serial"), "10000010");
+      EXPECT_EQ(mCamera.Get("test.description.article"), "KY");
+      EXPECT_EQ(mCamera.Get("test.description.category"), "run-in");
+    }
+    if (news.kind == Kind::AttemptEnds) {
+      const AttemptRecord& attempt = attempts.at(ended++);
+      EXPECT_TRUE(attempt.isEnded && attempt.passed) << attempt.item;
+      EXPECT_EQ(news.end->message, attempt.message);
+    }
+  };
+  Set("test.items.battery.battery", "run");
+  const RunRecord run =
+      Start("items = [\"battery\", \"clock\", \"eeprom.main\"]\ncategory = \"run-in\"");
+  EXPECT_EQ(run.outcome, Outcome::Passed) << run.reason;
+  EXPECT_EQ(Attempts(run), "battery:OK clock:OK main:OK");
+  EXPECT_EQ(begun, 3U);
+  EXPECT_EQ(ended, 3U);
+  EXPECT_EQ(mCamera.Get("test.description.tester"), "before");
+  EXPECT_EQ(mCamera.Get("test.description.category"), "Unknown");
+  EXPECT_EQ(client::CameraClient(mCamera.Port()).Lease()["owner"], nullptr);
+
+  const auto attempts = mStore.Attempts(run.id);
+  EXPECT_EQ(attempts[1].seconds, 5.0);  // what the clock chip's test waits
+  ASSERT_EQ(attempts[0].measurements.size(), 3U);
+  EXPECT_EQ(attempts[0].measurements[0].value, 3700);
+  const auto evidence = mStore.Evidence(run.id, 1);
+  ASSERT_EQ(evidence.size(), 1U);
+  EXPECT_EQ(evidence[0].kind, EvidenceKind::Record);
+  EXPECT_NE(evidence[0].bytes.find(";Ada    ;"), std::string::npos) << evidence[0].bytes;
+}
+
+TEST_F(RunTest, FailuresAreTriedAgainWithTheirTrace) {
+  // The memory does not answer, until its first attempt has failed.
+  Set(".desk.bus.i2c1.ae.answers", "false");
+  std::string times;
+  mOnNews = [&](const RunNews& news) {
+    if (news.kind == Kind::AttemptBegins) times += news.timeLeft ? "t" : "-";
+    if (news.kind == Kind::AttemptEnds) Set(".desk.bus.i2c1.ae.answers", "true");
+  };
+  const std::string plan = "items = [\"eeprom.main\", \"clock\"]\nretries = 1";
+  const RunRecord run = Start(plan);
+  EXPECT_EQ(run.outcome, Outcome::PassedOnRetry);
+  EXPECT_EQ(Attempts(run), "main:E 0021 main:OK clock:OK");
+  const auto evidence = mStore.Evidence(run.id, 1);
+  ASSERT_EQ(evidence.size(), 2U);
+  const Json trace = Json::parse(evidence[1].bytes);
+  EXPECT_EQ(trace["steps"][0]["op"], "i2c") << trace;
+  EXPECT_EQ(trace["left_out"], 0);
+  EXPECT_EQ(mStore.Evidence(run.id, 2).size(), 1U);
+  Set(".desk.rtc.rate", "0");
+  EXPECT_EQ(Start(plan).outcome, Outcome::Failed);
+  EXPECT_EQ(times, "---ttt");  // earlier runs tell how long it takes
+}
+
+TEST_F(RunTest, ABusyTestIsAskedAgainAndThenLeft) {
+  // Somebody else's run of the test, whose dialog nobody answers.
+  const DeskProcess camera(std::map<std::string, std::string>{{"DIAGOR_CLOCK", "real"}});
+  client::CameraClient watch(camera.Port());
+  bool isWaiting = false;
+  watch.Subscribe(
+      [&](const client::Event& event) { isWaiting = isWaiting || event.kind == "test-started"; });
+  std::atomic<bool> isOver{false};
+  std::thread other([&] {
+    client::CameraClient client("127.0.0.1", camera.Port(), [&isOver] { return isOver.load(); });
+    EXPECT_THROW(client.Set("test.items.buttons.buttons", "run"), client::InterruptedError);
+  });
+  EXPECT_TRUE(watch.AwaitEvents([&] { return isWaiting; }, std::chrono::seconds(600)));
+  int waits = 0;
+  mOnNews = [&waits](const RunNews& news) { waits += news.kind == Kind::Waits ? 1 : 0; };
+  const RunRecord run = StartRun(mStore, mStation, {"", "127.0.0.1", camera.Port()},
+                                 Request("items = [\"buttons.buttons\", \"battery\"]"), mControl, mOnNews);
+  isOver = true;
+  other.join();
+  EXPECT_GT(waits, 0);
+  EXPECT_EQ(run.outcome, Outcome::Incomplete);
+  EXPECT_EQ(run.reason.rfind("test.items.buttons.buttons: busy: ", 0), 0U) << run.reason;
+  EXPECT_TRUE(Attempts(run).ends_with(" battery:OK")) << Attempts(run);
+}
+
+TEST_F(RunTest, WhoHasTheCameraIsSaid) {
+  client::CameraClient other(mCamera.Port());
+  other.TakeLease("bench 9", 1000);
+  EXPECT_NE(RefusalOf([&] { Start("items = [\"clock\"]"); }).find("bench 9 has this camera for"),
+            std::string::npos);
+  other.TakeLease("bench 9", 0);
+  mOnNews = [&](const RunNews& news) {
+    if (news.kind != Kind::AttemptBegins) return;
+    EXPECT_NE(RefusalOf([&] {
+                StartRun(mStore, mStation, Address(), Request("items = [\"clock\"]"), mControl, {});
+              }).find("another process of this station (process "),
+              std::string::npos);
+    try {
+      other.TakeLease("bench 9", 1000);
+      ADD_FAILURE();
+    } catch (const client::RefusedError& error) {
+      EXPECT_EQ(std::string(error.what()).rfind("bench (", 0), 0U) << error.what();
+    }
+  };
+  EXPECT_EQ(Start("items = [\"clock\"]").outcome, Outcome::Passed);
+  EXPECT_EQ(mStore.Runs({}, std::nullopt, 9).size(), 1U);  // nothing of those that were refused
+}
+
+TEST_F(RunTest, ASerialThatContradictsStopsTheStart) {
+  RunRequest request = Request("items = [\"clock\"]");
+  request.scannedSerial = "4711";
+  EXPECT_EQ(RefusalOf([&] { Start(request); }),
+            "camera " + mCamera.Address() + " has the serial 10000010, scanned was 4711");
+  request.mayContradict = true;
+  const RunRecord run = Start(request);
+  EXPECT_EQ(run.serial + " " + run.scannedSerial, "10000010 4711");
+}
+
+TEST_F(RunTest, ARunThatWasEndedGoesOnWhereItWas) {
+  const char* const plan = "items = [\"battery\", \"clock\", \"eeprom.main\"]";
+  // Ended at its second test: by a person who lets that one end, or not; by the camera.
+  struct Way {
+    std::function<void()> end;
+    const char* attempts;
+    const char* reason;
+  };
+  const Way ways[] = {
+      {[this] { mControl.aborts = true; }, "battery:OK clock:OK", "aborted"},
+      {[this] { mControl.interrupts = true; }, "battery:OK clock:-", "interrupted"},
+      {[this] { mCamera.Kill(); }, "battery:OK clock:camera lost: ", "camera lost: "},
+  };
+  for (const Way& way : ways) {
+    mOnNews = [&](const RunNews& news) {
+      if (news.kind == Kind::AttemptBegins && news.attempt->number == 2) way.end();
+    };
+    const RunRecord run = Start(plan);
+    mOnNews = {};
+    EXPECT_EQ(run.outcome, Outcome::Incomplete);
+    EXPECT_EQ(run.reason.rfind(way.reason, 0), 0U) << run.reason;
+    const std::string before = Attempts(run);
+    EXPECT_EQ(before.rfind(way.attempts, 0), 0U) << before;
+    if (run.reason.starts_with("camera")) mCamera.StartAgain();
+
+    const RunRecord whole = Resume(*mStore.FindRun(run.id));
+    EXPECT_EQ(whole.outcome, Outcome::Passed) << whole.reason;
+    const bool clockHasEnded = before.ends_with("clock:OK");
+    EXPECT_EQ(Attempts(run), before + (clockHasEnded ? " main:OK" : " clock:OK main:OK"));
+    EXPECT_EQ(mCamera.Get("test.description.tester"), "Unknown");
+    EXPECT_NE(RefusalOf([&] { Resume(whole); }).find("is complete: passed"), std::string::npos);
+  }
+}
+
+TEST_F(RunTest, AFullStoreLeavesTheCameraAsItWas) {
+  Set("test.description.tester", "before");
+  mOnNews = [&](const RunNews& news) {
+    // The run is gone from under it: its next write is refused.
+    if (news.kind == Kind::AttemptBegins) {
+      mStore.EndRun(news.run->id, {Now(), Outcome::Incomplete, "by hand"});
+    }
+  };
+  EXPECT_THROW(Start("items = [\"battery\", \"clock\"]"), StoreError);
+  EXPECT_EQ(mCamera.Get("test.description.tester"), "before");
+  mOnNews = {};
+  const RunRecord run = mStore.Runs({}, std::nullopt, 1).front();
+  EXPECT_EQ(Resume(run).outcome, Outcome::Passed);
+  EXPECT_EQ(Attempts(run), "battery:- battery:OK clock:OK");
+}
+
+}  // namespace
+}  // namespace test
