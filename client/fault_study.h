@@ -19,8 +19,8 @@ struct KnobFault {
   bool atStart = false;  // made by DIAGOR_KNOBS alone
 };
 
-// In the order of the camera's knobs; those whose "path=value" matches one of the globs, all
-// without one.
+// In the order of the camera's knobs, as CameraClient::Knobs gives them; those whose path or
+// "path=value" matches one of the globs, all without one. ConnectionError: that is no list of knobs.
 std::vector<KnobFault> FaultsOf(const Json& knobs, const std::vector<std::string>& globs);
 
 // What an item came to: its stored text, or "no result, status 0x..." of a test that failed without
@@ -56,8 +56,9 @@ struct PairOutcome {
   std::size_t second = 0;
   bool hidesFirst = false;  // detected alone, and nothing of its signature is left
   bool hidesSecond = false;
-  // Of each alone, the items that the pair does not show.
-  std::vector<std::string> lost;
+  // What each alone makes of an item and the pair does not.
+  std::vector<ItemResult> lostOfFirst;
+  std::vector<ItemResult> lostOfSecond;
 };
 
 class FaultStudy {

@@ -86,7 +86,15 @@ Json PairJson(const PairOutcome& pair, const std::vector<FaultOutcome>& outcomes
   json["hidden"] = Json::array();
   if (pair.hidesFirst) json["hidden"].push_back(NameOf(outcomes[pair.first].fault));
   if (pair.hidesSecond) json["hidden"].push_back(NameOf(outcomes[pair.second].fault));
-  json["lost"] = pair.lost;
+  json["lost"] = Json::array();
+  const auto addLost = [&json](const FaultOutcome& outcome, const std::vector<ItemResult>& lost) {
+    for (const ItemResult& each : lost) {
+      json["lost"].push_back(
+          {{"fault", NameOf(outcome.fault)}, {"path", each.path}, {"result", each.result}});
+    }
+  };
+  addLost(outcomes[pair.first], pair.lostOfFirst);
+  addLost(outcomes[pair.second], pair.lostOfSecond);
   return json;
 }
 

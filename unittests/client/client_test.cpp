@@ -422,6 +422,15 @@ TEST_F(DiagorctlTest, MakesFaultsAndTellsWhatTheTestsMakeOfThem) {
   EXPECT_EQ(mCamera.Get(battery), "true");
   EXPECT_EQ(mCamera.Get(clock), "1.0");
 
+  // A clock that does not answer is not asked whether it runs: the item fails all the same, but
+  // nothing tells of the fault behind.
+  const std::string chip = ".desk.bus.i2c1.d0.answers";
+  made = Ctl({"--json", "--quiet", "faults", chip, clock + "=0", "--pairs", "1"});
+  json = Json::parse(made.output)["pairs"][0];
+  EXPECT_EQ(json["hidden"], Json::array({clock + "=0"}));
+  EXPECT_EQ(json["lost"], Json::parse(R"([{"fault":".desk.rtc.rate=0","path":"test.items.clock",)"
+                                      R"("result":"E 0012"}])"));
+
   made = Ctl({"--quiet", "faults", battery, clock});
   EXPECT_TRUE(
       made.output.ends_with("4 faults made, 4 detected (100 %); of these 4 (100 %) point at one "
@@ -610,6 +619,22 @@ TEST(NoCameraTest, IsSaidWhateverIsAsked) {
       EXPECT_EQ(output, "");
       EXPECT_TRUE(errors.starts_with("diagorctl: no camera on port ")) << errors;
     }
+  }
+}
+
+// What answers like a camera at first, and then with something else.
+TEST(NoCameraTest, ForeignFaultsAndLeasesAreRefused) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"faults", R"({"knobs":[{"path":"a"},{"path":"b","faults":[{"value":"1"}]}]})"},
+      {"faults", R"({"knobs":[{"path":7,"faults":[{}]}]})"},
+      {"faults", R"({"knobs":5})"},
+      {"lease", R"({"owner":"x","seconds":"soon"})"},
+      {"lease", R"({"owner":"x","seconds":1e300})"}};
+  for (const auto& [word, body] : cases) {
+    OtherServer server(LikeACamera([text = body](const std::string&) { return HttpAnswer(text); }));
+    const auto [code, output, errors] = Ctl(server.Port(), {word});
+    EXPECT_EQ(code, 3) << body;
+    EXPECT_TRUE(errors.starts_with("diagorctl: no camera on port ")) << body << errors;
   }
 }
 
