@@ -20,7 +20,8 @@ struct KnobFault {
 };
 
 // In the order of the camera's knobs, as CameraClient::Knobs gives them; those whose path or
-// "path=value" matches one of the globs, all without one. ConnectionError: that is no list of knobs.
+// "path=value" matches one of the globs, all without one. ConnectionError: that is no list of
+// knobs.
 std::vector<KnobFault> FaultsOf(const Json& knobs, const std::vector<std::string>& globs);
 
 // What an item came to: its stored text, or "no result, status 0x..." of a test that failed without
