@@ -6,6 +6,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <sstream>
 
 #include "client/cooler_plan.h"
 #include "client/run_plan.h"
@@ -13,6 +14,22 @@
 namespace client {
 
 namespace {
+
+// A node of the camera's software that breaks has no reason of its own to go unseen.
+struct NodeKnob {
+  const char* path;
+  const char* asked;  // for which nodes the program asked in that way
+  const char* ifNot;
+  const char* ifSo;
+};
+constexpr NodeKnob kNodeKnobs[] = {
+    {".desk.hidden", ".desk.nodes.opened", "no test of this camera opens it",
+     "the program opens it, but its absence changes no verdict"},
+    {".desk.unreadable", ".desk.nodes.read", "no test of this camera reads it",
+     "the program reads it, but its value changes no verdict"},
+    {".desk.refused", ".desk.nodes.written", "no test of this camera writes it",
+     "the program writes it, but no verdict depends on that"},
+};
 
 constexpr char kVideoMemory[] = ".desk.video.";
 constexpr char kMemoryTest[] = "CResBitVDDR";
@@ -135,8 +152,27 @@ const std::vector<ItemResult>& FaultStudy::Healthy() {
   if (mHealthy.empty()) {
     Restore();
     mHealthy = RunAll(mCamera, mTests);
+    AskWhichNodesCount();
   }
   return mHealthy;
+}
+
+void FaultStudy::AskWhichNodesCount() {
+  for (const NodeKnob& knob : kNodeKnobs) {
+    const Json value = mCamera.Get(knob.asked)["value"];
+    std::istringstream paths(value.is_string() ? value.get<std::string>() : "");
+    for (std::string path; paths >> path;) mAskedFor[knob.path].insert(path);
+  }
+}
+
+std::string FaultStudy::WhyUnseen(const KnobFault& fault) const {
+  for (const NodeKnob& knob : kNodeKnobs) {
+    if (fault.path != knob.path) continue;
+    const auto asked = mAskedFor.find(knob.path);
+    const bool isAsked = asked != mAskedFor.end() && asked->second.contains(fault.value);
+    return isAsked ? knob.ifSo : knob.ifNot;
+  }
+  return fault.unseen;
 }
 
 std::vector<ItemResult> FaultStudy::RunWith(const std::vector<const KnobFault*>& faults) {
@@ -158,6 +194,7 @@ std::vector<FaultOutcome> FaultStudy::MakeEach(const std::vector<KnobFault>& fau
     const bool isLeftOut = !mTests.memory && fault.path.starts_with(kVideoMemory);
     if (fault.atStart || isLeftOut) continue;
     outcomes.push_back({fault, {}});
+    outcomes.back().fault.unseen = WhyUnseen(fault);
   }
   std::size_t done = 0;
   for (FaultOutcome& outcome : outcomes) {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <functional>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -81,11 +83,15 @@ class FaultStudy {
  private:
   void Restore();
   std::vector<ItemResult> RunWith(const std::vector<const KnobFault*>& faults);
+  void AskWhichNodesCount();
+  std::string WhyUnseen(const KnobFault& fault) const;
 
   CameraClient& mCamera;
   const LongTests mTests;
   const Progress mProgress;
   std::vector<ItemResult> mHealthy;
+  // By the knob that breaks a node: the nodes for which the healthy run asked in that way.
+  std::map<std::string, std::set<std::string>> mAskedFor;
 };
 
 // How well a camera's tests point: faults with equal signatures are one ambiguity group.

@@ -449,10 +449,10 @@ TEST_F(DiagorctlTest, MakesFaultsAndTellsWhatTheTestsMakeOfThem) {
   const std::string clock = ".desk.rtc.rate";
   mCamera.Set(clock, "1.3");  // what is broken before is healthy in the comparison
   Outcome made = Ctl({"--json", "--quiet", "faults", battery, clock + "=0", ".desk.torch.works",
-                      ".desk.registry.bsp", "--pairs", "3"});
+                      ".desk.registry.bsp", "*=image.state.live.set", "--pairs", "3"});
   ASSERT_EQ(made.code, 0) << made.errors;
   Json json = Json::parse(made.output);
-  ASSERT_EQ(json["faults"].size(), 3U);
+  ASSERT_EQ(json["faults"].size(), 6U);
   EXPECT_EQ(json["at_start"][0]["path"], ".desk.registry.bsp");
   std::map<std::string, Json> found;
   for (const Json& fault : json["faults"]) found[fault["path"]] = fault;
@@ -464,6 +464,12 @@ TEST_F(DiagorctlTest, MakesFaultsAndTellsWhatTheTestsMakeOfThem) {
   EXPECT_EQ(found[clock]["differences"][0]["result"], "E 0012");
   EXPECT_EQ(found[".desk.torch.works"]["differences"].size(), 0U);
   EXPECT_TRUE(found[".desk.torch.works"]["unseen"].get<std::string>().starts_with("no test looks"));
+  // What the program asks of a node, and no test of N judges by.
+  const std::pair<const char*, const char*> reasons[] = {
+      {".desk.hidden", "the program opens it, but its absence changes no verdict"},
+      {".desk.unreadable", "no test of this camera reads it"},
+      {".desk.refused", "the program writes it, but no verdict depends on that"}};
+  for (const auto& [knob, reason] : reasons) EXPECT_EQ(found[knob]["unseen"], reason);
   // Neither hides the other, and nothing is left of them.
   ASSERT_EQ(json["pairs"].size(), 3U);
   EXPECT_EQ(json["pairs"][0]["hidden"].size(), 0U);
