@@ -39,10 +39,6 @@ const std::map<Row, std::vector<Cause>>& Causes() {
   return kCauses;
 }
 
-std::string ItemOf(const std::string& path) {
-  return path.starts_with(kItems) ? path.substr(kItems.size()) : path;
-}
-
 // item: empty for any. "no result" is that with any status.
 bool IsOf(const Row& row, const std::string& className, const std::string& result,
           const std::string& item = "") {
@@ -96,16 +92,20 @@ const Guide& TheGuide() {
 
 }  // namespace
 
+std::string ItemName(const std::string& path) {
+  return path.starts_with(kItems) ? path.substr(kItems.size()) : path;
+}
+
 bool HasCauses(const std::string& path, const std::string& className, const std::string& result) {
   return !Collect([&](const Row& row) {
-            return IsOf(row, className, result, ItemOf(path));
+            return IsOf(row, className, result, ItemName(path));
           }).empty();
 }
 
 std::vector<Cause> CausesOf(const std::string& path, const std::string& className,
                             const std::string& result, const std::string& camera) {
   std::vector<Cause> causes =
-      Collect([&](const Row& row) { return IsOf(row, className, result, ItemOf(path)); });
+      Collect([&](const Row& row) { return IsOf(row, className, result, ItemName(path)); });
   if (causes.empty()) {
     causes = Collect([&](const Row& row) { return IsOf(row, className, result); });
   }

@@ -6,6 +6,9 @@
 
 namespace client {
 
+// As the dictionary names an item: "focus.far" for "test.items.focus.far".
+std::string ItemName(const std::string& path);
+
 struct Cause {
   std::string what;                   // "the lens is stuck"
   std::string part;                   // the replaceable unit: "lens"

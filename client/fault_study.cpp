@@ -6,6 +6,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <sstream>
 
 #include "client/cooler_plan.h"
 #include "client/run_plan.h"
@@ -13,6 +14,22 @@
 namespace client {
 
 namespace {
+
+// A node of the camera's software that breaks has no reason of its own to go unseen.
+struct NodeKnob {
+  const char* path;
+  const char* asked;  // for which nodes the program asked in that way
+  const char* ifNot;
+  const char* ifSo;
+};
+constexpr NodeKnob kNodeKnobs[] = {
+    {".desk.hidden", ".desk.nodes.opened", "no test of this camera opens it",
+     "the program opens it, but its absence changes no verdict"},
+    {".desk.unreadable", ".desk.nodes.read", "no test of this camera reads it",
+     "the program reads it, but its value changes no verdict"},
+    {".desk.refused", ".desk.nodes.written", "no test of this camera writes it",
+     "the program writes it, but no verdict depends on that"},
+};
 
 constexpr char kVideoMemory[] = ".desk.video.";
 constexpr char kMemoryTest[] = "CResBitVDDR";
@@ -48,43 +65,53 @@ ItemResult RunOne(CameraClient& camera, const TestItem& item) {
   return {item.path, item.className, ResultText(attempt)};
 }
 
-bool Shows(const std::vector<ItemResult>& signature, const std::vector<ItemResult>& run) {
-  return std::any_of(signature.begin(), signature.end(), [&run](const ItemResult& each) {
-    return std::any_of(run.begin(), run.end(),
-                       [&each](const ItemResult& other) { return other.path == each.path; });
-  });
+// What the run shows otherwise: another fault may make the same item fail in a way of its own.
+std::vector<ItemResult> Missing(const std::vector<ItemResult>& signature,
+                                const std::vector<ItemResult>& run) {
+  std::vector<ItemResult> missing;
+  std::copy_if(signature.begin(), signature.end(), std::back_inserter(missing),
+               [&run](const ItemResult& each) {
+                 return std::find(run.begin(), run.end(), each) == run.end();
+               });
+  return missing;
 }
 
-void AddLost(const std::vector<ItemResult>& signature, const std::vector<ItemResult>& run,
-             std::vector<std::string>& lost) {
-  for (const ItemResult& each : signature) {
-    if (!Shows({each}, run)) lost.push_back(each.path);
+KnobFault FaultOf(const std::string& knob, const Json& row) {
+  KnobFault fault;
+  fault.path.append(".").append(knob);
+  fault.value = row.at("value").get<std::string>();
+  fault.what = row.at("what").get<std::string>();
+  fault.part = row.at("part").get<std::string>();
+  fault.unseen = row.value("unseen", "");
+  fault.atStart = row.at("at_start").get<bool>();
+  return fault;
+}
+
+std::vector<KnobFault> AllFaultsOf(const Json& knobs) {
+  std::vector<KnobFault> faults;
+  try {
+    for (const Json& knob : knobs.at("knobs")) {
+      const auto path = knob.at("path").get<std::string>();
+      if (!knob.contains("faults")) continue;
+      for (const Json& row : knob["faults"]) faults.push_back(FaultOf(path, row));
+    }
+  } catch (const Json::exception& error) {
+    throw ConnectionError(std::string("its list of knobs cannot be read: ") + error.what());
   }
+  return faults;
 }
 
 }  // namespace
 
 std::vector<KnobFault> FaultsOf(const Json& knobs, const std::vector<std::string>& globs) {
-  std::vector<KnobFault> faults;
-  for (const Json& knob : knobs["knobs"]) {
-    for (const Json& row : knob["faults"]) {
-      KnobFault fault;
-      fault.path.append(".").append(knob["path"].get<std::string>());
-      fault.value = row["value"].get<std::string>();
-      fault.what = row["what"].get<std::string>();
-      fault.part = row["part"].get<std::string>();
-      fault.unseen = row.value("unseen", "");
-      fault.atStart = row["at_start"].get<bool>();
-      const std::string name = fault.path + "=" + fault.value;
-      const auto matches = [&](const std::string& glob) {
-        return fnmatch(glob.c_str(), name.c_str(), 0) == 0 ||
-               fnmatch(glob.c_str(), fault.path.c_str(), 0) == 0;
-      };
-      if (globs.empty() || std::any_of(globs.begin(), globs.end(), matches)) {
-        faults.push_back(std::move(fault));
-      }
-    }
-  }
+  std::vector<KnobFault> faults = AllFaultsOf(knobs);
+  std::erase_if(faults, [&globs](const KnobFault& fault) {
+    const std::string name = fault.path + "=" + fault.value;
+    return !globs.empty() && std::none_of(globs.begin(), globs.end(), [&](const std::string& glob) {
+      return fnmatch(glob.c_str(), name.c_str(), 0) == 0 ||
+             fnmatch(glob.c_str(), fault.path.c_str(), 0) == 0;
+    });
+  });
   return faults;
 }
 
@@ -125,8 +152,27 @@ const std::vector<ItemResult>& FaultStudy::Healthy() {
   if (mHealthy.empty()) {
     Restore();
     mHealthy = RunAll(mCamera, mTests);
+    AskWhichNodesCount();
   }
   return mHealthy;
+}
+
+void FaultStudy::AskWhichNodesCount() {
+  for (const NodeKnob& knob : kNodeKnobs) {
+    const Json value = mCamera.Get(knob.asked)["value"];
+    std::istringstream paths(value.is_string() ? value.get<std::string>() : "");
+    for (std::string path; paths >> path;) mAskedFor[knob.path].insert(path);
+  }
+}
+
+std::string FaultStudy::WhyUnseen(const KnobFault& fault) const {
+  for (const NodeKnob& knob : kNodeKnobs) {
+    if (fault.path != knob.path) continue;
+    const auto asked = mAskedFor.find(knob.path);
+    const bool isAsked = asked != mAskedFor.end() && asked->second.contains(fault.value);
+    return isAsked ? knob.ifSo : knob.ifNot;
+  }
+  return fault.unseen;
 }
 
 std::vector<ItemResult> FaultStudy::RunWith(const std::vector<const KnobFault*>& faults) {
@@ -148,6 +194,7 @@ std::vector<FaultOutcome> FaultStudy::MakeEach(const std::vector<KnobFault>& fau
     const bool isLeftOut = !mTests.memory && fault.path.starts_with(kVideoMemory);
     if (fault.atStart || isLeftOut) continue;
     outcomes.push_back({fault, {}});
+    outcomes.back().fault.unseen = WhyUnseen(fault);
   }
   std::size_t done = 0;
   for (FaultOutcome& outcome : outcomes) {
@@ -180,10 +227,10 @@ std::vector<PairOutcome> FaultStudy::MakePairs(const std::vector<FaultOutcome>& 
     if (first.fault.path == second.fault.path) continue;
     mProgress(pairs.size(), count, first.fault.what + " and " + second.fault.what);
     const std::vector<ItemResult> run = RunWith({&first.fault, &second.fault});
-    pair.hidesFirst = !Shows(first.differences, run);
-    pair.hidesSecond = !Shows(second.differences, run);
-    AddLost(first.differences, run, pair.lost);
-    AddLost(second.differences, run, pair.lost);
+    pair.lostOfFirst = Missing(first.differences, run);
+    pair.lostOfSecond = Missing(second.differences, run);
+    pair.hidesFirst = pair.lostOfFirst.size() == first.differences.size();
+    pair.hidesSecond = pair.lostOfSecond.size() == second.differences.size();
     pairs.push_back(std::move(pair));
   }
   Restore();

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <functional>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,8 +21,9 @@ struct KnobFault {
   bool atStart = false;  // made by DIAGOR_KNOBS alone
 };
 
-// In the order of the camera's knobs; those whose "path=value" matches one of the globs, all
-// without one.
+// In the order of the camera's knobs, as CameraClient::Knobs gives them; those whose path or
+// "path=value" matches one of the globs, all without one. ConnectionError: that is no list of
+// knobs.
 std::vector<KnobFault> FaultsOf(const Json& knobs, const std::vector<std::string>& globs);
 
 // What an item came to: its stored text, or "no result, status 0x..." of a test that failed without
@@ -56,8 +59,9 @@ struct PairOutcome {
   std::size_t second = 0;
   bool hidesFirst = false;  // detected alone, and nothing of its signature is left
   bool hidesSecond = false;
-  // Of each alone, the items that the pair does not show.
-  std::vector<std::string> lost;
+  // What each alone makes of an item and the pair does not.
+  std::vector<ItemResult> lostOfFirst;
+  std::vector<ItemResult> lostOfSecond;
 };
 
 class FaultStudy {
@@ -79,11 +83,15 @@ class FaultStudy {
  private:
   void Restore();
   std::vector<ItemResult> RunWith(const std::vector<const KnobFault*>& faults);
+  void AskWhichNodesCount();
+  std::string WhyUnseen(const KnobFault& fault) const;
 
   CameraClient& mCamera;
   const LongTests mTests;
   const Progress mProgress;
   std::vector<ItemResult> mHealthy;
+  // By the knob that breaks a node: the nodes for which the healthy run asked in that way.
+  std::map<std::string, std::set<std::string>> mAskedFor;
 };
 
 // How well a camera's tests point: faults with equal signatures are one ambiguity group.

@@ -21,6 +21,12 @@ namespace {
 // given back.
 constexpr auto kAcceptPause = std::chrono::milliseconds(20);
 
+// Who waited to be accepted has left.
+bool HasLeft(const beast::error_code& error) {
+  return error == asio::error::would_block || error == asio::error::connection_aborted ||
+         error == boost::system::errc::protocol_error;
+}
+
 }  // namespace
 
 struct Server::State {
@@ -64,7 +70,7 @@ struct Server::State {
       Socket socket(network);
       if (!error) acceptor.accept(socket, error);
       if (!error) Take(std::move(socket));
-      if (!error || error == asio::error::would_block) {
+      if (!error || HasLeft(error)) {
         Accept();
       } else if (acceptor.is_open()) {
         AcceptLater(error);
@@ -135,7 +141,12 @@ std::string Server::Bind(std::uint16_t port) {
   mState->acceptor.open(endpoint.protocol(), error);
   if (!error) mState->acceptor.set_option(asio::socket_base::reuse_address(true), error);
   if (!error) mState->acceptor.bind(endpoint, error);
-  if (!error) mState->acceptor.non_blocking(true, error);  // who waited may have left
+  // Who waited may have left, which the system tells in more than one way: accept returns then, in
+  // place of waiting for the next one on the thread that serves all others.
+  if (!error) mState->acceptor.non_blocking(true, error);
+  if (!error) {
+    mState->acceptor.set_option(asio::socket_base::enable_connection_aborted(true), error);
+  }
   if (!error) mState->acceptor.listen(asio::socket_base::max_listen_connections, error);
   return error ? error.message() : std::string();
 }

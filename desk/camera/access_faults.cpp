@@ -10,22 +10,23 @@ namespace {
 
 enum Row : std::size_t { kHidden, kUnreadable, kRefused, kLost };
 
+// A study of faults says more: whether the program asks for the node at all.
+constexpr char kNoVerdict[] = "no verdict of this camera's tests depends on it";
+
 constexpr KnobRow kRows[] = {
     {"hidden", KnobKind::Text, "paths", "", 0, 0,
      "Camera-wide nodes, separated by blanks, that the program cannot open, neither by path nor as "
      "a child of an open node.",
      Breaks({"{node}", "the camera's software has no {node}", "camera software", "", false,
-             "no test of this camera asks for it, or its absence changes no verdict"},
+             kNoVerdict},
             {"{branch}", "the camera's software has no {branch}", "camera software", "", false,
-             "no test of this camera asks for it, or its absence changes no verdict"})},
+             kNoVerdict})},
     {"unreadable", KnobKind::Text, "paths", "", 0, 0,
      "Camera-wide nodes, separated by blanks, whose read by the program fails.",
-     Breaks({"{node}", "{node} cannot be read", "camera software", "", false,
-             "no test of this camera reads it, or its value changes no verdict"})},
+     Breaks({"{node}", "{node} cannot be read", "camera software", "", false, kNoVerdict})},
     {"refused", KnobKind::Text, "paths", "", 0, 0,
      "Camera-wide nodes, separated by blanks, that refuse the program's writes.",
-     Breaks({"{node}", "{node} cannot be written", "camera software", "", false,
-             "no test of this camera writes it, or its value changes no verdict"})},
+     Breaks({"{node}", "{node} cannot be written", "camera software", "", false, kNoVerdict})},
     {"lost", KnobKind::Text, "names", "", 0, 0,
      "Files of the storage, by name with * and ?, separated by blanks, that are neither found nor "
      "opened.",
@@ -36,7 +37,15 @@ constexpr KnobRow kRows[] = {
 };
 constexpr KnobFamily kFamily = {"Camera-wide nodes and files", ".desk", kRows};
 
-enum CounterRow : std::size_t { kOpenFail, kReadFail, kWriteFail, kFailed };
+enum CounterRow : std::size_t {
+  kOpenFail,
+  kReadFail,
+  kWriteFail,
+  kFailed,
+  kOpened,
+  kRead,
+  kWritten
+};
 
 constexpr KnobRow kCounterRows[] = {
     {"open_fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
@@ -51,6 +60,10 @@ constexpr KnobRow kCounterRows[] = {
              false, "no test of this camera needs to write for its verdict"})},
     {"failed", KnobKind::ReadOnly, "", "", 0, 0,
      "The call that one of the three failed last: open, read or write, and the node."},
+    {"opened", KnobKind::ReadOnly, "", "", 0, 0,
+     "The nodes that the program opened, or tried to, since the start or the last restore."},
+    {"read", KnobKind::ReadOnly, "", "", 0, 0, "Likewise those that it read."},
+    {"written", KnobKind::ReadOnly, "", "", 0, 0, "Likewise those that it wrote."},
 };
 constexpr KnobFamily kCounters = {"Camera-wide nodes, counted", ".desk.nodes", kCounterRows};
 
@@ -62,18 +75,40 @@ AccessFaults::AccessFaults()
       mUnreadable(mKnobs[kUnreadable]),
       mRefused(mKnobs[kRefused]),
       mCounterKnobs(kCounters),
-      mOpens(mCounterKnobs[kOpenFail]),
-      mReads(mCounterKnobs[kReadFail]),
-      mWrites(mCounterKnobs[kWriteFail]) {
+      mOpens(mCounterKnobs[kOpenFail], mCounterKnobs[kOpened]),
+      mReads(mCounterKnobs[kReadFail], mCounterKnobs[kRead]),
+      mWrites(mCounterKnobs[kWriteFail], mCounterKnobs[kWritten]) {
   mCounterKnobs[kFailed].OnRead([this] {
     const std::lock_guard lock(mFailedLock);
     return KnobValue(mFailed);
   });
 }
 
-bool AccessFaults::ShouldFail(FaultCounter& counter, const char* call,
-                              const std::string& path) const {
-  if (!counter.ShouldFail()) return false;
+void AccessFaults::Restore() {
+  for (Calls* const calls : {&mOpens, &mReads, &mWrites}) calls->Forget();
+}
+
+AccessFaults::Calls::Calls(Knob& fails, Knob& told) : counter(fails) {
+  told.OnRead([this] {
+    const std::lock_guard lock(mLock);
+    std::string text;
+    for (const std::string& path : mPaths) text.append(text.empty() ? "" : " ").append(path);
+    return KnobValue(text);
+  });
+}
+
+void AccessFaults::Calls::Note(const std::string& path) {
+  const std::lock_guard lock(mLock);
+  mPaths.insert(path);
+}
+
+void AccessFaults::Calls::Forget() {
+  const std::lock_guard lock(mLock);
+  mPaths.clear();
+}
+
+bool AccessFaults::ShouldFail(Calls& calls, const char* call, const std::string& path) const {
+  if (!calls.counter.ShouldFail()) return false;
   const std::lock_guard lock(mFailedLock);
   mFailed = call;
   mFailed.append(" ").append(path);
@@ -99,14 +134,17 @@ bool AccessFaults::PathSet::Has(const std::string& path) const {
 }
 
 bool AccessFaults::MayOpen(const std::string& path) const {
+  mOpens.Note(path);
   return !mHidden.Has(path) && !ShouldFail(mOpens, "open", path);
 }
 
 bool AccessFaults::MayRead(const std::string& path) const {
+  mReads.Note(path);
   return !mUnreadable.Has(path) && !ShouldFail(mReads, "read", path);
 }
 
 bool AccessFaults::MayWrite(const std::string& path) const {
+  mWrites.Note(path);
   return !mRefused.Has(path) && !ShouldFail(mWrites, "write", path);
 }
 

@@ -15,6 +15,8 @@ class AccessFaults : public TARQ::AccessRules {
   AccessFaults();
   KnobSet& Knobs() { return mKnobs; }
   KnobSet& CounterKnobs() { return mCounterKnobs; }
+  // Forgets which nodes were asked for. The knobs have a restore of their own.
+  void Restore();
 
   bool MayOpen(const std::string& path) const override;
   bool MayRead(const std::string& path) const override;
@@ -33,16 +35,30 @@ class AccessFaults : public TARQ::AccessRules {
     std::set<std::string> mPaths;  // without a leading dot
   };
 
-  bool ShouldFail(FaultCounter& counter, const char* call, const std::string& path) const;
+  // The program's calls of one kind: some fail, all are told.
+  class Calls {
+   public:
+    Calls(Knob& fails, Knob& told);
+    void Note(const std::string& path);
+    void Forget();
+
+    FaultCounter counter;
+
+   private:
+    std::mutex mLock;
+    std::set<std::string> mPaths;
+  };
+
+  bool ShouldFail(Calls& calls, const char* call, const std::string& path) const;
 
   KnobSet mKnobs;
   PathSet mHidden;
   PathSet mUnreadable;
   PathSet mRefused;
   KnobSet mCounterKnobs;
-  mutable FaultCounter mOpens;
-  mutable FaultCounter mReads;
-  mutable FaultCounter mWrites;
+  mutable Calls mOpens;
+  mutable Calls mReads;
+  mutable Calls mWrites;
   mutable std::mutex mFailedLock;
   mutable std::string mFailed;
 };

@@ -271,6 +271,7 @@ DWORD Camera::Write(const std::string& path, const TARQ::CResourceValue& value) 
 void Camera::Restore() {
   for (KnobSet* const knobs : mKnobSets) knobs->Restore();
   for (I2cBus* const bus : mBuses) bus->RestoreChips();
+  mAccessFaults.Restore();
   if (mVideo != nullptr) mVideo->Memory().Restore();
   for (const auto& peripheral : mPeripherals) peripheral->Restore();
   ForgetWrites(TARQ::NodeAccess::Root(mCameraTree));

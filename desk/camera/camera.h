@@ -53,7 +53,8 @@ class Camera {
   WindowSystem& Windows() { return mWindows; }
   const CameraScreen& Screen() const { return *mScreen; }
   const Storage& Files() const { return mMachine.storage; }
-  TARQ::CResourceTree& CameraTree() const { return mCameraTree; }
+  TARQ::CResourceTree& CameraTree() { return mCameraTree; }
+  const TARQ::CResourceTree& CameraTree() const { return mCameraTree; }
   TARQ::CResourceTree& TaskTree() { return mTaskTree; }
   desk::Deliveries& Deliveries() { return *mDeliveries; }
   EventLog& Events() { return mEvents; }
@@ -108,7 +109,7 @@ class Camera {
   WindowSystem mWindows;
   Machine mMachine;
   Installation mInstallation;  // outlives the trees
-  mutable TARQ::CResourceTree mCameraTree;
+  TARQ::CResourceTree mCameraTree;
   TARQ::CResourceTree mTaskTree;
   AccessFaults mAccessFaults;
   KnobSet mClockKnobs;

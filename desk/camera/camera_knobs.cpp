@@ -15,18 +15,17 @@ namespace desk {
 
 namespace {
 
-enum ClockRow : std::size_t { kNow, kLocal, kAdvance, kAt };
+enum ClockRow : std::size_t { kKind, kNow, kLocal, kAdvance, kAt };
 constexpr KnobRow kClockRows[] = {
+    {"kind", KnobKind::ReadOnly, "", "", 0, 0, "real or virtual, as DIAGOR_CLOCK chose it."},
     {"now", KnobKind::ReadOnly, "s", "", 0, 0, "Camera time since the start."},
     {"local", KnobKind::ReadOnly, "", "", 0, 0, "The camera's local time, as 2013-08-29T12:00:00."},
     {"advance", KnobKind::Command, "s", "", 0, 0,
      "Lets that much time pass; returns after everything due up to and including that instant."},
     {"at", KnobKind::Text, "schedule", "", 0, 0,
      "\"seconds path=value; seconds path=value; ...\": camera-wide writes, each made at that "
-     "camera "
-     "time after the next delivery of a client's write to the program's tree starts. A new "
-     "schedule "
-     "replaces the old one, an empty one clears it.",
+     "camera time after the next delivery of a client's write to the program's tree starts. A new "
+     "schedule replaces the old one, an empty one clears it.",
      Condition("what happens at which moment")},
 };
 constexpr KnobFamily kClock = {"Time", ".desk.clock", kClockRows};
@@ -141,6 +140,8 @@ const KnobFamily& Camera::InputFamily() {
 }
 
 void Camera::AddKnobs() {
+  mClockKnobs[kKind].OnRead(
+      [this] { return KnobValue(std::string(mClock->IsVirtual() ? "virtual" : "real")); });
   mClockKnobs[kNow].OnRead([this] {
     const TARQ::CResourceValue now = TARQ::DoubleValue(ToSeconds(mClock->Now()));
     return KnobValue(std::string(now.GetAsAscii(false).AsChar()));
@@ -216,14 +217,22 @@ void Camera::AddInputKnobs() {
 }
 
 bool Camera::LoseKeys(const std::string& keys) {
+  const std::vector<std::string> names = SplitNames(keys);
+  // Commas alone: a comma as a key is called Comma.
+  if (names.empty() && keys.find(',') != std::string::npos) return false;
+  bool losesAll = false;
   std::set<KeyCode> lost;
-  for (const std::string& name : SplitNames(keys)) {
-    if (name == "*") continue;
+  for (const std::string& name : names) {
     const auto code = ParseKey(name, mVariant.keypad);
-    if (!code) return false;
-    lost.insert(*code);
+    if (name == "*") {
+      losesAll = true;
+    } else if (code) {
+      lost.insert(*code);
+    } else {
+      return false;
+    }
   }
-  mWindows.LoseKeys(keys == "*", std::move(lost));
+  mWindows.LoseKeys(losesAll, std::move(lost));
   return true;
 }
 

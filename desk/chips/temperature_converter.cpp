@@ -11,8 +11,6 @@ constexpr std::int32_t kMostSteps = 0xFFFFFF;
 
 enum Row : std::size_t { kTemperature, kConversion };
 
-constexpr char kOtherSensor[] = "where two sensors sit side by side, the other one makes up for it";
-
 constexpr KnobRow kRows[] = {
     {"temperature", KnobKind::Number, "0.0001 K", "2981500", 0, 4294967295,
      "What the converter measures; it reaches from 13.4 K to 623.8 K.",

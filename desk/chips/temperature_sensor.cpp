@@ -10,8 +10,6 @@ namespace {
 constexpr double kOffset = 2731600;  // 0.0001 K
 constexpr double kUnitsPerStep = 10000.0 / 128;
 
-constexpr char kOtherSensor[] = "where two sensors sit side by side, the other one makes up for it";
-
 constexpr KnobRow kRows[] = {
     {"temperature", KnobKind::Number, "0.0001 K", "2981500", 0, 4294967295,
      "What the sensor measures.",

@@ -28,8 +28,7 @@ enum Row : std::size_t { kAnswers, kFail, kData };
 
 constexpr KnobRow kSlotRows[] = {
     {"answers", KnobKind::Bool, "", "true", 0, 0, "False: the chip does not acknowledge.",
-     Breaks({"false", "the chip does not answer", "", "", false,
-             "where two sensors sit side by side, the other one makes up for it"})},
+     Breaks({"false", "the chip does not answer", "", "", false, kOtherSensor})},
     {"fail", KnobKind::Text, "skip,count", "0,0", 0, 0,
      "After skip good transfers the next count fail; then the chip answers again.",
      Breaks({"0,1", "the chip does not answer once", "", "one transfer", false,

@@ -16,21 +16,19 @@ enum Row : std::size_t { kCell, kFirst, kLast, kBlocks };
 
 constexpr char kNotTested[] = "no test of this camera looks at that part of the video memory";
 constexpr char kByChance[] =
-    "no test of this camera looks at that part of the video memory; or it wrote the stuck value "
-    "itself, as "
-    "every "
-    "second pass does with its random blocks";
+    "no test of this camera looks at that part of the video memory; or the random words that it "
+    "wrote there had the stuck value by chance";
 
 constexpr KnobRow kRows[] = {
     {"cell", KnobKind::Text, "cell", "", 0, 0,
      "A bad cell, \"address word bit fault\": the bit (0 to 31) of the 32-bit word (0 based) "
-     "behind "
-     "the byte address; fault: stuck0, stuck1 or flips. As \"0x420000 5 3 flips\". Empty: none.",
-     Breaks({"0x420000 5 3 flips", "a bit of the video memory changes by itself", "main board", "",
+     "behind the byte address; fault: stuck0, stuck1 or flips. As \"0x440000 5 3 flips\". Empty: "
+     "none.",
+     Breaks({"0x440000 5 3 flips", "a bit of the video memory changes by itself", "main board", "",
              false, kNotTested},
-            {"0x420000 5 3 stuck0", "a bit of the video memory is stuck at 0", "main board", "",
+            {"0x440000 5 3 stuck0", "a bit of the video memory is stuck at 0", "main board", "",
              false, kByChance},
-            {"0x420000 5 3 stuck1", "a bit of the video memory is stuck at 1", "main board", "",
+            {"0x440000 5 3 stuck1", "a bit of the video memory is stuck at 1", "main board", "",
              false, kByChance})},
     {"first", KnobKind::ReadOnly, "", "", 0, 0, "The lowest address of a write since the start."},
     {"last", KnobKind::ReadOnly, "", "", 0, 0, "The highest address of a write since the start."},

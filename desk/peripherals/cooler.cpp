@@ -37,11 +37,9 @@ constexpr KnobRow kRows[] = {
          .Within(3500, 6000)},
     {"load", KnobKind::Number, "0.01 K", "0", 0, 100000,
      "Heat load, as the temperature by which it lifts what the cooler reaches. Lifted above the "
-     "set "
-     "point it never holds.",
+     "set point it never holds.",
      Breaks({"7500", "the detector's vacuum is lost", "detector",
-             "as much as lifts the cooler above "
-             "its set point"})
+             "as much as lifts the cooler above its set point"})
          .Within(0, 500)},
     {"coolingtime", KnobKind::Number, "s", "190", 0.001, 1e6, "Time constant of cooling down.",
      Breaks({"1500", "the cooler is weak and takes far too long", "cooler", "more than 1000 s",

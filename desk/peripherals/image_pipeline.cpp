@@ -45,8 +45,7 @@ constexpr KnobRow kRows[] = {
          .Within(6500, 9500)},
     {"shading", KnobKind::Integer, "counts", "400", 0, 65535,
      "By how much its corners differ at most: the bottom right one gives more than the mean, the "
-     "top "
-     "left one less.",
+     "top left one less.",
      Breaks({"6000", "the picture is uneven", "detector", "above 5000 counts", false,
              "no test of this camera compares the corners of pictures"})
          .Within(0, 1500)},

@@ -13,8 +13,7 @@ constexpr KnobRow kRows[] = {
      "What the camera's display shows: live, frozen, or the path or name of what was recalled."},
     {"damaged", KnobKind::Bool, "", "false", 0, 0,
      "True: every picture has lines in it that do not belong there, as a person sees; the "
-     "automatic "
-     "operator reports them.",
+     "automatic operator reports them.",
      Breaks({"true", "the display shows lines in every picture", "display", "", false,
              "this camera's tests of the display ask nobody what he sees"})},
 };

@@ -150,8 +150,7 @@ void Api::Handle(const Request& request, const Send& send) {
   } else {
     send(Problem(404, "No such resource",
                  "try /api/v1/task, /api/v1/camera, /api/v1/knobs, /api/v1/lease, /api/v1/events, "
-                 "/api/v1/files/{path}, "
-                 "/api/v1/screen.png or /healthz"));
+                 "/api/v1/files/{path}, /api/v1/screen.png or /healthz"));
   }
 }
 

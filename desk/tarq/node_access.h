@@ -34,6 +34,7 @@ class AccessRules {
 class NodeAccess {
  public:
   static CServerResource& Root(CResourceTree& tree) { return *tree.mRoot; }
+  static const CServerResource& Root(const CResourceTree& tree) { return *tree.mRoot; }
   static void SetRules(CResourceTree& tree, AccessRules* rules) { tree.mRules = rules; }
   // Told of every value of the tree that has become another one, on the thread that stored it. Set
   // before the tree is used.

@@ -1,8 +1,11 @@
 // explain: what a test does, what its result means, what makes it, what to try.
+#include <algorithm>
+#include <cctype>
 #include <iostream>
 #include <set>
 
 #include "client/dictionary.h"
+#include "diagorctl/about_camera.h"
 #include "diagorctl/command.h"
 #include "terminal/output.h"
 
@@ -16,13 +19,36 @@ using client::ResultGuide;
 
 constexpr std::size_t kMostCauses = 8;
 
-// "00A3", "E 00a3" or "no result" as the results have it.
+// What an item holds that did not fail: the same of every test.
+const ResultGuide kWithoutFailure[] = {
+    {"OK", "The test passed.", ""},
+    {"Tested", "The test passed.", ""},
+    {"Untested", "The test has not been run since the camera started or was reset.", ""},
+};
+
+std::string InCapitals(std::string text) {
+  for (char& each : text) each = static_cast<char>(std::toupper(static_cast<unsigned char>(each)));
+  return text;
+}
+
+// "00A3", "a3", "E 00a3", "ok" or "no result" as the results have it.
 std::string ResultOf(const std::string& code) {
+  constexpr std::size_t kDigits = 4;
   if (code.starts_with("no result")) return code;
-  std::string digits = code.starts_with("E ") || code.starts_with("e ") ? code.substr(2) : code;
-  for (char& each : digits)
-    each = static_cast<char>(std::toupper(static_cast<unsigned char>(each)));
-  return "E " + digits;
+  std::string digits = InCapitals(code);
+  for (const ResultGuide& each : kWithoutFailure) {
+    if (digits == InCapitals(each.code)) return each.code;
+  }
+  if (digits.starts_with("E ")) digits.erase(0, 2);
+  return "E " + std::string(kDigits - std::min(kDigits, digits.size()), '0') + digits;
+}
+
+// Null: the test has no such result.
+const ResultGuide* Find(const client::TestGuide& guide, const std::string& result) {
+  for (const ResultGuide& each : kWithoutFailure) {
+    if (each.code == result) return &each;
+  }
+  return guide.Find(result);
 }
 
 // What a technician asks about: the code that he names, else the one that the item holds.
@@ -30,6 +56,10 @@ std::string AskedFor(const client::TestItem& item, const Options& options) {
   if (!options.value.empty()) return ResultOf(options.value);
   const std::string value = item.value.substr(0, item.value.find_last_not_of(' ') + 1);
   return value.starts_with("E ") ? value : "";
+}
+
+bool IsFailure(const ResultGuide& guide) {
+  return !guide.remedy.empty();
 }
 
 void PrintCauses(const std::vector<Cause>& causes) {
@@ -88,7 +118,7 @@ int Explain(client::CameraClient& camera, const Options& options) {
   const std::string asked = AskedFor(item, options);
   std::vector<ResultGuide> results = guide->results;
   if (!asked.empty()) {
-    const ResultGuide* const found = guide->Find(asked);
+    const ResultGuide* const found = Find(*guide, asked);
     if (found == nullptr) {
       Complain(item.path + " has no result " + asked);
       return kUsage;
@@ -102,7 +132,7 @@ int Explain(client::CameraClient& camera, const Options& options) {
              !client::CausesOf(item.path, item.className, each.code).empty();
     });
   }
-  const std::string name = ValueText(camera.Get(".version.product.name")["value"]);
+  const std::string name = NameOf(camera);
   Json json = {{"path", item.path}, {"about", guide->about}, {"results", Json::array()}};
   if (!options.json) std::cout << item.path << "\n" << Wrapped(guide->about, 0);
   for (const ResultGuide& result : results) {
@@ -114,6 +144,7 @@ int Explain(client::CameraClient& camera, const Options& options) {
       continue;
     }
     std::cout << "\n" << Wrapped(result.code + ": " + result.means, 0);
+    if (!IsFailure(result)) continue;
     PrintCauses(causes);
     PrintRemedies(result, causes);
   }

@@ -7,8 +7,9 @@
 #include <iostream>
 #include <set>
 
+#include "client/dictionary.h"
 #include "client/fault_study.h"
-#include "client/results.h"
+#include "diagorctl/about_camera.h"
 #include "diagorctl/command.h"
 #include "terminal/output.h"
 
@@ -22,14 +23,8 @@ using client::Json;
 using client::KnobFault;
 using client::PairOutcome;
 
-constexpr std::string_view kItems = "test.items.";
-
 std::string NameOf(const KnobFault& fault) {
   return fault.path + "=" + fault.value;
-}
-
-std::string ShortPath(const ItemResult& each) {
-  return each.path.starts_with(kItems) ? each.path.substr(kItems.size()) : each.path;
 }
 
 // On a terminal one line that changes, elsewhere nothing: the time that is left is a guess from the
@@ -86,7 +81,15 @@ Json PairJson(const PairOutcome& pair, const std::vector<FaultOutcome>& outcomes
   json["hidden"] = Json::array();
   if (pair.hidesFirst) json["hidden"].push_back(NameOf(outcomes[pair.first].fault));
   if (pair.hidesSecond) json["hidden"].push_back(NameOf(outcomes[pair.second].fault));
-  json["lost"] = pair.lost;
+  json["lost"] = Json::array();
+  const auto addLost = [&json](const FaultOutcome& outcome, const std::vector<ItemResult>& lost) {
+    for (const ItemResult& each : lost) {
+      json["lost"].push_back(
+          {{"fault", NameOf(outcome.fault)}, {"path", each.path}, {"result", each.result}});
+    }
+  };
+  addLost(outcomes[pair.first], pair.lostOfFirst);
+  addLost(outcomes[pair.second], pair.lostOfSecond);
   return json;
 }
 
@@ -101,7 +104,10 @@ std::string CsvField(const std::string& text) {
 std::string SignatureText(const std::vector<ItemResult>& differences) {
   std::string text;
   for (const ItemResult& each : differences) {
-    text.append(text.empty() ? "" : "; ").append(ShortPath(each)).append(" ").append(each.result);
+    text.append(text.empty() ? "" : "; ")
+        .append(client::ItemName(each.path))
+        .append(" ")
+        .append(each.result);
   }
   return text;
 }
@@ -178,10 +184,7 @@ int PrintList(const std::vector<KnobFault>& faults, const Options& options) {
 
 // Only a virtual clock passes a time-out of minutes in no time, and has somebody to act.
 void RequireVirtualClock(client::CameraClient& camera) {
-  const auto now = [&camera] { return ValueText(camera.Get(".desk.clock.now")["value"]); };
-  const std::string before = now();
-  camera.Pause(std::chrono::milliseconds(20));
-  if (now() != before) {
+  if (ValueText(camera.Get(".desk.clock.kind")["value"]) != "virtual") {
     throw UsageError(
         "faults are made on the virtual clock: start the camera with "
         "DIAGOR_CLOCK=virtual");
@@ -207,6 +210,7 @@ int Faults(client::CameraClient& camera, const Options& options) {
   }
   if (options.lists) return PrintList(faults, options);
   RequireVirtualClock(camera);
+  TellOfLease(camera);
   ProgressLine progress(options.quiet);
   client::LongTests tests;
   tests.memory = !options.skipMemory;
@@ -229,7 +233,7 @@ int Faults(client::CameraClient& camera, const Options& options) {
   }
   if (options.json) {
     Json json;
-    json["camera"] = ValueText(camera.Get(".version.product.name")["value"]);
+    json["camera"] = NameOf(camera);
     json["healthy"] = ResultsJson(study.Healthy());
     json["faults"] = Json::array();
     for (const FaultOutcome& outcome : outcomes) {

@@ -4,6 +4,7 @@
 
 #include "client/results.h"
 #include "client/run_plan.h"
+#include "diagorctl/about_camera.h"
 #include "diagorctl/command.h"
 #include "terminal/output.h"
 #include "terminal/result_file.h"
@@ -35,26 +36,6 @@ void PrintResults(const client::Report& report, const Options& options) {
   std::cout.flush();
 }
 
-std::string NameOf(client::CameraClient& camera, const char* path) {
-  try {
-    return ValueText(camera.Get(path)["value"]);
-  } catch (const client::RefusedError&) {
-    return "unknown";
-  }
-}
-
-// Two runs at once disturb each other: the one that comes later is told.
-void TellOfLease(client::CameraClient& camera) {
-  try {
-    const client::Json lease = camera.Lease();
-    if (!lease["owner"].is_null()) {
-      Complain("note: " + ValueText(lease["owner"]) + " has this camera to himself for now");
-    }
-  } catch (const client::RefusedError&) {
-    // A camera that knows no leases.
-  }
-}
-
 }  // namespace
 
 int Run(client::CameraClient& camera, const Options& options) {
@@ -68,7 +49,7 @@ int Run(client::CameraClient& camera, const Options& options) {
   TellOfLease(camera);
   ResultFile junit(options.junit);  // what cannot be written is said before a run, not after
   client::Report report;
-  report.camera = NameOf(camera, ".version.product.name");
+  report.camera = NameOf(camera);
   report.serial = NameOf(camera, ".version.product.serial");
   // The file first: who reads the table may be slow, or gone.
   const auto write = [&] {

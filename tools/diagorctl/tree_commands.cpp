@@ -104,14 +104,20 @@ int Set(client::CameraClient& camera, const Options& options) {
 }
 
 int Lease(client::CameraClient& camera, const Options& options) {
+  constexpr double kLongest = 3600;
   const client::Json lease = camera.Lease();
+  const client::Json& seconds = lease["seconds"];
+  const bool isFree = lease["owner"].is_null();
+  if (!isFree && !(seconds.is_number() && seconds >= 0 && seconds <= kLongest)) {
+    throw client::ConnectionError("what answers for its lease is no camera");
+  }
   if (options.json) {
     PrintJson(lease);
-  } else if (lease["owner"].is_null()) {
+  } else if (isFree) {
     std::cout << "nobody has this camera to himself\n";
   } else {
     std::cout << Shown(ValueText(lease["owner"])) << ", for "
-              << static_cast<int>(lease["seconds"].get<double>() + 1) << " more seconds\n";
+              << static_cast<int>(seconds.get<double>() + 1) << " more seconds\n";
   }
   return kNothingFailed;
 }

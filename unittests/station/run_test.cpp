@@ -148,8 +148,9 @@ TEST_F(RunTest, ABusyTestIsAskedAgainAndThenLeft) {
   EXPECT_TRUE(watch.AwaitEvents([&] { return isWaiting; }, std::chrono::seconds(600)));
   int waits = 0;
   mOnNews = [&waits](const RunNews& news) { waits += news.kind == Kind::Waits ? 1 : 0; };
-  const RunRecord run = StartRun(mStore, mStation, {"", "127.0.0.1", camera.Port()},
-                                 Request("items = [\"buttons.buttons\", \"battery\"]"), mControl, mOnNews);
+  const RunRecord run =
+      StartRun(mStore, mStation, {"", "127.0.0.1", camera.Port()},
+               Request("items = [\"buttons.buttons\", \"battery\"]"), mControl, mOnNews);
   isOver = true;
   other.join();
   EXPECT_GT(waits, 0);

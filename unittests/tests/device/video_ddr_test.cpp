@@ -115,6 +115,13 @@ const RangeCase kRanges[] = {
 
 class FullRangeTest : public ::testing::TestWithParam<RangeCase> {};
 
+// The cell that the knob's own table breaks.
+TEST_P(FullRangeTest, HasTheBadCellOfTheFaultTableInside) {
+  TestCamera camera(GetParam().variant);
+  camera.Set(".desk.video.cell", "0x440000 5 3 flips");
+  EXPECT_EQ(camera.Run(kItem).value, "E 0114  ");
+}
+
 // Whole passes cost seconds in builds that watch every access.
 #if defined(NDEBUG)
 TEST_P(FullRangeTest, CoversThePlatformsRanges) {

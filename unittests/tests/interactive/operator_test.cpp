@@ -392,6 +392,10 @@ TEST(OperatorTest, ComesAndGoes) {
             0U);
   EXPECT_EQ(camera.Camera().Write(".desk.operator.others", TARQ::CResourceValue("F5 , 0x41")), 0U);
   EXPECT_NE(camera.Camera().Write(".desk.operator.targets", TARQ::CResourceValue("1,x")), 0U);
+  for (const char* const keys : {"*,Nonsense", "Up*", " ,"}) {
+    EXPECT_NE(camera.Camera().Write(".desk.lostkeys", TARQ::CResourceValue(keys)), 0U) << keys;
+  }
+  EXPECT_NE(camera.Camera().Write(".desk.lostpanel", TARQ::CResourceValue("middle")), 0U);
 }
 
 TEST(OperatorTest, LetsTheLaserButtonGo) {

@@ -1,0 +1,148 @@
+#include "station/report/signature.h"
+
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+#include "client/camera_client.h"
+#include "station/report/encoding.h"
+
+namespace station {
+
+namespace {
+
+struct Deleter {
+  void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
+  void operator()(BIO* memory) const { BIO_free(memory); }
+  void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+};
+using Key = std::unique_ptr<EVP_PKEY, Deleter>;
+using Memory = std::unique_ptr<BIO, Deleter>;
+using Context = std::unique_ptr<EVP_MD_CTX, Deleter>;
+
+std::string TextOf(const Memory& memory) {
+  char* text = nullptr;
+  const long length = BIO_get_mem_data(memory.get(), &text);
+  return {text, static_cast<std::size_t>(length)};
+}
+
+std::string PublicPemOf(EVP_PKEY* key) {
+  const Memory memory(BIO_new(BIO_s_mem()));
+  if (PEM_write_bio_PUBKEY(memory.get(), key) != 1) throw std::runtime_error("no public key");
+  return TextOf(memory);
+}
+
+std::string IdOf(EVP_PKEY* key) {
+  constexpr std::size_t kBytes = 32;
+  std::string bytes(kBytes, '\0');
+  std::size_t length = bytes.size();
+  if (EVP_PKEY_get_raw_public_key(key, reinterpret_cast<unsigned char*>(bytes.data()), &length) !=
+      1) {
+    throw std::runtime_error("that is no Ed25519 key");
+  }
+  return Hexadecimal(Sha256(bytes));
+}
+
+// Whole or not at all, for its owner alone, and the one that is there when somebody was quicker.
+void MakeKey(const std::filesystem::path& file) {
+  const Key key(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"));
+  const Memory memory(BIO_new(BIO_s_mem()));
+  if (key == nullptr || PEM_write_bio_PrivateKey(memory.get(), key.get(), nullptr, nullptr, 0,
+                                                 nullptr, nullptr) != 1) {
+    throw std::runtime_error("no key could be made");
+  }
+  const std::string pem = TextOf(memory);
+  const std::string draft = file.string() + "." + std::to_string(getpid()) + ".part";
+  const int opened = open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  const bool isWritten =
+      opened >= 0 && write(opened, pem.data(), pem.size()) == static_cast<ssize_t>(pem.size()) &&
+      fsync(opened) == 0;
+  int problem = errno;
+  if (opened >= 0) close(opened);
+  const bool isMade = isWritten && (link(draft.c_str(), file.c_str()) == 0 || errno == EEXIST);
+  if (isWritten && !isMade) problem = errno;
+  if (opened >= 0) unlink(draft.c_str());
+  if (!isMade) {
+    throw std::runtime_error("cannot make the key " + file.string() + ": " +
+                             std::generic_category().message(problem));
+  }
+}
+
+Key ParsedPublic(const std::string& pem) {
+  const Memory memory(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+  Key key(PEM_read_bio_PUBKEY(memory.get(), nullptr, nullptr, nullptr));
+  if (key == nullptr) throw std::runtime_error("that is no public key in PEM");
+  return key;
+}
+
+}  // namespace
+
+struct SigningKey::State {
+  Key key;
+};
+
+SigningKey::SigningKey(std::unique_ptr<State> state) : mState(std::move(state)) {}
+SigningKey::SigningKey(SigningKey&& other) noexcept = default;
+SigningKey::~SigningKey() = default;
+
+SigningKey SigningKey::LoadOrMake(const std::filesystem::path& file) {
+  std::error_code error;
+  if (!std::filesystem::exists(file, error)) MakeKey(file);
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) throw std::runtime_error("cannot read the key " + file.string());
+  const std::string pem(std::istreambuf_iterator<char>(stream), {});
+  const Memory memory(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+  auto state = std::make_unique<State>();
+  state->key.reset(PEM_read_bio_PrivateKey(memory.get(), nullptr, nullptr, nullptr));
+  if (state->key == nullptr || EVP_PKEY_get_id(state->key.get()) != EVP_PKEY_ED25519) {
+    throw std::runtime_error(file.string() + " is no Ed25519 key in PEM");
+  }
+  return SigningKey(std::move(state));
+}
+
+std::string SigningKey::Sign(const std::string& bytes) const {
+  constexpr std::size_t kBytes = 64;
+  std::string signature(kBytes, '\0');
+  std::size_t length = signature.size();
+  const Context context(EVP_MD_CTX_new());
+  const bool isSigned =
+      EVP_DigestSignInit(context.get(), nullptr, nullptr, nullptr, mState->key.get()) == 1 &&
+      EVP_DigestSign(context.get(), reinterpret_cast<unsigned char*>(signature.data()), &length,
+                     reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()) == 1;
+  if (!isSigned) throw std::runtime_error("the file could not be signed");
+  return signature;
+}
+
+std::string SigningKey::PublicPem() const {
+  return PublicPemOf(mState->key.get());
+}
+
+std::string SigningKey::Id() const {
+  return IdOf(mState->key.get());
+}
+
+Verdict Verify(const std::string& json, const std::optional<std::string>& signature,
+               const std::string& publicPem) {
+  const Key key = ParsedPublic(publicPem);
+  if (!signature) return Verdict::NoSignature;
+  const Context context(EVP_MD_CTX_new());
+  const bool isGenuine =
+      EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, key.get()) == 1 &&
+      EVP_DigestVerify(context.get(), reinterpret_cast<const unsigned char*>(signature->data()),
+                       signature->size(), reinterpret_cast<const unsigned char*>(json.data()),
+                       json.size()) == 1;
+  if (isGenuine) return Verdict::Genuine;
+  const client::Json said = client::Json::parse(json, nullptr, false);
+  const bool isForeign = said.is_object() && said.contains("key") && said["key"].is_string() &&
+                         said["key"] != IdOf(key.get());
+  return isForeign ? Verdict::ForeignKey : Verdict::Altered;
+}
+
+}  // namespace station

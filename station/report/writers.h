@@ -1,0 +1,25 @@
+// A run as files: for people, programs and spreadsheets. Texts of cameras and people may be
+// anything: each format shows them as text.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "station/report/run_report.h"
+
+namespace station {
+
+// docs/run-report.schema.json. key: who signs it (SigningKey::Id); empty: nobody does. The same run
+// gives the same bytes.
+std::string JsonOf(const RunReport& report, const std::string& key);
+// One page that needs nothing else: no script, no network.
+void WriteHtml(std::ostream& out, const RunReport& report, const std::string& key);
+// What a server sends with it, as Content-Security-Policy.
+std::string HtmlPolicy();
+// RFC 4180, a row an attempt or a measurement.
+void WriteAttempts(std::ostream& out, const RunReport& report);
+void WriteMeasurements(std::ostream& out, const RunReport& report);
+// As diagorctl run writes it.
+void WriteJunit(std::ostream& out, const RunReport& report);
+
+}  // namespace station

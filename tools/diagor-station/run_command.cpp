@@ -1,0 +1,334 @@
+// run and resume: cameras through plans, each on a thread of its own.
+#include <algorithm>
+#include <csignal>
+#include <iomanip>
+#include <iostream>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+#include "client/dictionary.h"
+#include "client/results.h"
+#include "diagor-station/command.h"
+#include "station/runner/run.h"
+#include "station/store/text.h"
+#include "terminal/output.h"
+
+namespace station_tool {
+
+namespace {
+
+using station::CameraAddress;
+using station::RunNews;
+using station::RunRecord;
+
+// What a signal asks of every run of the process.
+station::RunControl gControl;
+std::atomic<int> gSignal{0};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+
+void EndOnSignals() {
+  std::signal(SIGINT, [](int signal) {
+    // A person may not want to wait for the test under way.
+    if (gControl.aborts.exchange(true)) gControl.interrupts = true;
+    gSignal = signal;
+  });
+  const auto end = [](int signal) {
+    gControl.interrupts = true;
+    gSignal = signal;
+  };
+  std::signal(SIGTERM, end);
+  // Who started it to outlive the terminal has it ignored.
+  if (std::signal(SIGHUP, end) == SIG_IGN) std::signal(SIGHUP, SIG_IGN);
+}
+
+std::string Lasting(std::chrono::milliseconds length) {
+  const auto seconds = std::chrono::ceil<std::chrono::seconds>(length).count();
+  constexpr std::int64_t kMinute = 60;
+  constexpr std::int64_t kHour = 3600;
+  std::ostringstream text;
+  if (seconds >= kHour) {
+    text << seconds / kHour << " h " << seconds % kHour / kMinute << " min";
+  } else if (seconds >= kMinute) {
+    text << seconds / kMinute << " min " << seconds % kMinute << " s";
+  } else {
+    text << seconds << " s";
+  }
+  return text.str();
+}
+
+// A line for each thing that happens, from all cameras.
+class Progress {
+ public:
+  explicit Progress(bool isQuiet) : mIsQuiet(isQuiet) {}
+
+  void operator()(const RunNews& news) {
+    std::ostringstream line;
+    line << ShownAsError(news.run->cameraName) << ": ";
+    switch (news.kind) {
+      case RunNews::Kind::Begins:
+        line << "run " << news.run->id << ", " << news.left << " tests to make";
+        break;
+      case RunNews::Kind::AttemptBegins:
+        line << "[" << news.done + 1 << "/" << news.done + news.left << "] " << news.attempt->item
+             << " ...";
+        if (news.timeLeft) line << " (" << Lasting(*news.timeLeft) << " left)";
+        break;
+      case RunNews::Kind::Waits:
+        line << "waits: " << ShownAsError(news.text);
+        break;
+      case RunNews::Kind::AttemptEnds:
+        // What passed needs no second line.
+        if (news.end->passed) return;
+        line << news.attempt->item << " "
+             << ShownAsError(news.end->problem.empty() ? news.end->code : news.end->problem) << " "
+             << ShownAsError(news.end->message);
+        break;
+      case RunNews::Kind::Warns:
+        line << "warning: " << ShownAsError(news.text);
+        break;
+      case RunNews::Kind::Ends:
+        line << station::OutcomeText(news.run->outcome);
+        break;
+    }
+    line << "\n";
+    if (mIsQuiet && news.kind != RunNews::Kind::Warns) return;
+    const std::lock_guard lock(mLock);
+    std::cerr << line.str() << std::flush;
+  }
+
+ private:
+  const bool mIsQuiet;
+  std::mutex mLock;
+};
+
+// What came of one camera: a run, or why there is none.
+struct Result {
+  std::optional<RunRecord> run;
+  std::string problem;
+  int code = kNothingFailed;
+};
+
+template <typename Act>
+Result ResultOf(const CameraAddress& address, const Act& act) {
+  Result result;
+  const auto fail = [&](int code, const std::string& text) {
+    result.code = code;
+    result.problem = text;
+  };
+  try {
+    result.run = act();
+  } catch (const client::ConnectionError& error) {
+    fail(kNoConnection, "no camera at " + address.Text() + ": " + error.what());
+  } catch (const client::InterruptedError&) {
+    fail(kRefused, "camera " + address.Text() + ": interrupted before its run began");
+  } catch (const client::RefusedError& error) {
+    fail(kRefused, "camera " + address.Text() + ": " + error.what());
+  } catch (const station::RunRefused& error) {
+    fail(kRefused, error.what());
+  } catch (const std::exception& error) {
+    fail(kUsage, error.what());
+  }
+  return result;
+}
+
+CameraAddress CameraOf(const station::StationConfig& config, const std::string& text) {
+  for (const CameraAddress& each : config.cameras) {
+    if (each.name == text) return each;
+  }
+  try {
+    return station::AddressOf(text);
+  } catch (const std::runtime_error& error) {
+    throw UsageError(error.what());
+  }
+}
+
+std::vector<CameraAddress> CamerasOf(const station::StationConfig& config,
+                                     const std::vector<std::string>& texts) {
+  if (texts.empty()) return config.cameras;
+  std::vector<CameraAddress> cameras;
+  for (const std::string& text : texts) {
+    const CameraAddress camera = CameraOf(config, text);
+    const bool isThere = std::any_of(
+        cameras.begin(), cameras.end(),
+        [&camera](const CameraAddress& other) { return other.Text() == camera.Text(); });
+    if (!isThere) cameras.push_back(camera);
+  }
+  return cameras;
+}
+
+// The one of that serial; where there is only one camera, that one, whose serial is looked at when
+// its run begins.
+CameraAddress CameraOfSerial(const std::vector<CameraAddress>& cameras, const std::string& serial) {
+  if (cameras.size() == 1) return cameras.front();
+  std::string others;
+  for (const CameraAddress& address : cameras) {
+    std::string said;
+    try {
+      client::CameraClient camera(address.host, address.port,
+                                  [] { return gControl.interrupts.load(); });
+      said = station::IdentityOf(camera).serial;
+    } catch (const client::ConnectionError& error) {
+      said = error.what();
+    }
+    if (said == serial) return address;
+    others.append(others.empty() ? " (" : ", ").append(address.Text()).append(": ").append(said);
+  }
+  throw UsageError("no camera has the serial " + serial + others + ")");
+}
+
+std::size_t Count(const std::vector<station::AttemptRecord>& attempts, bool passed) {
+  return static_cast<std::size_t>(
+      std::count_if(attempts.begin(), attempts.end(), [passed](const auto& attempt) {
+        return attempt.isEnded && attempt.problem.empty() && attempt.passed == passed;
+      }));
+}
+
+// Verdict, failures with their likeliest cause, and what to do next.
+void Print(Station& station, const RunRecord& run) {
+  const auto attempts = station.store->Attempts(run.id);
+  std::cout << std::left << std::setw(38) << run.id << std::setw(12) << Shown(run.cameraName)
+            << std::setw(12) << Shown(run.serial) << station::OutcomeText(run.outcome) << ", "
+            << Count(attempts, true) << " passed, " << Count(attempts, false) << " failed\n";
+  if (!run.reason.empty()) std::cout << "    " << Shown(run.reason) << "\n";
+  for (const auto& attempt : attempts) {
+    const bool hasFailed = attempt.isEnded && !attempt.passed && attempt.problem.empty();
+    if (!hasFailed) continue;
+    std::cout << "    " << attempt.item << "  " << Shown(attempt.code) << "  "
+              << Shown(attempt.message) << "\n";
+    const auto causes =
+        client::CausesOf(attempt.item, attempt.className, attempt.code, run.variant);
+    if (!causes.empty()) {
+      std::cout << "        likely: " << causes.front().what << " [" << causes.front().part
+                << "]\n";
+    }
+  }
+}
+
+client::Json JsonOf(const RunRecord& run) {
+  client::Json json;
+  json["id"] = run.id;
+  json["camera"] = run.cameraName;
+  json["serial"] = run.serial;
+  json["outcome"] = station::OutcomeText(run.outcome);
+  if (!run.reason.empty()) json["reason"] = run.reason;
+  return json;
+}
+
+int Finish(Station& station, const Options& options, const std::vector<Result>& results) {
+  client::Json json = client::Json::array();
+  std::vector<int> codes;
+  bool canResume = false;
+  for (const Result& result : results) {
+    if (!result.run) {
+      Complain(result.problem);
+      codes.push_back(result.code);
+      continue;
+    }
+    const RunRecord& run = *result.run;
+    WriteAudit(station, run.operatorName.empty() ? WhoActs(options) : run.operatorName,
+               "run " + run.id + " ended: " + std::string(station::OutcomeText(run.outcome)));
+    json.push_back(JsonOf(run));
+    if (!options.json) Print(station, run);
+    const auto attempts = station.store->Attempts(run.id);
+    const bool isIncomplete = run.outcome == station::Outcome::Incomplete;
+    canResume = canResume || isIncomplete;
+    if (run.outcome == station::Outcome::Failed) codes.push_back(kTestFailed);
+    if (isIncomplete) codes.push_back(Count(attempts, false) > 0 ? kTestFailed : kRefused);
+  }
+  if (options.json) {
+    PrintJson(json);
+  } else if (canResume) {
+    std::cout << "diagor-station resume RUN goes on with an incomplete run.\n";
+  }
+  if (gSignal != 0) return kSignal + gSignal;
+  // What needs somebody's hand first.
+  for (const int code : {kUsage, kNoConnection, kTestFailed, kRefused}) {
+    if (std::count(codes.begin(), codes.end(), code) > 0) return code;
+  }
+  return kNothingFailed;
+}
+
+station::StationIdentity IdentityOfStation(const Station& station) {
+  station::StationIdentity identity;
+  identity.name = station.config.name;
+  identity.folder = station.config.data;
+  identity.version = DIAGOR_STATION_VERSION;
+  return identity;
+}
+
+// act(index): what is done with each, all at once.
+template <typename Act>
+std::vector<Result> AllAtOnce(std::size_t count, const Act& act) {
+  std::vector<Result> results(count);
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < count; ++i) {
+    threads.emplace_back([&results, &act, i] { results[i] = act(i); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  return results;
+}
+
+}  // namespace
+
+int Run(Station& station, const Options& options) {
+  station::RunRequest request;
+  try {
+    request.plan = station::FindPlan(options.plan, station.config.plans.string());
+  } catch (const std::runtime_error& error) {
+    throw UsageError(error.what());
+  }
+  if (request.plan.asksOperator && options.operatorName.empty()) {
+    throw UsageError("the plan " + options.plan + " asks who tests: --operator NAME");
+  }
+  // As a terminal or a scanner hands them over: they go into JSON and into the camera's records.
+  request.operatorName = station::Settled(options.operatorName);
+  request.scannedSerial = station::Settled(options.serial);
+  request.mayContradict = options.despiteSerial;
+  EndOnSignals();
+  auto cameras = CamerasOf(station.config, options.cameras);
+  if (!options.serial.empty()) cameras = {CameraOfSerial(cameras, options.serial)};
+  const auto identity = IdentityOfStation(station);
+  Progress progress(options.quiet);
+  const auto onNews = [&](const RunNews& news) {
+    progress(news);
+    if (news.kind != RunNews::Kind::Begins) return;
+    std::string what = "run " + news.run->id + " begun: camera " + news.run->serial + ", plan " +
+                       news.run->planTitle;
+    if (!request.scannedSerial.empty() && request.scannedSerial != news.run->serial) {
+      what += ", although " + request.scannedSerial + " was scanned";
+    }
+    WriteAudit(station, WhoActs(options), what);
+  };
+  const auto results = AllAtOnce(cameras.size(), [&](std::size_t i) {
+    return ResultOf(cameras[i], [&] {
+      return station::StartRun(*station.store, identity, cameras[i], request, gControl, onNews);
+    });
+  });
+  return Finish(station, options, results);
+}
+
+int Resume(Station& station, const Options& options) {
+  std::vector<RunRecord> runs;
+  for (const std::string& id : options.runs) {
+    const RunRecord run = FindRun(station, id);
+    const bool isThere = std::any_of(runs.begin(), runs.end(),
+                                     [&run](const RunRecord& other) { return other.id == run.id; });
+    if (!isThere) runs.push_back(run);
+  }
+  EndOnSignals();
+  const auto cameras = CamerasOf(station.config, options.cameras);
+  std::vector<CameraAddress> addresses;
+  for (const RunRecord& run : runs) addresses.push_back(CameraOfSerial(cameras, run.serial));
+  const auto identity = IdentityOfStation(station);
+  Progress progress(options.quiet);
+  const auto results = AllAtOnce(runs.size(), [&](std::size_t i) {
+    return ResultOf(addresses[i], [&] {
+      return station::ResumeRun(*station.store, identity, addresses[i], runs[i], gControl,
+                                [&progress](const RunNews& news) { progress(news); });
+    });
+  });
+  return Finish(station, options, results);
+}
+
+}  // namespace station_tool

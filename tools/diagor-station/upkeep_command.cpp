@@ -1,0 +1,63 @@
+// prune, backup, migrate: the database's own needs.
+#include <iostream>
+
+#include "diagor-station/command.h"
+#include "station/runner/run.h"
+#include "station/store/text.h"
+#include "terminal/output.h"
+
+namespace station_tool {
+
+int Prune(Station& station, const Options& options) {
+  const station::Time before = *TimeFrom(options.to);
+  station::RunFilter filter;
+  filter.to = before;
+  if (station.store->Runs(filter, std::nullopt, 1).empty()) {
+    std::cout << "No run began before " << LocalText(before) << ".\n";
+    return kNothingFailed;
+  }
+  if (!options.yes) {
+    std::cerr << "Delete every run that began before " << LocalText(before)
+              << ", with all that belongs to it, from " << station.config.database
+              << "? Type yes: " << std::flush;
+    std::string answer;
+    std::getline(std::cin, answer);
+    if (answer != "yes") {
+      std::cerr << "Nothing was deleted.\n";
+      return kRefused;
+    }
+  }
+  const std::size_t count = station.store->Prune(before, false);
+  WriteAudit(station, WhoActs(options),
+             "deleted " + std::to_string(count) + " runs of before " + station::TimeText(before));
+  std::cout << count << " runs deleted; those under way stay.\n";
+  return kNothingFailed;
+}
+
+int BackUp(Station& station, const Options& options) {
+  station.store->BackUp(options.file);
+  std::cout << "The database is copied to " << options.file << ".\n";
+  return kNothingFailed;
+}
+
+int Migrate(Station& station, const Options& /*options*/) {
+  const int pending = station.store->PendingMigrations();
+  if (pending == 0) {
+    std::cout << "The database is up to date.\n";
+    return kNothingFailed;
+  }
+  const bool isServer = station.config.database.starts_with("postgresql:");
+  if (!isServer) {
+    std::string copy = station.config.database;
+    copy.append(".before-").append(station::TimeText(station::Now()));
+    station.store->BackUp(copy);
+    std::cout << "The database is copied to " << copy << ".\n";
+  } else {
+    std::cout << "A server's database is not copied here: pg_dump does that.\n";
+  }
+  station.store->Migrate();
+  std::cout << pending << " steps made; the database is up to date.\n";
+  return kNothingFailed;
+}
+
+}  // namespace station_tool

@@ -1,0 +1,251 @@
+// diagor-station as its users type it, and as it is killed.
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <deque>
+#include <fstream>
+#include <map>
+#include <random>
+#include <set>
+
+#include "station/store/store.h"
+#include "support/desk_process.h"
+
+namespace test {
+namespace {
+
+using station::Outcome;
+
+// Each rest of its own line would be a test of another plan: these tests take moments.
+constexpr char kPlan[] = R"(title = "T"
+items = ["battery", "clock", "eeprom", "tempsens", "shutter", "focus"]
+)";
+
+class StationProgramTest : public testing::Test {
+ protected:
+  StationProgramTest() { std::ofstream(Path("plan.toml")) << kPlan; }
+
+  std::string Path(const std::string& name) const { return (mFolder.Path() / name).string(); }
+  std::vector<std::string> Arguments(std::vector<std::string> words) const {
+    words.insert(words.end(), {"--data", Path("data")});
+    return words;
+  }
+  // The exit code, and what it wrote.
+  struct Ended {
+    int code = 0;
+    std::string output;
+    std::string errors;
+  };
+  Ended Do(std::vector<std::string> words) const {
+    Process process("diagor-station", Arguments(std::move(words)),
+                    {{"XDG_CONFIG_HOME", Path("none")}});
+    const int code = process.Wait();
+    return {code, process.Output(), process.Errors()};
+  }
+  Ended Run(const DeskProcess& camera, std::vector<std::string> more = {}) const {
+    std::vector<std::string> words = {"run", "--camera", camera.Address(), "--plan",
+                                      Path("plan.toml")};
+    words.insert(words.end(), more.begin(), more.end());
+    return Do(words);
+  }
+  std::string IdOfLatest() const {
+    return Json::parse(Do({"runs", "--json", "--limit", "1"}).output)[0]["id"];
+  }
+
+  TemporaryFolder mFolder;
+};
+
+TEST_F(StationProgramTest, ARunIsFoundAgainAndHandedOut) {
+  DeskProcess camera;
+  EXPECT_EQ(Run(camera).code, 0);
+  client::CameraClient(camera.Port()).Set(".desk.rtc.rate", "0");
+  const Ended failed = Run(camera, {"--operator", "Ada"});
+  EXPECT_EQ(failed.code, 1);
+  EXPECT_NE(failed.output.find("test.items.clock.clock  E 0012"), std::string::npos)
+      << failed.output;
+  EXPECT_NE(failed.output.find("likely: "), std::string::npos)
+      << failed.output;
+  EXPECT_NE(failed.errors.find("left)"), std::string::npos) << failed.errors;
+
+  const std::string id = IdOfLatest();
+  const auto runs = Json::parse(Do({"runs", "--json", "--outcome", "failed"}).output);
+  ASSERT_EQ(runs.size(), 1U);
+  EXPECT_EQ(runs[0]["operator"], "Ada");
+  EXPECT_NE(Do({"show", id.substr(0, 13)}).output.find("E 0012"), std::string::npos);
+  EXPECT_EQ(Do({"sign", id, Path("run.json")}).code, 0);
+  EXPECT_EQ(Do({"verify", Path("run.json")}).code, 0);
+  std::ofstream(Path("run.json"), std::ios::app) << " ";
+  EXPECT_EQ(Do({"verify", Path("run.json")}).code, 1);
+  EXPECT_EQ(Do({"export", id, "--html", Path("a.html"), "--junit", Path("a.xml")}).code, 0);
+  EXPECT_TRUE(std::filesystem::exists(Path("a.html")));
+  const auto failures = Json::parse(Do({"statistics", "failures", "--json"}).output);
+  ASSERT_EQ(failures.size(), 1U);
+  EXPECT_EQ(failures[0]["codes"][0]["code"], "E 0012");
+  const auto yield = Json::parse(Do({"statistics", "yield", "--plan", "T", "--json"}).output);
+  ASSERT_EQ(yield.size(), 1U);
+  EXPECT_EQ(yield[0]["passed"], 1);
+  const auto trend = Json::parse(Do({"statistics", "trend", "--item", "items.battery.battery",
+                                     "--measurement", "voltage", "--json"})
+                                     .output);
+  EXPECT_EQ(trend.size(), 2U);
+  EXPECT_EQ(Do({"backup", Path("copy.db")}).code, 0);
+  EXPECT_EQ(Do({"prune", "--before", "2000-01-01", "--yes"}).code, 0);
+  EXPECT_EQ(Do({"prune", "--before", "2100-01-01", "--yes"}).code, 0);
+  EXPECT_EQ(Do({"runs", "--json"}).output, "[]\n");
+}
+
+TEST_F(StationProgramTest, WhatCannotBeDoneIsSaidInALine) {
+  DeskProcess camera;
+  const std::string address = camera.Address();
+  std::ofstream(Path("text.db")) << std::string(5'000, 'x');
+  std::ofstream(Path("bad.toml")) << "name = 1\n";
+  std::ofstream(Path("ask.toml")) << "title = \"T\"\nitems = [\"*\"]\noperator = true\n";
+  const std::string plan = Path("plan.toml");
+  const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
+      {{"run", "--camera", "127.0.0.1:1"}, 3, "no camera at 127.0.0.1:1: "},
+      {{"run", "--camera", "here"}, 2, "\"here\" is no camera's address"},
+      {{"run", "--plan", "none"}, 2, "there is no plan none in "},
+      {{"run", "--plan", Path("ask.toml")}, 2, "asks who tests: --operator NAME"},
+      {{"run", "--camera", address, "--serial", "47"},
+       4,
+       "has the serial 10000010, scanned was 47"},
+      {{"run", "--database", Path("text.db")}, 2, "text.db"},
+      {{"run", "--database", "/proc/none/a.db"}, 2, "/proc/none/a.db"},
+      {{"run", "--config", Path("bad.toml")}, 2, "bad.toml:1: the key name has a wrong type"},
+      {{"resume", "019aba3c-5f23"}, 2, "there is no run 019aba3c-5f23"},
+      {{"runs", "--outcome", "good"}, 2, "there is no outcome good: running, passed, "},
+      {{"runs", "--from", "yesterday"}, 2, "\"yesterday\" is no time"},
+      {{"verify", Path("none.json")}, 2, "cannot read "},
+      {{"export", "019aba3c-5f23"}, 2, "there is no run"},
+  };
+  for (const auto& [words, code, line] : cases) {
+    const Ended ended = Do(words);
+    EXPECT_EQ(ended.code, code) << words[0] << ended.errors;
+    EXPECT_NE(ended.errors.find(line), std::string::npos) << ended.errors;
+    EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1) << ended.errors;
+  }
+  EXPECT_EQ(camera.Get("test.description.tester"), "Unknown");
+}
+
+TEST_F(StationProgramTest, SignalsEndARunThatCanBeResumed) {
+  DeskProcess camera;
+  const std::tuple<int, int, std::string> cases[] = {
+      {SIGINT, 130, "aborted"}, {SIGTERM, 143, "interrupted"}, {SIGHUP, 129, "interrupted"}};
+  for (const auto& [signal, code, reason] : cases) {
+    Process process("diagor-station",
+                    Arguments({"run", "--camera", camera.Address(), "--plan", Path("plan.toml")}));
+    process.ErrorsUntil("[2/");
+    process.Signal(signal);
+    EXPECT_EQ(process.Wait(), code) << process.Errors();
+    const auto runs = Json::parse(Do({"runs", "--json", "--limit", "1"}).output);
+    // The run may have been through by then.
+    if (runs[0]["outcome"] == "passed") continue;
+    EXPECT_EQ(runs[0]["reason"], reason);
+    EXPECT_EQ(Do({"resume", runs[0]["id"], "--camera", camera.Address()}).code, 0);
+  }
+  EXPECT_EQ(camera.Get("test.description.tester"), "Unknown");
+}
+
+// What every run holds, whatever was killed: each test was answered once, none twice; an attempt is
+// whole or has no end.
+void ExpectWhole(const std::string& database, std::size_t tests) {
+  sqlite3* opened = nullptr;
+  ASSERT_EQ(sqlite3_open(database.c_str(), &opened), SQLITE_OK);
+  std::string integrity;
+  sqlite3_exec(
+      opened, "PRAGMA integrity_check",
+      [](void* text, int, char** values, char**) {
+        *static_cast<std::string*>(text) += values[0];
+        return 0;
+      },
+      &integrity, nullptr);
+  sqlite3_close(opened);
+  EXPECT_EQ(integrity, "ok");
+  station::Store store(database);
+  for (const auto& run : store.Runs({}, std::nullopt, 10'000)) {
+    EXPECT_EQ(run.outcome, Outcome::Passed) << run.id << " " << run.reason;
+    std::map<std::string, int> answered;
+    for (const auto& attempt : store.Attempts(run.id)) {
+      if (attempt.isEnded && attempt.problem.empty()) ++answered[attempt.item];
+      EXPECT_TRUE(attempt.passed || !attempt.isEnded || !attempt.problem.empty());
+      EXPECT_EQ(attempt.isEnded && attempt.passed, !store.Evidence(run.id, attempt.number).empty());
+    }
+    EXPECT_EQ(answered.size(), tests);
+    for (const auto& [item, count] : answered) EXPECT_EQ(count, 1) << item;
+  }
+}
+
+// How often something is killed: scripts/kills does it more often.
+unsigned Kills() {
+  const char* const text = std::getenv("STATION_KILLS");  // NOLINT(concurrency-mt-unsafe)
+  return text == nullptr ? 20 : static_cast<unsigned>(std::atoi(text));
+}
+
+TEST_F(StationProgramTest, KilledAtAnyMomentItLosesNothing) {
+  std::deque<DeskProcess> cameras(4);
+  std::vector<std::string> words = {"run", "--plan", Path("plan.toml")};
+  for (const DeskProcess& each : cameras) words.insert(words.end(), {"--camera", each.Address()});
+  std::mt19937 random(1);
+  std::size_t tests = 0;
+  std::size_t resumed = 0;
+  for (unsigned kill = 0; kill < Kills(); ++kill) {
+    {
+      // After that many lines of progress, while all four go on.
+      Process process("diagor-station", Arguments(words));
+      const std::string mark = "[" + std::to_string(random() % 15 + 1) + "/";
+      process.ErrorsUntil(mark);
+      process.Signal(SIGKILL);
+      EXPECT_EQ(process.Wait(), -SIGKILL);
+    }
+    station::Store store(Path("data/station.db"));
+    for (DeskProcess& camera : cameras) {
+      std::vector<std::string> resume = {"resume", "--camera", camera.Address()};
+      // Runs of all four cameras have one serial: any of them takes any run.
+      for (const auto& run : store.Runs({}, std::nullopt, 4)) {
+        if (run.outcome != Outcome::Running) continue;
+        resume.push_back(run.id);
+        break;
+      }
+      if (resume.size() == 3) break;
+      const Ended ended = Do(resume);
+      ASSERT_EQ(ended.code, 0) << ended.errors;
+      ++resumed;
+    }
+    if (tests == 0) {
+      std::set<std::string> items;
+      for (const auto& run : store.Runs({}, std::nullopt, 1)) {
+        for (const auto& each : store.Attempts(run.id)) items.insert(each.item);
+      }
+      tests = items.size();
+    }
+  }
+  EXPECT_GT(resumed, Kills());  // most kills meet all four
+  ExpectWhole(Path("data/station.db"), tests);
+}
+
+TEST_F(StationProgramTest, ACameraThatIsKilledLosesItsRunNothing) {
+  DeskProcess camera;
+  std::mt19937 random(2);
+  ASSERT_EQ(Run(camera).code, 0);
+  const std::string first = IdOfLatest();
+  for (unsigned kill = 0; kill < (Kills() + 3) / 4; ++kill) {
+    Process process("diagor-station",
+                    Arguments({"run", "--camera", camera.Address(), "--plan", Path("plan.toml")}));
+    process.ErrorsUntil("[" + std::to_string(random() % 15 + 1) + "/");
+    camera.Kill();
+    const int code = process.Wait();
+    camera.StartAgain();
+    if (code == 0) continue;  // it was through
+    EXPECT_EQ(code, 4) << process.Errors();
+    const Ended resumed = Do({"resume", IdOfLatest(), "--camera", camera.Address()});
+    ASSERT_EQ(resumed.code, 0) << resumed.errors;
+  }
+  station::Store store(Path("data/station.db"));
+  ExpectWhole(Path("data/station.db"), store.Attempts(first).size());
+}
+
+}  // namespace
+}  // namespace test
