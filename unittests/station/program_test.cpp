@@ -66,8 +66,7 @@ TEST_F(StationProgramTest, ARunIsFoundAgainAndHandedOut) {
   EXPECT_EQ(failed.code, 1);
   EXPECT_NE(failed.output.find("test.items.clock.clock  E 0012"), std::string::npos)
       << failed.output;
-  EXPECT_NE(failed.output.find("likely: "), std::string::npos)
-      << failed.output;
+  EXPECT_NE(failed.output.find("likely: "), std::string::npos) << failed.output;
   EXPECT_NE(failed.errors.find("left)"), std::string::npos) << failed.errors;
 
   const std::string id = IdOfLatest();
