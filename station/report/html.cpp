@@ -138,7 +138,8 @@ class Page {
     }
     mOut << "<dl>\n";
     Field("Why", mRun.reason);
-    Field("Camera", mRun.cameraName + ", " + mRun.variant);
+    const bool hasName = mRun.cameraName != mRun.variant;
+    Field("Camera", hasName ? mRun.cameraName + ", " + mRun.variant : mRun.variant);
     Field("Serial", mRun.serial);
     if (mRun.scannedSerial != mRun.serial) Field("Scanned serial", mRun.scannedSerial);
     Field("Plan", mRun.planTitle);
@@ -161,15 +162,28 @@ class Page {
   void Failures() {
     if (std::none_of(mReport.attempts.begin(), mReport.attempts.end(), HasFailed)) return;
     mOut << "<section>\n<h2>What failed</h2>\n";
+    // A test that failed again in the same way has one card.
+    std::vector<std::pair<const AttemptReport*, int>> cards;
     for (const AttemptReport& attempt : mReport.attempts) {
-      if (HasFailed(attempt)) Card(attempt);
+      if (!HasFailed(attempt)) continue;
+      const auto same = std::find_if(cards.begin(), cards.end(), [&attempt](const auto& card) {
+        return card.first->item == attempt.item && card.first->code == attempt.code;
+      });
+      if (same == cards.end()) {
+        cards.emplace_back(&attempt, 1);
+      } else {
+        ++same->second;
+      }
     }
+    for (const auto& [attempt, times] : cards) Card(*attempt, times);
     mOut << "</section>\n";
   }
 
-  void Card(const AttemptReport& attempt) {
+  void Card(const AttemptReport& attempt, int times) {
     mOut << "<article class=\"card\">\n<h3>" << Text(Short(attempt.item)) << " <span class=\"bad\">"
-         << Text(attempt.code) << "</span></h3>\n<p>" << Folded(attempt.message) << "</p>\n";
+         << Text(attempt.code) << "</span>";
+    if (times > 1) mOut << " <span class=\"faint\">" << times << " times</span>";
+    mOut << "</h3>\n<p>" << Folded(attempt.message) << "</p>\n";
     const client::TestGuide* const guide = client::GuideOf(attempt.className);
     const client::ResultGuide* const result =
         guide == nullptr ? nullptr : guide->Find(attempt.code);
@@ -191,15 +205,20 @@ class Page {
         client::CausesOf(attempt.item, attempt.className, attempt.code, mRun.variant);
     if (causes.empty()) return;
     mOut << "<p>Known causes, the likeliest first:</p>\n<ol>\n";
-    for (std::size_t i = 0; i < std::min(kMost, causes.size()); ++i) {
-      mOut << "<li>" << Text(causes[i].what) << " <strong>[" << Text(causes[i].part)
-           << "]</strong>";
-      const std::string remedy = client::RemedyFor(causes[i].part);
-      if (!remedy.empty()) mOut << "<br><span class=\"faint\">" << Text(remedy) << "</span>";
-      mOut << "</li>\n";
+    std::vector<std::string> parts;
+    for (std::size_t i = 0; i < causes.size(); ++i) {
+      const std::string& part = causes[i].part;
+      if (std::find(parts.begin(), parts.end(), part) == parts.end()) parts.push_back(part);
+      if (i >= kMost) continue;
+      mOut << "<li>" << Text(causes[i].what) << " <strong>[" << Text(part) << "]</strong></li>\n";
     }
     mOut << "</ol>\n";
     if (causes.size() > kMost) mOut << "<p>And " << causes.size() - kMost << " more.</p>\n";
+    mOut << "<dl>\n";
+    for (const std::string& part : parts) {
+      mOut << "<dt>" << Text(part) << "</dt><dd>" << Text(client::RemedyFor(part)) << "</dd>\n";
+    }
+    mOut << "</dl>\n";
   }
 
   void Seen(const AttemptReport& attempt) {
@@ -227,7 +246,7 @@ class Page {
     if (!hasSteps) return;
     const client::Json& steps = trace["steps"];
     const std::size_t first = steps.size() - std::min(kLast, steps.size());
-    mOut << "<details><summary>The last " << steps.size() - first << " of " << steps.size()
+    mOut << "<details open><summary>The last " << steps.size() - first << " of " << steps.size()
          << " steps</summary>\n<pre>";
     for (std::size_t i = first; i < steps.size(); ++i) {
       mOut << Text(steps[i].dump(-1, ' ', false, client::Json::error_handler_t::replace)) << "\n";
