@@ -75,9 +75,10 @@ CameraHold::LockedFile::LockedFile(const std::filesystem::path& path, const std:
   const bool isWritten = ftruncate(mFile, 0) == 0 && write(mFile, owner.data(), owner.size()) ==
                                                          static_cast<ssize_t>(owner.size());
   if (!isWritten) {
-    const auto problem = FileError(path);
+    const int problem = errno;
     close(mFile);
-    throw problem;
+    errno = problem;
+    throw FileError(path);
   }
 }
 

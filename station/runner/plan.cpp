@@ -98,8 +98,8 @@ Plan FindPlan(const std::string& name, const std::string& folder) {
     if (each == name) return LoadPlan(folder + "/" + name + ".toml");
     known.append(" ").append(each);
   }
-  throw std::runtime_error("there is no plan " + name + " in " + folder +
-                           (known.empty() ? "" : "; there are" + known));
+  if (!known.empty()) known.insert(0, "; there are");
+  throw std::runtime_error("there is no plan " + name + " in " + folder + known);
 }
 
 std::vector<client::TestItem> ItemsOf(const Plan& plan, const std::vector<client::TestItem>& all) {

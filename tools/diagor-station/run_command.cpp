@@ -3,6 +3,7 @@
 #include <csignal>
 #include <iomanip>
 #include <iostream>
+#include <iterator>
 #include <mutex>
 #include <sstream>
 #include <thread>
@@ -319,7 +320,8 @@ int Resume(Station& station, const Options& options) {
   EndOnSignals();
   const auto cameras = CamerasOf(station.config, options.cameras);
   std::vector<CameraAddress> addresses;
-  for (const RunRecord& run : runs) addresses.push_back(CameraOfSerial(cameras, run.serial));
+  std::transform(runs.begin(), runs.end(), std::back_inserter(addresses),
+                 [&cameras](const RunRecord& run) { return CameraOfSerial(cameras, run.serial); });
   const auto identity = IdentityOfStation(station);
   Progress progress(options.quiet);
   const auto results = AllAtOnce(runs.size(), [&](std::size_t i) {
