@@ -46,13 +46,16 @@ void Keep(const std::filesystem::path& path, const std::string& text) {
   if (!isWritten || rename(draft.c_str(), path.c_str()) != 0) throw FileError(path);
 }
 
-// What was changed and is not given back yet: texts by node.
+// What was changed and is not given back yet: the camera's serial, and texts by node.
 client::Json Kept(const std::filesystem::path& path) {
   std::ifstream stream(path, std::ios::binary);
   const std::string text(std::istreambuf_iterator<char>(stream), {});
   client::Json kept = client::Json::parse(text, nullptr, false);
   // A file that is torn or edited is nothing that could be given back.
-  return kept.is_object() ? kept : client::Json::object();
+  const bool isWhole = kept.is_object() && kept.contains("serial") && kept.contains("texts") &&
+                       kept["texts"].is_object();
+  if (isWhole) return kept;
+  return {{"serial", nullptr}, {"texts", client::Json::object()}};
 }
 
 }  // namespace
@@ -145,20 +148,23 @@ void CameraHold::RenewLease() {
   say(0, [deadline] { return std::chrono::steady_clock::now() > deadline; });
 }
 
-void CameraHold::Describe(client::CameraClient& camera,
+void CameraHold::Describe(client::CameraClient& camera, const std::string& serial,
                           const std::map<std::string, std::string>& texts) {
   client::Json kept = Kept(mChanges);
+  if (kept["serial"] != serial) kept = {{"serial", serial}, {"texts", client::Json::object()}};
   for (const auto& [node, text] : texts) {
     // What is kept already was there before any run.
-    if (!kept.contains(node)) kept[node] = camera.Get(kDescription + node)["value"];
+    if (kept["texts"].contains(node)) continue;
+    const client::Json value = camera.Get(kDescription + node)["value"];
+    if (value.is_string()) kept["texts"][node] = value;
   }
-  Keep(mChanges, kept.dump());
+  Keep(mChanges, kept.dump(-1, ' ', false, client::Json::error_handler_t::replace));
   for (const auto& [node, text] : texts) camera.Set(kDescription + node, text);
 }
 
 void CameraHold::GiveBack(client::CameraClient& camera) {
   const client::Json kept = Kept(mChanges);
-  for (const auto& [node, text] : kept.items()) camera.Set(kDescription + node, text);
+  for (const auto& [node, text] : kept["texts"].items()) camera.Set(kDescription + node, text);
   std::error_code ignored;
   std::filesystem::remove(mChanges, ignored);
 }

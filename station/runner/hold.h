@@ -34,8 +34,10 @@ class CameraHold {
   CameraHold(const CameraHold&) = delete;
   CameraHold& operator=(const CameraHold&) = delete;
 
-  // Writes those nodes below test.description, and keeps first, on disk, what stood there.
-  void Describe(client::CameraClient& camera, const std::map<std::string, std::string>& texts);
+  // Writes those nodes below test.description, and keeps first, on disk, what stood there. serial:
+  // the camera's; what another one at that address has not got back is no longer owed to it.
+  void Describe(client::CameraClient& camera, const std::string& serial,
+                const std::map<std::string, std::string>& texts);
   // Puts back what Describe changed, now or in a run that was ended from outside.
   void GiveBack(client::CameraClient& camera);
 

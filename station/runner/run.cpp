@@ -185,7 +185,7 @@ class CameraRun {
     texts["serial"] = mRun.serial;
     texts.try_emplace("article", mRun.variant);
     WhenFree(mStation.busyPatience, [&] {
-      mHold.Describe(mCamera, texts);
+      mHold.Describe(mCamera, mRun.serial, texts);
       if (isFresh) mCamera.Set("test.clearResult", true);
     });
   }
@@ -261,8 +261,9 @@ class CameraRun {
     client::Attempt attempt;
     attempt.path = item.path;
     attempt.className = item.className;
-    const milliseconds patience =
-        std::max(mTimes.Longest(item.path).value_or(mStation.busyPatience), milliseconds(1000));
+    constexpr milliseconds kLeast{1000};
+    const auto longest = mTimes.Longest(item.path);
+    const milliseconds patience = longest ? std::max(*longest, kLeast) : mStation.busyPatience;
     try {
       WhenFree(patience,
                [&] { client::RunTest(mCamera, item, IsTraced(item.className), attempt); });

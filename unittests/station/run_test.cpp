@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "support/desk_process.h"
@@ -226,7 +228,24 @@ TEST_F(RunTest, ARunThatWasEndedGoesOnWhereItWas) {
   }
 }
 
-TEST_F(RunTest, AFullStoreLeavesTheCameraAsItWas) {
+TEST_F(RunTest, WhatIsOwedToACameraStaysWithIt) {
+  const auto owed = mFolder.Path() / "cameras" / (mCamera.Address() + ".json");
+  std::filesystem::create_directories(owed.parent_path());
+  // What an earlier run left behind: of this camera, of another one at its place, torn.
+  const std::pair<const char*, const char*> cases[] = {
+      {R"({"serial":"10000010","texts":{"tester":"Bob"}})", "Bob"},
+      {R"({"serial":"4711","texts":{"tester":"Eve"}})", "Bob"},
+      {R"({"serial":"10000010","te)", "Bob"},
+  };
+  for (const auto& [left, tester] : cases) {
+    std::ofstream(owed) << left;
+    EXPECT_EQ(Start("items = [\"battery\"]").outcome, Outcome::Passed);
+    EXPECT_EQ(mCamera.Get("test.description.tester"), tester);
+    EXPECT_FALSE(std::filesystem::exists(owed));
+  }
+}
+
+TEST_F(RunTest, AStoreThatRefusesLeavesTheCameraAsItWas) {
   Set("test.description.tester", "before");
   mOnNews = [&](const RunNews& news) {
     // The run is gone from under it: its next write is refused.
