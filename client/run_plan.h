@@ -50,7 +50,8 @@ struct Attempt {
   std::vector<std::string> records;
   std::string problem;        // why there is no result: refused, interrupted, no camera; else empty
   std::vector<Cause> causes;  // known ones of a failure, most likely first
-  Json trace = Json();  // of a traced write: its "steps", and how many more were "left_out"; else null
+  Json trace =
+      Json();  // of a traced write: its "steps", and how many more were "left_out"; else null
 };
 
 // Of an attempt: it begins; it has come to another stage, whose name is its message; it has ended.

@@ -93,11 +93,12 @@ std::vector<std::string> PlanNames(const std::string& folder) {
 
 Plan FindPlan(const std::string& name, const std::string& folder) {
   if (name.find('/') != std::string::npos || name.ends_with(".toml")) return LoadPlan(name);
-  std::string known;
-  for (const std::string& each : PlanNames(folder)) {
-    if (each == name) return LoadPlan(folder + "/" + name + ".toml");
-    known.append(" ").append(each);
+  const auto names = PlanNames(folder);
+  if (std::find(names.begin(), names.end(), name) != names.end()) {
+    return LoadPlan(folder + "/" + name + ".toml");
   }
+  std::string known;
+  for (const std::string& each : names) known.append(" ").append(each);
   if (!known.empty()) known.insert(0, "; there are");
   throw std::runtime_error("there is no plan " + name + " in " + folder + known);
 }

@@ -82,8 +82,9 @@ void AddPeriod(CLI::App& sub, Options& options) {
 }
 
 CLI::Option* AddCameras(CLI::App& sub, Options& options) {
-  return sub.add_option("--camera", options.cameras,
-                 "HOST:PORT, or a name of the settings; several; without it those of the settings");
+  return sub.add_option(
+      "--camera", options.cameras,
+      "HOST:PORT, or a name of the settings; several; without it those of the settings");
 }
 
 class Commands {
