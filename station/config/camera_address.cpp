@@ -22,7 +22,7 @@ CameraAddress AddressOf(const std::string& text) {
   if (address.host.starts_with("[") && address.host.ends_with("]")) {
     address.host = address.host.substr(1, address.host.size() - 2);
   }
-  if (address.host.empty() || address.port == 0) {
+  if (address.host.empty() || address.port == 0 || text.find('/') != std::string::npos) {
     throw std::runtime_error("\"" + text + "\" is no camera's address, as 127.0.0.1:22143");
   }
   return address;

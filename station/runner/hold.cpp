@@ -162,8 +162,9 @@ void CameraHold::Describe(client::CameraClient& camera, const std::string& seria
   for (const auto& [node, text] : texts) camera.Set(kDescription + node, text);
 }
 
-void CameraHold::GiveBack(client::CameraClient& camera) {
+void CameraHold::GiveBack(client::CameraClient& camera, const std::string& serial) {
   const client::Json kept = Kept(mChanges);
+  if (kept["serial"] != serial) return;
   for (const auto& [node, text] : kept["texts"].items()) camera.Set(kDescription + node, text);
   std::error_code ignored;
   std::filesystem::remove(mChanges, ignored);

@@ -39,7 +39,8 @@ class CameraHold {
   void Describe(client::CameraClient& camera, const std::string& serial,
                 const std::map<std::string, std::string>& texts);
   // Puts back what Describe changed, now or in a run that was ended from outside.
-  void GiveBack(client::CameraClient& camera);
+  // serial: the camera's; what another one is owed stays.
+  void GiveBack(client::CameraClient& camera, const std::string& serial);
 
  private:
   class LockedFile {

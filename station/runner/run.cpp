@@ -154,8 +154,8 @@ class CameraRun {
     try {
       Tell(Kind::Begins, state);
       Prepare(plan, isFresh);
-      MakeAttempts(plan, state, earlier);
-      if (mControl.aborts && !state.Left().empty()) broken = "aborted";
+      const bool isThrough = MakeAttempts(plan, state, earlier);
+      if (!isThrough) broken = mControl.interrupts ? "interrupted" : "aborted";
     } catch (const client::InterruptedError&) {
       broken = "interrupted";
     } catch (const client::ConnectionError& error) {
@@ -166,7 +166,6 @@ class CameraRun {
       GiveBack();
       throw;
     }
-    if (mControl.interrupts && broken.empty() && !state.Left().empty()) broken = "interrupted";
     GiveBack();
     const auto [outcome, reason] = state.Result(broken);
     const RunEnd end{Now(), outcome, reason};
@@ -212,7 +211,8 @@ class CameraRun {
     }
   }
 
-  void MakeAttempts(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier) {
+  // False: it was asked to end before the run was through.
+  bool MakeAttempts(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier) {
     std::int64_t number = earlier.empty() ? 0 : earlier.back().number;
     double seconds = 0;  // of the camera's clock
     for (const AttemptRecord& attempt : earlier) seconds += attempt.seconds;
@@ -255,6 +255,7 @@ class CameraRun {
     }
     journal(std::nullopt);
     if (isLost) throw client::ConnectionError(ended->problem.substr(sizeof kLost - 1));
+    return !state.NextAttempt(isTimeOver());
   }
 
   AttemptEnd MakeAttempt(const client::TestItem& item, std::int64_t number, bool& isLost) {
@@ -285,7 +286,7 @@ class CameraRun {
       CameraClient camera(mAddress.host, mAddress.port,
                           [deadline] { return SteadyClock::now() > deadline; },
                           {kPatience, kPatience});
-      mHold.GiveBack(camera);
+      mHold.GiveBack(camera, mRun.serial);
     } catch (const std::exception& error) {
       RunNews news;
       news.text = std::string("the camera's descriptions could not be put back (")

@@ -9,7 +9,9 @@
 namespace station_tool {
 
 int Prune(Station& station, const Options& options) {
-  const station::Time before = *TimeFrom(options.to);
+  const auto wish = TimeFrom(options.to);
+  if (!wish) throw UsageError("--before wants a date, as 2020-01-01");
+  const station::Time before = *wish;
   station::RunFilter filter;
   filter.to = before;
   if (station.store->Runs(filter, std::nullopt, 1).empty()) {

@@ -228,6 +228,16 @@ TEST_F(RunTest, ARunThatWasEndedGoesOnWhereItWas) {
   }
 }
 
+TEST_F(RunTest, AnAbortedPlanByHoursHasNotPassed) {
+  mOnNews = [this](const RunNews& news) {
+    if (news.kind == Kind::AttemptBegins) mControl.aborts = news.attempt->round == 2;
+  };
+  EXPECT_EQ(Start("items = [\"clock\"]\nhours = 1000").reason, "aborted");
+  // The last test of a plan by rounds was its end all the same.
+  mControl.aborts = false;
+  EXPECT_EQ(Start("items = [\"clock\"]\nrounds = 2").outcome, Outcome::Passed);
+}
+
 TEST_F(RunTest, WhatIsOwedToACameraStaysWithIt) {
   const auto owed = mFolder.Path() / "cameras" / (mCamera.Address() + ".json");
   std::filesystem::create_directories(owed.parent_path());
