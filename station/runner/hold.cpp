@@ -108,8 +108,14 @@ CameraHold::~CameraHold() {
 }
 
 void CameraHold::TakeLease() {
+  constexpr std::chrono::seconds kPatience{10};  // a write has no end of its own
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
   try {
-    client::CameraClient(mAddress.host, mAddress.port).TakeLease(mOwner, kLeaseSeconds);
+    client::CameraClient(mAddress.host, mAddress.port, [deadline] {
+      return std::chrono::steady_clock::now() > deadline;
+    }).TakeLease(mOwner, kLeaseSeconds);
+  } catch (const client::InterruptedError&) {
+    throw client::ConnectionError("no answer in time when it was asked for its lease");
   } catch (const client::RefusedError& error) {
     constexpr unsigned kTaken = 409;
     constexpr unsigned kUnknown = 404;

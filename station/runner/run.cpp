@@ -35,13 +35,15 @@ bool IsBusy(const RefusedError& error) {
 }
 
 // As other stations are told, the same in each process of this one: two stations may have one name.
-std::string OwnerOf(const StationIdentity& station) {
+// One camera under two addresses is two owners' too: the second run on it is refused.
+std::string OwnerOf(const StationIdentity& station, const CameraAddress& address) {
   std::array<char, 65> host{};
   gethostname(host.data(), host.size() - 1);
   std::array<char, 20> folder{};
-  std::snprintf(
-      folder.data(), folder.size(), "%08zx",
-      std::hash<std::string>()(std::filesystem::absolute(station.folder).string()) & 0xFFFFFFFF);
+  std::snprintf(folder.data(), folder.size(), "%08zx",
+                std::hash<std::string>()(std::filesystem::absolute(station.folder).string() +
+                                         address.Text()) &
+                    0xFFFFFFFF);
   return std::string(station.name)
       .append(" (")
       .append(host.data())
@@ -97,7 +99,7 @@ class CameraRun {
         mOnNews(onNews),
         mAddress(address),
         mCamera(address.host, address.port, [&control] { return control.interrupts.load(); }),
-        mHold(address, OwnerOf(station), station.folder) {}
+        mHold(address, OwnerOf(station, address), station.folder) {}
 
   RunRecord Start(const RunRequest& request) {
     const CameraIdentity camera = IdentityOf(mCamera);
@@ -207,6 +209,7 @@ class CameraRun {
         // With an end to wait for, the last try comes then.
         const auto rest = std::chrono::ceil<milliseconds>(deadline - SteadyClock::now());
         mCamera.Pause(std::clamp(rest, milliseconds(1), pause));
+        if (mControl.aborts) throw;  // it was not to begin any more
       }
     }
   }

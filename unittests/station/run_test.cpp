@@ -167,6 +167,7 @@ TEST_F(RunTest, WhoHasTheCameraIsSaid) {
   EXPECT_NE(RefusalOf([&] { Start("items = [\"clock\"]"); }).find("bench 9 has this camera for"),
             std::string::npos);
   other.TakeLease("bench 9", 0);
+  const CameraAddress alias{"", "localhost", mCamera.Port()};
   mOnNews = [&](const RunNews& news) {
     if (news.kind != Kind::AttemptBegins) return;
     EXPECT_NE(RefusalOf([&] {
@@ -174,6 +175,10 @@ TEST_F(RunTest, WhoHasTheCameraIsSaid) {
               }).find("another process of this station (process "),
               std::string::npos);
     try {
+      EXPECT_NE(RefusalOf([&] {
+                  StartRun(mStore, mStation, alias, Request("items = [\"clock\"]"), mControl, {});
+                }).find(" has this camera for"),
+                std::string::npos);
       other.TakeLease("bench 9", 1000);
       ADD_FAILURE();
     } catch (const client::RefusedError& error) {
