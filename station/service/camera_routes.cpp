@@ -62,7 +62,13 @@ Api::Answer Api::GetItems(const Call& call) {
 }
 
 Api::Answer Api::GetScreen(const Call& call) {
-  return JsonReply(ClientOf(CameraOf(call.names[0])).Screen());
+  const CameraState& camera = CameraOf(call.names[0]);
+  try {
+    return JsonReply(ClientOf(camera).Screen());
+  } catch (const client::RefusedError& error) {
+    if (error.status != kNotThere) throw;
+    throw NoSuch("camera " + camera.Id() + " does not tell what is on its screen");
+  }
 }
 
 Api::Answer Api::GetPicture(const Call& call) {

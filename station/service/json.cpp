@@ -99,7 +99,7 @@ Json RunJson(const RunRecord& run) {
           {"started_at", TimeText(run.startedAt)},
           {"ended_at", run.endedAt ? Json(TimeText(*run.endedAt)) : Json()},
           {"outcome", OutcomeText(run.outcome)},
-          {"reason", run.reason},
+          {"reason", run.outcome == Outcome::Incomplete ? run.reason : ""},
           {"note", run.note}};
 }
 
