@@ -357,6 +357,16 @@ Json CameraClient::TakeLease(const std::string& owner, double seconds) {
   return Parsed(Request({"PUT", "/api/v1/lease", body.dump(), ""}), {"owner", "seconds"});
 }
 
+Json CameraClient::Screen() {
+  const std::string text = Request({"GET", "/api/v1/screen", "", ""});
+  return text == "null" ? Json() : Parsed(text, {});
+}
+
+std::string CameraClient::Picture(bool viewFinder) {
+  const std::string display = viewFinder ? "?display=viewfinder" : "";
+  return Request({"GET", "/api/v1/screen.png" + display, "", ""});
+}
+
 std::string CameraClient::File(const std::string& path) {
   return Request({"GET", "/api/v1/files/" + Encoded(path), "", ""});
 }

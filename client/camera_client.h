@@ -72,6 +72,10 @@ class CameraClient {
   Json Lease();
   // Takes or renews it for that long; 0 gives it back. RefusedError (409) says who has it.
   Json TakeLease(const std::string& owner, double seconds);
+  // The dialog on the camera's screen, or null. A camera that does not tell it refuses with 404.
+  Json Screen();
+  // What stands on its screen or in its viewfinder, as PNG.
+  std::string Picture(bool viewFinder);
   // A file of the camera's storage.
   std::string File(const std::string& path);
 

@@ -4,6 +4,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "http/file.h"
 
@@ -36,6 +38,8 @@ struct Reply {
   // In place of the body:
   std::shared_ptr<const File> file = nullptr;
   std::shared_ptr<Stream> stream = nullptr;
+  // Name and value of further headers. A Cache-Control stands in place of "no-store".
+  std::vector<std::pair<std::string, std::string>> headers = {};
 };
 
 // An answer that says what is wrong and what to do, as application/problem+json.

@@ -290,7 +290,14 @@ void Session::FillHead(const Reply& reply) {
   const std::uint64_t length = reply.file == nullptr ? reply.body.size() : reply.file->Size();
   mHead.assign("HTTP/1.1 ").append(std::to_string(reply.status)).append(" ");
   mHead.append(reason.data(), reason.size()).append("\r\nContent-Type: ");
-  mHead.append(reply.contentType).append("\r\nCache-Control: no-store\r\n");
+  mHead.append(reply.contentType).append("\r\nX-Content-Type-Options: nosniff\r\n");
+  const bool isKept =
+      std::any_of(reply.headers.begin(), reply.headers.end(),
+                  [](const auto& header) { return header.first == "Cache-Control"; });
+  if (!isKept) mHead.append("Cache-Control: no-store\r\n");
+  for (const auto& [name, value] : reply.headers) {
+    mHead.append(name).append(": ").append(value).append("\r\n");
+  }
   if (reply.stream == nullptr) {
     mHead.append("Content-Length: ").append(std::to_string(length)).append("\r\n");
   }

@@ -64,6 +64,12 @@ std::optional<Target> ParseTarget(std::string_view text) {
   return Target{std::move(*path), std::string(text.substr(std::min(mark + 1, text.size())))};
 }
 
+std::optional<std::string> DecodedQuery(std::string_view text) {
+  std::string blanks(text);
+  std::replace(blanks.begin(), blanks.end(), '+', ' ');
+  return PercentDecoded(blanks);
+}
+
 bool IsLocal(const Request& request) {
   return NamesThisMachine(request.host) &&
          (request.origin.empty() || NamesThisMachine(request.origin));

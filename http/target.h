@@ -20,6 +20,9 @@ struct Target {
 // None where an escape is malformed, or stands for a NUL.
 std::optional<Target> ParseTarget(std::string_view text);
 
+// A name or value of a query: "+" stands for a blank. None where an escape is malformed.
+std::optional<std::string> DecodedQuery(std::string_view text);
+
 // Whether the request comes from this machine: neither from a page elsewhere, nor by a name that
 // somebody made point here.
 bool IsLocal(const Request& request);

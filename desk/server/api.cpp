@@ -7,7 +7,8 @@
 #include <optional>
 
 #include "camera/camera.h"
-#include "server/event_stream.h"
+#include "http/event_stream.h"
+#include "http/json_body.h"
 #include "server/json.h"
 #include "tarq/knob_node.h"
 #include "tarq/node_access.h"
@@ -34,33 +35,12 @@ struct ParsedBody {
   Reply problem;
 };
 
-struct ParsedJson {
-  Json json;
-  std::string problem;  // empty: none
-};
-ParsedJson ParseJson(const std::string& body) {
-  bool tooDeep = false;
-  const Json json = Json::parse(
-      body,
-      [&](int depth, Json::parse_event_t /*event*/, Json& /*parsed*/) {
-        tooDeep = tooDeep || depth > Api::kMostDepth;
-        return !tooDeep;
-      },
-      false);
-  if (tooDeep) return {{}, "JSON nested deeper than 32 levels"};
-  // The reader takes a NUL for the end.
-  if (json.is_discarded() || body.find('\0') != std::string::npos) {
-    return {{}, "the body is no JSON"};
-  }
-  return {json, ""};
-}
-
 // For that node.
 ParsedBody ParseBody(const std::string& body, const TARQ::CServerResource& node) {
   const auto refused = [](unsigned status, const std::string& title, const std::string& detail) {
     return ParsedBody{std::nullopt, Problem(status, title, detail)};
   };
-  const auto [json, problem] = ParseJson(body);
+  const auto [json, problem] = http::ParseJson(body);
   if (!problem.empty()) return refused(400, "Malformed", problem + "; send {\"value\": ...}");
   if (!json.is_object() || !json.contains("value")) {
     return refused(400, "Malformed", "the body is not of the form {\"value\": ...}");
@@ -167,7 +147,7 @@ Reply Api::LeaseReply() {
 Reply Api::TakeLease(const std::string& body) {
   constexpr std::size_t kMostOwner = 200;  // bytes
   constexpr double kMostSeconds = 3600;
-  const auto [json, problem] = ParseJson(body);
+  const auto [json, problem] = http::ParseJson(body);
   if (!problem.empty()) return Problem(400, "Malformed", problem);
   const bool isObject = json.is_object() && json.contains("owner") && json.contains("seconds");
   if (!isObject || !json["owner"].is_string() || !json["seconds"].is_number()) {
@@ -212,7 +192,7 @@ Reply Api::Events(const Request& request, const http::Target& target) const {
                                ? std::string(target.QueryValue("after").value_or(""))
                                : request.lastEvent;
   return {200, "text/event-stream", "", nullptr,
-          std::make_shared<EventStream>(mCamera.Events(), last)};
+          std::make_shared<http::EventStream<EventLog>>(mCamera.Events(), last, EventText)};
 }
 
 void Api::HandleTree(const Request& request, bool isTask, std::string_view path,

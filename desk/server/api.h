@@ -24,7 +24,7 @@ class Api {
     std::function<bool(std::function<void()>)> longer;
   };
 
-  static constexpr int kMostDepth = 32;       // of JSON, in and out
+  static constexpr int kMostDepth = 32;       // of JSON that is asked for
   static constexpr int kMostLongWrites = 32;  // deliveries and camera-wide writes at once
 
   Api(Camera& camera, Threads threads);

@@ -108,6 +108,14 @@ StationConfig LoadConfig(const std::optional<std::string>& file) {
     }
     if (const auto plans = reader.TakeIfThere<std::string>("plans")) config.plans = here / *plans;
     config.cameras = TakeCameras(name, reader);
+    if (const auto listen = reader.TakeIfThere<std::string>("listen")) {
+      try {
+        config.listen = AddressOf(*listen);
+      } catch (const std::runtime_error&) {
+        throw std::runtime_error(reader.AtKey("listen") + "listen: \"" + *listen +
+                                 "\" is no address with a port, as 127.0.0.1:22180");
+      }
+    }
     reader.Finish();
   }
   if (config.cameras.empty()) config.cameras.push_back({"", "127.0.0.1", kDeskPort});

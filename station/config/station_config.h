@@ -16,6 +16,7 @@ struct StationConfig {
   std::string database;         // as Store takes it
   std::filesystem::path plans;  // folder
   std::vector<CameraAddress> cameras;
+  CameraAddress listen{"", "127.0.0.1", 22180};  // where the service answers
 };
 
 // file: none: $XDG_CONFIG_HOME/diagor-station/station.toml, where there is one. Without a file: one

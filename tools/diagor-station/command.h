@@ -46,6 +46,7 @@ struct Options {
   std::string measurements;
   std::string junit;
   std::string key;
+  std::string port;
   bool yes = false;
 };
 
@@ -69,6 +70,7 @@ int Export(Station& station, const Options& options);
 int Sign(Station& station, const Options& options);
 int Verify(Station& station, const Options& options);
 int Key(Station& station, const Options& options);
+int Serve(Station& station, const Options& options);
 int Prune(Station& station, const Options& options);
 int BackUp(Station& station, const Options& options);
 int Migrate(Station& station, const Options& options);

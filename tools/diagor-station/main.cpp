@@ -115,6 +115,9 @@ class Commands {
         ->check(CLI::Range(std::size_t{1}, kMostRows));
     sub = Add(app, "show", "Show a run", Show, Needs::Store, "diagor-station show 019aba3c-5f23");
     sub->add_option("run", mOptions.run, "Its id, or how it begins")->required();
+    sub = Add(app, "serve", "Answer browsers and programs, until it is ended", Serve, Needs::Store,
+              "diagor-station serve --port 22180");
+    sub->add_option("--port", mOptions.port, "In place of the settings' one; 0: any free one");
     AddOutput(app);
     AddStatistics(app);
     AddUpkeep(app);

@@ -1,0 +1,330 @@
+// Routes, who may, and what the station says of itself.
+#include "station/service/api.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "http/event_stream.h"
+#include "http/json_body.h"
+#include "station/runner/plan.h"
+#include "station/service/json.h"
+#include "station/service/refusal.h"
+#include "station/store/text.h"
+
+namespace station {
+
+using http::Problem;
+using http::Reply;
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+std::string_view RoleText(Role role) {
+  switch (role) {
+    case Role::Operator:
+      return "operator";
+    case Role::Engineer:
+      return "engineer";
+    case Role::Administrator:
+      return "administrator";
+    case Role::Anybody:
+      break;
+  }
+  return "";
+}
+
+Names PartsOf(std::string_view path) {
+  Names parts;
+  while (!path.empty()) {
+    path.remove_prefix(1);
+    const std::size_t end = std::min(path.find('/'), path.size());
+    parts.emplace_back(path.substr(0, end));
+    path.remove_prefix(end);
+  }
+  return parts;
+}
+
+// Each part decoded by itself: a name may have a '/'. None where an escape is malformed.
+std::optional<Names> DecodedParts(std::string_view target) {
+  Names parts = PartsOf(target.substr(0, target.find('?')));
+  for (std::string& part : parts) {
+    auto decoded = http::ParseTarget(part);
+    if (!decoded) return std::nullopt;
+    part = std::move(decoded->path);
+  }
+  return parts;
+}
+
+// "{}", or "{}.html": a name that is not empty, and what follows it.
+std::optional<std::string> NameIn(const std::string& part, std::string_view pattern) {
+  const std::string_view suffix = pattern.substr(2);
+  if (part.size() <= suffix.size() || !part.ends_with(suffix)) return std::nullopt;
+  return part.substr(0, part.size() - suffix.size());
+}
+
+// What stands in place of the braces; none: it is another path.
+std::optional<Names> Matched(const Names& parts, std::string_view path) {
+  const Names patterns = PartsOf(path);
+  if (parts.size() != patterns.size()) return std::nullopt;
+  Names names;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    if (!patterns[i].starts_with("{}")) {
+      if (parts[i] != patterns[i]) return std::nullopt;
+      continue;
+    }
+    auto name = NameIn(parts[i], patterns[i]);
+    if (!name) return std::nullopt;
+    names.push_back(std::move(*name));
+  }
+  return names;
+}
+
+}  // namespace
+
+const std::vector<Api::Route>& Api::Routes() {
+  using enum Role;
+  static const std::vector<Route> kRoutes = {
+      {"GET", "/healthz", Anybody, &Api::GetHealth},
+      {"GET", "/metrics", Anybody, &Api::GetMetrics},
+      {"GET", "/api/v1/station", Operator, &Api::GetStation},
+      {"GET", "/api/v1/events", Operator, &Api::GetEvents, true},
+      {"GET", "/api/v1/plans", Operator, &Api::GetPlans},
+      {"GET", "/api/v1/explain", Operator, &Api::GetExplanation},
+      {"GET", "/api/v1/cameras", Operator, &Api::GetCameras},
+      {"GET", "/api/v1/cameras/{}", Operator, &Api::GetCamera},
+      {"GET", "/api/v1/cameras/{}/items", Operator, &Api::GetItems},
+      {"GET", "/api/v1/cameras/{}/screen", Operator, &Api::GetScreen},
+      {"GET", "/api/v1/cameras/{}/screen.png", Operator, &Api::GetPicture},
+      {"GET", "/api/v1/cameras/{}/knobs", Operator, &Api::GetKnobs},
+      {"GET", "/api/v1/cameras/{}/tree/{}", Operator, &Api::GetTree},
+      {"GET", "/api/v1/cameras/{}/log", Operator, &Api::GetLog},
+      {"PUT", "/api/v1/cameras/{}/keys", Operator, &Api::PutKey},
+      {"PUT", "/api/v1/cameras/{}/touch", Operator, &Api::PutTouch},
+      {"PUT", "/api/v1/cameras/{}/knobs/{}", Engineer, &Api::PutKnob},
+      {"POST", "/api/v1/cameras/{}/restore", Engineer, &Api::PostRestore},
+      {"GET", "/api/v1/runs", Operator, &Api::GetRuns},
+      {"POST", "/api/v1/runs", Operator, &Api::PostRun},
+      {"GET", "/api/v1/runs/{}.html", Operator, &Api::GetReport},
+      {"GET", "/api/v1/runs/{}.json", Operator, &Api::GetExport},
+      {"GET", "/api/v1/runs/{}.sig", Operator, &Api::GetExport},
+      {"GET", "/api/v1/runs/{}.measurements.csv", Operator, &Api::GetExport},
+      {"GET", "/api/v1/runs/{}.csv", Operator, &Api::GetExport},
+      {"GET", "/api/v1/runs/{}.xml", Operator, &Api::GetExport},
+      {"GET", "/api/v1/runs/{}", Operator, &Api::GetRun},
+      {"POST", "/api/v1/runs/{}/abort", Operator, &Api::PostAbort},
+      {"POST", "/api/v1/runs/{}/resume", Operator, &Api::PostResume},
+      {"PUT", "/api/v1/runs/{}/note", Operator, &Api::PutNote},
+      {"GET", "/api/v1/runs/{}/attempts/{}/evidence", Operator, &Api::GetEvidence},
+      {"GET", "/api/v1/runs/{}/attempts/{}/picture.png", Operator, &Api::GetEvidencePicture},
+      {"GET", "/api/v1/statistics/yield", Operator, &Api::GetYield},
+      {"GET", "/api/v1/statistics/failures", Operator, &Api::GetFailures},
+      {"GET", "/api/v1/statistics/trend", Operator, &Api::GetTrend},
+  };
+  return kRoutes;
+}
+
+Api::Api(Parts parts, Longer longer) : mParts(std::move(parts)), mLonger(std::move(longer)) {}
+
+// On the loopback address nobody signs in.
+Actor Api::WhoAsks() const {
+  return {"", Role::Administrator};
+}
+
+void Api::Handle(const http::Request& request, const http::Send& send) {
+  if (!http::IsLocal(request)) {
+    send(Problem(403, "Not from here", "this station answers requests to localhost only"));
+    return;
+  }
+  const auto target = http::ParseTarget(request.target);
+  const auto parts = DecodedParts(request.target);
+  if (!target || !parts) {
+    send(Problem(400, "Malformed", "the path has a malformed percent escape"));
+    return;
+  }
+  const std::string method = request.method == "HEAD" ? "GET" : request.method;
+  std::string others;
+  for (const Route& route : Routes()) {
+    auto names = Matched(*parts, route.path);
+    if (!names) continue;
+    if (route.method != method) {
+      others.append(others.empty() ? "" : ", ").append(route.method);
+      continue;
+    }
+    const Call call{request, *target, std::move(*names), WhoAsks(), send};
+    if (call.actor.role < route.least) {
+      send(Problem(403, "Not allowed",
+                   std::string("that takes a role of its own: ").append(RoleText(route.least))));
+    } else if (route.isQuick) {
+      Answers(route, call);
+    } else if (!mLonger([this, &route, call] { Answers(route, call); })) {
+      send(Problem(503, "No room", "the machine has no thread left; try again later"));
+    }
+    return;
+  }
+  if (others.empty()) {
+    send(Problem(
+        404, "No such resource",
+        "there is nothing at " + target->path + "; docs/station-api.md lists what there is"));
+    return;
+  }
+  Reply reply = Problem(405, "Not allowed", "that path takes " + others);
+  reply.headers.emplace_back("Allow", others);
+  send(std::move(reply));
+}
+
+void Api::Answers(const Route& route, const Call& call) {
+  Answer answer;
+  try {
+    answer = (this->*route.answer)(call);
+  } catch (...) {
+    answer = ProblemOfException();
+  }
+  if (answer) call.send(std::move(*answer));
+}
+
+std::optional<std::string> Api::Call::Wish(std::string_view name) const {
+  const auto text = target.QueryValue(name);
+  if (!text || text->empty()) return std::nullopt;
+  auto decoded = http::DecodedQuery(*text);
+  if (!decoded) throw Malformed(std::string(name).append(" has a malformed percent escape"));
+  return decoded;
+}
+
+std::optional<Time> Api::Call::WishedTime(std::string_view name) const {
+  constexpr std::size_t kDate = 10;
+  const auto text = Wish(name);
+  if (!text) return std::nullopt;
+  const auto time = TimeOf(text->size() == kDate ? *text + "T00:00:00Z" : *text);
+  if (!time) {
+    throw Malformed(std::string(name).append(" is no time, as 2026-11-25 or 2026-11-25T08:30:00Z"));
+  }
+  return time;
+}
+
+std::size_t Api::Call::WishedCount(std::string_view name, std::size_t usual,
+                                   std::size_t most) const {
+  const auto text = Wish(name);
+  if (!text) return usual;
+  std::size_t count = 0;
+  const char* const end = text->data() + text->size();
+  const auto parsed = std::from_chars(text->data(), end, count);
+  if (parsed.ec != std::errc() || parsed.ptr != end || count > most) {
+    throw Malformed(std::string(name).append(" is no number up to ").append(std::to_string(most)));
+  }
+  return count;
+}
+
+Json Api::Call::Body() const {
+  if (request.body.empty()) return Json::object();
+  auto [json, problem] = http::ParseJson(request.body);
+  if (!problem.empty()) throw Malformed(problem);
+  if (!json.is_object()) throw Malformed("the body is no JSON object");
+  return json;
+}
+
+std::optional<std::string> TextIn(const Json& body, const char* key) {
+  if (!body.contains(key)) return std::nullopt;
+  if (!body[key].is_string()) throw Malformed(std::string(key).append(" is no text"));
+  // It goes into JSON and into the camera's records.
+  return Settled(body[key].get<std::string>());
+}
+
+bool FlagIn(const Json& body, const char* key) {
+  if (!body.contains(key)) return false;
+  if (!body[key].is_boolean())
+    throw Malformed(std::string(key).append(" is neither true nor false"));
+  return body[key].get<bool>();
+}
+
+std::string Api::WhoActs(const Call& call, const Json& body) const {
+  if (!call.actor.name.empty()) return call.actor.name;
+  const std::string said = TextIn(body, "operator").value_or("");
+  return said.empty() ? mParts.machineUser : said;
+}
+
+Api::Answer Api::GetStation(const Call& call) {
+  const auto waiting = std::count_if(
+      mParts.cameras.begin(), mParts.cameras.end(),
+      [](const CameraState& camera) { return camera.Facts().State().starts_with("waits"); });
+  return JsonReply({{"name", mParts.config.name},
+                    {"version", mParts.version},
+                    {"who", call.actor.name},
+                    {"role", RoleText(call.actor.role)},
+                    {"plans", PlanNames(mParts.config.plans.string()).size()},
+                    {"cameras", mParts.cameras.size()},
+                    {"waiting", waiting}});
+}
+
+Api::Answer Api::GetHealth(const Call& /*call*/) {
+  mParts.store.Runs({}, std::nullopt, 1);
+  return JsonReply({{"status", "ok"}});
+}
+
+Api::Answer Api::GetMetrics(const Call& /*call*/) {
+  std::string text;
+  const auto add = [&text](const std::string& name, const char* kind, const std::string& label,
+                           const auto& counts) {
+    text.append("# TYPE diagor_station_").append(name).append(" ").append(kind).append("\n");
+    for (const auto& [value, count] : counts) {
+      text.append("diagor_station_").append(name).append("{").append(label).append("=\"");
+      text.append(value).append("\"} ").append(std::to_string(count)).append("\n");
+    }
+  };
+  std::map<std::string, std::uint64_t> states;
+  for (const CameraState& camera : mParts.cameras) ++states[camera.Facts().State()];
+  const Runs::Counts counts = mParts.runs.CountsNow();
+  add("runs_total", "counter", "outcome", counts.runs);
+  add("attempts_total", "counter", "result", counts.attempts);
+  add("cameras", "gauge", "state", states);
+  return Reply{200, "text/plain; version=0.0.4; charset=utf-8", text};
+}
+
+Api::Answer Api::GetEvents(const Call& call) {
+  const std::string last =
+      call.request.lastEvent.empty() ? call.Wish("after").value_or("") : call.request.lastEvent;
+  return Reply{200, "text/event-stream", "", nullptr,
+               std::make_shared<http::EventStream<Events>>(
+                   mParts.events, last, [](const StationEvent& event) { return event.data; })};
+}
+
+Api::Answer Api::GetPlans(const Call& /*call*/) {
+  const std::string folder = mParts.config.plans.string();
+  Json plans = Json::array();
+  for (const std::string& name : PlanNames(folder)) {
+    try {
+      plans.push_back(PlanJson(FindPlan(name, folder), name));
+    } catch (const std::runtime_error& error) {
+      plans.push_back({{"name", name}, {"error", error.what()}});
+    }
+  }
+  return JsonReply({{"plans", plans}});
+}
+
+Api::Answer Api::GetExplanation(const Call& call) {
+  const std::string className = call.Wish("class").value_or("");
+  const client::TestGuide* const guide = client::GuideOf(className);
+  if (guide == nullptr) throw NoSuch("there is no test of a class \"" + className + "\"");
+  const std::string item = call.Wish("item").value_or("");
+  const std::string variant = call.Wish("variant").value_or("");
+  const auto code = call.Wish("code");
+  const auto resultOf = [&](const client::ResultGuide& result, const std::string& told) {
+    return ResultJson({told, result.means, result.remedy},
+                      client::CausesOf(item, className, told, variant));
+  };
+  Json results = Json::array();
+  if (code) {
+    const client::ResultGuide* const result = guide->Find(*code);
+    if (result == nullptr)
+      throw NoSuch("a test of the class " + className + " has no result " + *code);
+    results.push_back(resultOf(*result, *code));
+  } else {
+    for (const client::ResultGuide& each : guide->results) {
+      results.push_back(resultOf(each, each.code));
+    }
+  }
+  return JsonReply(
+      {{"item", item}, {"class", className}, {"about", guide->about}, {"results", results}});
+}
+
+}  // namespace station

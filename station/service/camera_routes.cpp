@@ -1,0 +1,155 @@
+// What cameras tell, and what is done to them.
+#include <algorithm>
+#include <charconv>
+
+#include "client/log_lines.h"
+#include "client/run_plan.h"
+#include "station/service/api.h"
+#include "station/service/json.h"
+#include "station/service/refusal.h"
+
+namespace station {
+
+using http::Reply;
+
+namespace {
+
+constexpr unsigned kNotThere = 404;
+
+// As the camera takes it; -1: it is no whole number.
+std::int64_t CoordinateIn(const Json& body, const char* key) {
+  const bool isWhole = body.contains(key) && body[key].is_number_unsigned();
+  return isWhole ? body[key].get<std::int64_t>() : -1;
+}
+
+}  // namespace
+
+CameraState& Api::CameraOf(const std::string& id) {
+  const auto found = std::find_if(mParts.cameras.begin(), mParts.cameras.end(),
+                                  [&id](const CameraState& each) { return each.Id() == id; });
+  if (found != mParts.cameras.end()) return *found;
+  std::string known;
+  for (const CameraState& each : mParts.cameras) {
+    known.append(known.empty() ? "" : ", ").append(each.Id());
+  }
+  throw NoSuch("there is no camera " + id + "; there are: " + known);
+}
+
+client::CameraClient Api::ClientOf(const CameraState& camera) const {
+  constexpr client::TimeOuts kPatience{std::chrono::seconds(5), std::chrono::seconds(10)};
+  constexpr std::chrono::seconds kWrite{30};
+  const auto deadline = std::chrono::steady_clock::now() + kWrite;
+  return {camera.Address().host, camera.Address().port,
+          [this, deadline] { return mEnds || std::chrono::steady_clock::now() > deadline; },
+          kPatience};
+}
+
+Api::Answer Api::GetCameras(const Call& /*call*/) {
+  Json cameras = Json::array();
+  for (const CameraState& each : mParts.cameras) cameras.push_back(CameraJson(each.Facts()));
+  return JsonReply({{"cameras", cameras}});
+}
+
+Api::Answer Api::GetCamera(const Call& call) {
+  return JsonReply(CameraJson(CameraOf(call.names[0]).Facts()));
+}
+
+Api::Answer Api::GetItems(const Call& call) {
+  client::CameraClient camera = ClientOf(CameraOf(call.names[0]));
+  Json items = Json::array();
+  for (const client::TestItem& each : client::TestItems(camera)) items.push_back(ItemJson(each));
+  return JsonReply({{"items", items}});
+}
+
+Api::Answer Api::GetScreen(const Call& call) {
+  const CameraState& camera = CameraOf(call.names[0]);
+  try {
+    return JsonReply(ClientOf(camera).Screen());
+  } catch (const client::RefusedError& error) {
+    if (error.status != kNotThere) throw;
+    throw NoSuch("camera " + camera.Id() + " does not tell what is on its screen");
+  }
+}
+
+Api::Answer Api::GetPicture(const Call& call) {
+  const bool viewFinder = call.target.QueryValue("display") == "viewfinder";
+  return Reply{200, "image/png", ClientOf(CameraOf(call.names[0])).Picture(viewFinder)};
+}
+
+Api::Answer Api::GetKnobs(const Call& call) {
+  return JsonReply(ClientOf(CameraOf(call.names[0])).Knobs());
+}
+
+Api::Answer Api::GetTree(const Call& call) {
+  constexpr std::size_t kDeepest = 32;
+  const auto depth = static_cast<int>(call.WishedCount("depth", 0, kDeepest));
+  return JsonReply(ClientOf(CameraOf(call.names[0])).Get(call.names[1], depth));
+}
+
+Api::Answer Api::GetLog(const Call& call) {
+  static constexpr const char* kKinds[] = {"header", "record", "fragment"};
+  const bool isSystems = call.target.QueryValue("system") == "1";
+  std::string text;
+  try {
+    text = ClientOf(CameraOf(call.names[0]))
+               .File(isSystems ? "FlashFS/log/syslog.txt" : "FlashFS/tmp/bitlog.txt");
+  } catch (const client::RefusedError& error) {
+    // A healthy camera has no system log until something is written to it.
+    if (!isSystems || error.status != kNotThere) throw;
+  }
+  Json lines = Json::array();
+  for (const client::LogLine& line : client::LogLines(text)) {
+    lines.push_back({{"kind", kKinds[static_cast<std::size_t>(line.kind)]}, {"text", line.text}});
+  }
+  return JsonReply({{"lines", lines}});
+}
+
+Json Api::SetKnob(const Call& call, const std::string& path, const Json& value) {
+  const CameraState& camera = CameraOf(call.names[0]);
+  try {
+    return ClientOf(camera).Set("." + path, value);
+  } catch (const client::RefusedError& error) {
+    if (error.status != kNotThere) throw;
+    throw NoSuch(camera.Facts().isDesk
+                     ? "camera " + camera.Id() + " has no knob " + path
+                     : "camera " + camera.Id() +
+                           " is no desk camera: it has neither knobs, nor keys and touches to be "
+                           "pressed from here");
+  }
+}
+
+Api::Answer Api::PutKey(const Call& call) {
+  const auto key = TextIn(call.Body(), "key");
+  if (!key) throw Malformed(R"(the body is not of the form {"key": "Up"})");
+  SetKnob(call, "desk.key", *key);
+  return JsonReply({{"key", *key}});
+}
+
+Api::Answer Api::PutTouch(const Call& call) {
+  const Json body = call.Body();
+  const std::int64_t x = CoordinateIn(body, "x");
+  const std::int64_t y = CoordinateIn(body, "y");
+  if (x < 0 || y < 0) throw Malformed(R"(the body is not of the form {"x": 320, "y": 176})");
+  SetKnob(call, "desk.touch", std::to_string(x) + "," + std::to_string(y));
+  return JsonReply({{"x", x}, {"y", y}});
+}
+
+Api::Answer Api::PutKnob(const Call& call) {
+  const std::string& path = call.names[1];
+  const Json body = call.Body();
+  if (!body.contains("value")) throw Malformed(R"(the body is not of the form {"value": ...})");
+  if (!path.starts_with("desk.")) throw NoSuch(path + " is no knob: they begin with desk.");
+  const Json reply = SetKnob(call, path, body["value"]);
+  mParts.runs.Audit(WhoActs(call, body), "knob " + path + " of camera " + call.names[0] +
+                                             " set to " + TextOf(body["value"]));
+  return JsonReply({{"path", path}, {"value", reply["value"]}});
+}
+
+Api::Answer Api::PostRestore(const Call& call) {
+  const Json body = call.Body();
+  SetKnob(call, "desk.restore", true);
+  mParts.runs.Audit(WhoActs(call, body), "camera " + call.names[0] + " restored");
+  return JsonReply({{"restored", true}});
+}
+
+}  // namespace station

@@ -1,0 +1,66 @@
+// One camera of the station, as everybody sees it: who is there, what it does.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "client/camera_client.h"
+#include "station/config/camera_address.h"
+#include "station/service/events.h"
+#include "station/store/types.h"
+
+namespace station {
+
+// A run that this process has under way, and how far it is.
+struct UnderWay {
+  RunRecord run;
+  std::string item;  // of the attempt under way; empty: there is none
+  std::size_t done = 0;
+  std::size_t left = 0;
+  std::optional<std::chrono::milliseconds> timeLeft;
+  std::string waits;  // why, while it does
+};
+
+struct CameraFacts {
+  CameraAddress address;
+  std::string id;  // its name, or its address
+  bool isReachable = false;
+  std::string problem = "it was not asked yet";
+  std::string serial;  // empty: it was never reached
+  std::string product;
+  bool isDesk = false;
+  int testsUnderWay = 0;  // anybody's
+  client::Json screen;    // the dialog on it, or null
+  bool isTaken = false;   // for a run that is under way, or is about to begin or has just ended
+  std::optional<UnderWay> run;
+  std::optional<RunRecord> lastRun;
+
+  std::string State() const;  // docs/station-api.md
+};
+
+class CameraState {
+ public:
+  CameraState(const CameraAddress& address, Events& events);
+
+  const CameraAddress& Address() const { return mAddress; }
+  const std::string& Id() const { return mId; }
+  CameraFacts Facts() const;
+
+  // Whoever watches is told when anything but a run's progress has become another.
+  void Change(const std::function<void(CameraFacts&)>& change);
+  // For a run; refused while another one has it, with who has.
+  void Take();
+
+ private:
+  const CameraAddress mAddress;
+  const std::string mId;
+  Events& mEvents;
+  mutable std::mutex mLock;
+  CameraFacts mFacts;
+};
+
+}  // namespace station

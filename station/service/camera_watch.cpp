@@ -1,0 +1,152 @@
+#include "station/service/camera_watch.h"
+
+#include <algorithm>
+
+#include "station/runner/run.h"
+
+namespace station {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr unsigned kNotThere = 404;
+
+bool HasNode(client::CameraClient& camera, const char* path) {
+  try {
+    camera.Get(path);
+    return true;
+  } catch (const client::RefusedError& error) {
+    if (error.status != kNotThere) throw;
+    return false;
+  }
+}
+
+}  // namespace
+
+std::optional<RunRecord> LastRunOf(Store& store, const std::string& serial) {
+  constexpr std::size_t kLatest = 10;  // those under way among them
+  RunFilter filter;
+  filter.serial = serial;
+  for (const RunRecord& run : store.Runs(filter, std::nullopt, kLatest)) {
+    if (run.endedAt) return run;
+  }
+  return std::nullopt;
+}
+
+CameraWatch::CameraWatch(CameraState& camera, Store& store)
+    : mCamera(camera), mStore(store), mThread([this] { Loop(); }) {}
+
+CameraWatch::~CameraWatch() {
+  End();
+  mThread.join();
+}
+
+void CameraWatch::End() {
+  {
+    const std::lock_guard lock(mLock);
+    mEnds = true;
+  }
+  mEnding.notify_all();
+}
+
+void CameraWatch::Loop() {
+  constexpr milliseconds kFirst{250};
+  constexpr milliseconds kLongest{10'000};
+  constexpr client::TimeOuts kPatience{std::chrono::seconds(5), std::chrono::seconds(10)};
+  const CameraAddress& address = mCamera.Address();
+  milliseconds pause = kFirst;
+  while (!mEnds) {
+    try {
+      client::CameraClient camera(
+          address.host, address.port, [this] { return mEnds.load(); }, kPatience);
+      Meet(camera);
+      pause = kFirst;
+      Follow(camera);
+    } catch (const std::exception& error) {
+      if (mEnds) return;
+      mCamera.Change([&error](CameraFacts& facts) {
+        facts.isReachable = false;
+        facts.problem = error.what();
+        facts.testsUnderWay = 0;
+        facts.screen = nullptr;
+      });
+    }
+    std::unique_lock lock(mLock);
+    mEnding.wait_for(lock, pause, [this] { return mEnds.load(); });
+    pause = std::min(2 * pause, kLongest);
+  }
+}
+
+void CameraWatch::Meet(client::CameraClient& camera) {
+  const CameraIdentity identity = IdentityOf(camera);
+  const bool isDesk = HasNode(camera, ".desk");
+  const auto last = LastRunOf(mStore, identity.serial);
+  mHasScreen = true;
+  mCamera.Change([&](CameraFacts& facts) {
+    facts.isReachable = true;
+    facts.problem.clear();
+    facts.serial = identity.serial;
+    facts.product = identity.product;
+    facts.isDesk = isDesk;
+    facts.lastRun = last;
+  });
+}
+
+// False: it tells no events, or has no room for another who hears them.
+bool CameraWatch::Subscribes(client::CameraClient& camera) {
+  try {
+    camera.Subscribe([this](const client::Event& event) { Hear(event); });
+    return true;
+  } catch (const client::RefusedError&) {
+    return false;
+  }
+}
+
+void CameraWatch::Hear(const client::Event& event) {
+  const bool begins = event.kind == "test-started";
+  const bool ends = event.kind == "test-ended";
+  mHasNews = mHasNews || begins || ends || event.kind == "screen";
+  if (!begins && !ends) return;
+  mCamera.Change([begins](CameraFacts& facts) {
+    // What began before this one was heard of has ended too.
+    facts.testsUnderWay = std::max(0, facts.testsUnderWay + (begins ? 1 : -1));
+  });
+}
+
+// Until the camera is lost.
+void CameraWatch::Follow(client::CameraClient& camera) {
+  constexpr milliseconds kBusy{1'000};
+  constexpr milliseconds kIdle{60'000};
+  constexpr milliseconds kUntold{2'000};  // where no event says that it is gone
+  const bool isTold = Subscribes(camera);
+  for (;;) {
+    const CameraFacts facts = mCamera.Facts();
+    const bool isBusy = facts.run || facts.testsUnderWay > 0;
+    if (isTold) {
+      camera.AwaitEvents([this] { return mHasNews; }, isBusy ? kBusy : kIdle);
+      mHasNews = false;
+    } else {
+      camera.Pause(isBusy ? kBusy : kUntold);
+      camera.Get("");
+    }
+    LookAtScreen(camera);
+  }
+}
+
+void CameraWatch::LookAtScreen(client::CameraClient& camera) {
+  const CameraFacts facts = mCamera.Facts();
+  const bool isBusy = facts.run || facts.testsUnderWay > 0;
+  client::Json screen;
+  if (isBusy && mHasScreen) {
+    try {
+      screen = camera.Screen();
+    } catch (const client::RefusedError&) {
+      mHasScreen = false;
+    }
+  }
+  if (screen == facts.screen) return;
+  mCamera.Change([&screen](CameraFacts& now) { now.screen = screen; });
+}
+
+}  // namespace station

@@ -1,0 +1,47 @@
+// Looks who is at a camera's address and what happens there, on a thread of its own.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "client/camera_client.h"
+#include "station/service/camera_state.h"
+#include "station/store/store.h"
+
+namespace station {
+
+class CameraWatch {
+ public:
+  CameraWatch(CameraState& camera, Store& store);
+  ~CameraWatch();
+  CameraWatch(const CameraWatch&) = delete;
+  CameraWatch& operator=(const CameraWatch&) = delete;
+
+  // Ends without waiting for it; the destructor waits.
+  void End();
+
+ private:
+  void Loop();
+  void Meet(client::CameraClient& camera);
+  bool Subscribes(client::CameraClient& camera);
+  void Hear(const client::Event& event);
+  void Follow(client::CameraClient& camera);
+  void LookAtScreen(client::CameraClient& camera);
+
+  CameraState& mCamera;
+  Store& mStore;
+  bool mHasScreen = true;  // it tells what is on it
+  bool mHasNews = false;
+  std::atomic<bool> mEnds{false};
+  std::mutex mLock;
+  std::condition_variable mEnding;
+  std::thread mThread;
+};
+
+// The latest run of that camera that has ended.
+std::optional<RunRecord> LastRunOf(Store& store, const std::string& serial);
+
+}  // namespace station

@@ -1,0 +1,53 @@
+// serve: the station for browsers and programs, until it is ended.
+#include <semaphore.h>
+
+#include <cerrno>
+#include <csignal>
+#include <iostream>
+
+#include "diagor-station/command.h"
+#include "station/service/service.h"
+#include "terminal/output.h"
+
+namespace station_tool {
+
+namespace {
+
+sem_t gEnds;
+
+// Whose address it is, and the port.
+std::uint16_t PortToServe(const station::CameraAddress& listen, const std::string& wish) {
+  if (listen.host != "127.0.0.1" && listen.host != "localhost") {
+    throw UsageError("listen = \"" + listen.Text() +
+                     "\": only the loopback address is served, as 127.0.0.1:22180");
+  }
+  if (wish.empty()) return listen.port;
+  try {
+    return wish == "0" ? std::uint16_t{0} : station::AddressOf("127.0.0.1:" + wish).port;
+  } catch (const std::runtime_error&) {
+    throw UsageError("--port " + wish + " is no port from 0 to 65535");
+  }
+}
+
+}  // namespace
+
+int Serve(Station& station, const Options& options) {
+  const std::uint16_t port = PortToServe(station.config.listen, options.port);
+  sem_init(&gEnds, 0, 0);
+  for (const int signal : {SIGINT, SIGTERM}) std::signal(signal, [](int) { sem_post(&gEnds); });
+  station::Service service(*station.store, station.config,
+                           {.version = DIAGOR_STATION_VERSION,
+                            .machineUser = WhoActs({}),
+                            .complain = [](const std::string& what) { Complain(what); }});
+  const std::string problem = service.Bind(port);
+  if (!problem.empty()) {
+    throw UsageError("port " + std::to_string(port) + " cannot be served: " + problem);
+  }
+  service.Serve();
+  std::cerr << "diagor-station: serving http://127.0.0.1:" << service.Port() << std::endl;
+  while (sem_wait(&gEnds) != 0 && errno == EINTR) {
+  }
+  return kNothingFailed;
+}
+
+}  // namespace station_tool
