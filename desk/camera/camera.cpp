@@ -130,7 +130,7 @@ std::unique_ptr<desk::Deliveries> Camera::MakeDeliveries() {
         {{"path", TARQ::NodeAccess::Path(node)},
          {"status", static_cast<std::int64_t>(delivered.status)},
          {"value", ToTraceValue(delivered.value)},
-         {"elapsed_ms", std::chrono::duration<double, std::milli>(delivered.elapsed).count()}});
+         {"elapsed_ms", ToMilliseconds(delivered.elapsed)}});
   };
   return std::make_unique<desk::Deliveries>(
       *mClock, desk::Deliveries::Watcher{.starts = starts, .ended = ended});

@@ -28,6 +28,9 @@ constexpr TimePoint kNever = TimePoint::max();
 inline double ToSeconds(Duration duration) {
   return std::chrono::duration<double>(duration).count();
 }
+inline double ToMilliseconds(Duration duration) {
+  return std::chrono::duration<double, std::milli>(duration).count();
+}
 inline Duration FromSeconds(double seconds) {
   return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
 }

@@ -54,6 +54,7 @@ SceneWindow SceneOfDialog(const DialogTemplate& dialog, int x, int y) {
   const DialogFont font = FontOfDialog(dialog.fontName, dialog.pointSize);
   SceneWindow scene;
   scene.isDialog = true;
+  scene.dialogTemplate = dialog.number;
   scene.title = dialog.title;
   scene.background = kDialogFace;
   scene.hasCaption = (dialog.style & WS_CAPTION) == WS_CAPTION;

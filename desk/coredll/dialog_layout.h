@@ -21,6 +21,7 @@ struct Control {
   std::wstring text;       // now
   bool isHit = false;      // the program has set the text since the dialog began
   bool isPressed = false;  // the pointer is down on it
+  bool operator==(const Control&) const = default;
 };
 
 // How a dialog's font turns dialog units into pixels, and how its texts look.
@@ -39,10 +40,11 @@ int Scaled(int units, int base, int unitsPerBase);
 constexpr int kCaptionHeight = 26;  // pixels
 constexpr int kDialogBorder = 3;
 
-// A window as the screen shows it.
+// A window as the screen shows it. Two that are equal are one window that looks the same.
 struct SceneWindow {
   unsigned number = 0;  // no two windows have the same
   bool isDialog = false;
+  int dialogTemplate = 0;  // a dialog's, by its number among the program's resources
   bool red = false;  // a test window's background
   Area area = {};    // pixels of the screen
   Colour background = {};
@@ -54,6 +56,7 @@ struct SceneWindow {
   std::vector<Control> controls;
   // The controls' area.
   Area Client() const;
+  bool operator==(const SceneWindow&) const = default;
 };
 
 // A dialog as it is made, with its top left corner there.

@@ -22,6 +22,7 @@ struct DialogItem {
 };
 
 struct DialogTemplate {
+  int number = 0;  // of the resource, where it is known
   std::uint32_t style = 0;
   int x = 0;
   int y = 0;

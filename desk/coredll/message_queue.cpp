@@ -28,6 +28,15 @@ std::optional<TimePoint> MessageQueue::NearestTimer() const {
   return nearest;
 }
 
+std::optional<TimePoint> MessageQueue::SlowestTimer(HWND window) const {
+  const Timer* slowest = nullptr;
+  for (const Timer& timer : mTimers) {
+    if (timer.window != window) continue;
+    if (slowest == nullptr || timer.period > slowest->period) slowest = &timer;
+  }
+  return slowest == nullptr ? std::nullopt : std::optional(slowest->due);
+}
+
 std::optional<MSG> MessageQueue::TakeInput() {
   if (mInput.empty()) return std::nullopt;
   const MSG message = mInput.front();

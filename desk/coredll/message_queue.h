@@ -28,6 +28,8 @@ class MessageQueue {
   bool HasQuit() const { return mQuit.has_value(); }
   bool IsIdle() const { return !HasInput() && !HasQuit() && mTimers.empty(); }
   std::optional<TimePoint> NearestTimer() const;
+  // When the slowest timer of a window is due.
+  std::optional<TimePoint> SlowestTimer(HWND window) const;
 
   std::optional<MSG> TakeInput();
   std::optional<MSG> TakeQuit();

@@ -64,6 +64,17 @@ INT_PTR WindowSystem::RunDialog(const DialogTemplate& dialog, HWND parent, DLGPR
   return *result;
 }
 
+// Of its timers the slowest is its time-out: the others are for what it looks at meanwhile.
+std::optional<WaitingDialog> WindowSystem::DialogNow() const {
+  const std::lock_guard lock(mLock);
+  const Window* const dialog = TopDialog();
+  if (dialog == nullptr) return std::nullopt;
+  const auto queue = mQueues.find(dialog->thread);
+  return WaitingDialog{dialog->scene, queue == mQueues.end()
+                                          ? std::nullopt
+                                          : queue->second.SlowestTimer(dialog->handle)};
+}
+
 bool WindowSystem::End(HWND dialog, INT_PTR result) {
   {
     const std::lock_guard lock(mLock);

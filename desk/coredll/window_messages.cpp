@@ -12,6 +12,9 @@ WindowSystem::Window* WindowSystem::TopDialog() {
   }
   return nullptr;
 }
+const WindowSystem::Window* WindowSystem::TopDialog() const {
+  return const_cast<WindowSystem*>(this)->TopDialog();
+}
 
 bool WindowSystem::ReleaseKey(WPARAM code) {
   {

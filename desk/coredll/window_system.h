@@ -24,6 +24,12 @@
 
 namespace desk {
 
+// The dialog that takes keys and touches.
+struct WaitingDialog {
+  SceneWindow window;
+  std::optional<TimePoint> timesOut;  // none: it waits for ever, or has seen all that it waits for
+};
+
 class WindowSystem {
  public:
   WindowSystem(Clock& clock, int width, int height);
@@ -50,6 +56,8 @@ class WindowSystem {
   std::vector<SceneWindow> Scene() const;
   // The uppermost window of which something lies on the screen.
   std::optional<SceneWindow> TopOnScreen() const;
+  // Wherever it lies: the one that asks about a picture lies beside the screen.
+  std::optional<WaitingDialog> DialogNow() const;
   // Grows with whatever can be seen. Others may wait for it.
   std::uint64_t Changes() const;
 
@@ -110,6 +118,7 @@ class WindowSystem {
   Window* Find(HWND window);
   const Window* Find(HWND window) const;
   Window* TopDialog();
+  const Window* TopDialog() const;
   Control* ButtonAt(Window* dialog, int x, int y) const;
   void Command(const Window& dialog, const Control& button);
   void LiftPointer();

@@ -126,6 +126,7 @@ INT_PTR WINAPI DialogBoxIndirectParamW(HINSTANCE /*module*/, LPCDLGTEMPLATEW dia
   const auto entry = desk::TheModuleResources().StartingAt(dialogTemplate);
   std::optional<desk::DialogTemplate> dialog;
   if (entry) dialog = desk::ReadDialogTemplate(entry->data);
+  if (dialog) dialog->number = entry->name;
   // The step stands where the dialog began; how it ended is added then.
   desk::Observation::OpenStep step("dialog", {{"template", std::int64_t{entry ? entry->name : 0}}});
   INT_PTR result = -1;

@@ -27,6 +27,7 @@ struct Area {
   bool Contains(int atX, int atY) const {
     return atX >= x && atX < x + width && atY >= y && atY < y + height;
   }
+  bool operator==(const Area&) const = default;
 };
 Area Intersection(const Area& first, const Area& second);
 
@@ -35,12 +36,14 @@ struct TextStyle {
   enum class Face { Plain, Bold, FixedPitch };
   Face face;
   int height;  // pixels, of a line
+  bool operator==(const TextStyle&) const = default;
 };
 
 // Where a text stands in its area: in the middle, or at the left and the top.
 struct Centring {
   bool across = false;
   bool down = false;
+  bool operator==(const Centring&) const = default;
 };
 
 class Picture {

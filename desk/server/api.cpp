@@ -119,6 +119,8 @@ void Api::Handle(const Request& request, const Send& send) {
                  "only nodes below task and camera, and the lease, can be written"));
   } else if (path.starts_with(kFilesPrefix)) {
     SendFile(path.substr(kFilesPrefix.size() - 1), send);
+  } else if (path == "/api/v1/screen") {
+    send(DialogReply());
   } else if (path == "/api/v1/screen.png") {
     SendScreen(target->QueryValue("display") == "viewfinder", send);
   } else if (path == "/api/v1/knobs") {
@@ -130,7 +132,7 @@ void Api::Handle(const Request& request, const Send& send) {
   } else {
     send(Problem(404, "No such resource",
                  "try /api/v1/task, /api/v1/camera, /api/v1/knobs, /api/v1/lease, /api/v1/events, "
-                 "/api/v1/files/{path}, /api/v1/screen.png or /healthz"));
+                 "/api/v1/files/{path}, /api/v1/screen, /api/v1/screen.png or /healthz"));
   }
 }
 
@@ -178,6 +180,11 @@ void Api::SendScreen(bool viewFinder, const Send& send) {
       send({200, "image/png", std::string(png.begin(), png.end())});
     }
   });
+}
+
+Reply Api::DialogReply() const {
+  const std::optional<WaitingDialog> dialog = mCamera.Windows().DialogNow();
+  return {200, "application/json", Dump(DialogJson(dialog, mCamera.Clock().Now()))};
 }
 
 Reply Api::Events(const Request& request, const http::Target& target) const {

@@ -41,6 +41,7 @@ class Api {
                  const http::Send& send);
   void WriteCamera(const http::Request& request, std::string_view path, const http::Send& send);
   void SendScreen(bool viewFinder, const http::Send& send);
+  http::Reply DialogReply() const;
   http::Reply Events(const http::Request& request, const http::Target& target) const;
   void SendFile(const std::string& path, const http::Send& send);
   http::Reply FileReply(const std::string& path) const;

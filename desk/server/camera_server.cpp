@@ -13,7 +13,8 @@ CameraServer::CameraServer(Camera& camera, const http::Limits& limits)
       mServer([this](const http::Request& request,
                      const http::Send& send) { mApi.Handle(request, send); },
               limits,
-              [](const std::string& what) { fprintf(stderr, "diagor: %s\n", what.c_str()); }) {
+              [](const std::string& what) { fprintf(stderr, "diagor: %s\n", what.c_str()); }),
+      mScreenWatch(camera) {
   camera.Events().OnAdd([this] { mServer.ContinueStreams(); });
 }
 

@@ -6,6 +6,7 @@
 
 #include "http/server.h"
 #include "server/api.h"
+#include "server/screen_watch.h"
 
 namespace desk {
 
@@ -29,6 +30,7 @@ class CameraServer {
   Camera& mCamera;
   Api mApi;
   http::Server mServer;
+  ScreenWatch mScreenWatch;
 };
 
 }  // namespace desk

@@ -2,14 +2,17 @@
 
 #include <cxxabi.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <type_traits>
 #include <typeinfo>
 
 #include "camera/knob_table.h"
+#include "coredll/text.h"
 #include "tarq/node_access.h"
 
 namespace desk {
@@ -58,13 +61,43 @@ const char* KindName(const TARQ::CServerResource& node, std::string_view path) {
 
 void AddFields(const TraceFields& fields, Json& json) {
   for (const auto& [key, value] : fields) {
-    std::visit([&json, &name = key](const auto& field) { json[name] = field; }, value);
+    const auto add = [&json, &name = key](const auto& field) {
+      if constexpr (std::is_same_v<decltype(field), const TraceJson&>) {
+        json[name] = Json::parse(field.text);
+      } else {
+        json[name] = field;
+      }
+    };
+    std::visit(add, value);
   }
+}
+
+void AddArea(const Area& area, Json& json) {
+  json["x"] = area.x;
+  json["y"] = area.y;
+  json["width"] = area.width;
+  json["height"] = area.height;
+}
+
+Json ControlJson(const Control& control, const Area& client) {
+  const bool isButton = control.kind == Control::Kind::Button;
+  Json json;
+  json["id"] = control.id;
+  json["kind"] = isButton ? "button" : "text";
+  json["text"] = ToUtf8(control.text);
+  json["label"] = ToUtf8(control.label);
+  Area area = control.area;
+  area.x += client.x;
+  area.y += client.y;
+  AddArea(area, json);
+  json["enabled"] = control.enabled;
+  json["hit"] = isButton && control.isHit;
+  return json;
 }
 
 Json StepJson(const TraceStep& step) {
   Json json;
-  json["ms"] = std::chrono::duration<double, std::milli>(step.at).count();
+  json["ms"] = ToMilliseconds(step.at);
   json["op"] = step.op;
   AddFields(step.fields, json);
   return json;
@@ -112,7 +145,7 @@ Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, bool
   if (delivered.observation.RecordsLeftOut() > 0) {
     json["records_left_out"] = delivered.observation.RecordsLeftOut();
   }
-  json["elapsed_ms"] = std::chrono::duration<double, std::milli>(delivered.elapsed).count();
+  json["elapsed_ms"] = ToMilliseconds(delivered.elapsed);
   if (!traced) return json;
   json["trace"] = Json::array();
   for (const TraceStep& step : delivered.observation.Steps()) {
@@ -120,6 +153,22 @@ Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, bool
   }
   if (delivered.observation.StepsLeftOut() > 0) {
     json["trace_left_out"] = delivered.observation.StepsLeftOut();
+  }
+  return json;
+}
+
+Json DialogJson(const std::optional<WaitingDialog>& dialog, TimePoint now) {
+  if (!dialog) return nullptr;
+  const SceneWindow& window = dialog->window;
+  Json json;
+  json["template"] = window.dialogTemplate;
+  json["title"] = ToUtf8(window.title);
+  AddArea(window.area, json);
+  json["timeout_ms"] =
+      dialog->timesOut ? Json(ToMilliseconds(std::max(*dialog->timesOut - now, Duration(0)))) : Json();
+  json["controls"] = Json::array();
+  for (const Control& control : window.controls) {
+    json["controls"].push_back(ControlJson(control, window.Client()));
   }
   return json;
 }

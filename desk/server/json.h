@@ -17,6 +17,8 @@ nlohmann::ordered_json NodeJson(TARQ::CServerResource& node, int depth);
 nlohmann::ordered_json ValueJson(const TARQ::CResourceValue& value);
 nlohmann::ordered_json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered,
                                      bool traced);
+// A dialog, its places in pixels of the screen; null: none.
+nlohmann::ordered_json DialogJson(const std::optional<WaitingDialog>& dialog, TimePoint now);
 // The event's fields, with its time in seconds of the camera's clock.
 std::string EventText(const CameraEvent& event);
 // A value for a node that holds that type. None for what no node holds: null, a list, an object, an

@@ -9,12 +9,15 @@ constexpr std::size_t kMostKeptBytes = 4UL * 1024 * 1024;
 
 }  // namespace
 
+std::size_t BytesOf(const TraceValue& value) {
+  if (const auto* const text = std::get_if<std::string>(&value)) return text->size();
+  const auto* const json = std::get_if<TraceJson>(&value);
+  return json == nullptr ? 0 : json->text.size();
+}
+
 std::size_t BytesOf(const CameraEvent& event) {
   std::size_t bytes = sizeof event;
-  for (const auto& [name, value] : event.fields) {
-    const auto* const text = std::get_if<std::string>(&value);
-    bytes += name.size() + (text == nullptr ? 0 : text->size());
-  }
+  for (const auto& [name, value] : event.fields) bytes += name.size() + BytesOf(value);
   return bytes;
 }
 

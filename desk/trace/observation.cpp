@@ -45,7 +45,7 @@ void Observation::OpenStep::End(TraceFields fields) {
   auto& kept = tCurrent->mSteps[mIndex].fields;
   kept.insert(kept.end(), fields.begin(), fields.end());
   kept.emplace_back("ended",
-                    std::chrono::duration<double, std::milli>(tCurrent->Elapsed()).count());
+                    ToMilliseconds(tCurrent->Elapsed()));
 }
 
 void Observation::AddRecord(std::string record) {

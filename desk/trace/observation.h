@@ -13,7 +13,12 @@
 
 namespace desk {
 
-using TraceValue = std::variant<bool, std::int64_t, double, std::string>;
+// What has parts of its own, as JSON.
+struct TraceJson {
+  explicit TraceJson(std::string json) : text(std::move(json)) {}
+  std::string text;
+};
+using TraceValue = std::variant<bool, std::int64_t, double, std::string, TraceJson>;
 using TraceFields = std::vector<std::pair<std::string, TraceValue>>;
 
 struct TraceStep {

@@ -42,10 +42,8 @@ fs::path PlansThatCame() {
   return fs::is_directory(installed, error) ? installed : fs::path(DIAGOR_STATION_PLANS);
 }
 
-std::string MachineName() {
-  std::array<char, 65> name{};
-  gethostname(name.data(), name.size() - 1);
-  return name.data();
+bool IsUrl(const std::string& database) {
+  return database.starts_with("postgresql:") || database.starts_with("sqlite:");
 }
 
 std::vector<CameraAddress> TakeCameras(const std::string& file, TableReader& reader) {
@@ -80,6 +78,12 @@ std::vector<CameraAddress> TakeCameras(const std::string& file, TableReader& rea
 
 }  // namespace
 
+std::string MachineName() {
+  std::array<char, 65> name{};
+  gethostname(name.data(), name.size() - 1);
+  return name.data();
+}
+
 StationConfig LoadConfig(const std::optional<std::string>& file) {
   constexpr std::size_t kLongestName = 80;  // cameras are told it, with the machine's
   StationConfig config;
@@ -99,7 +103,9 @@ StationConfig LoadConfig(const std::optional<std::string>& file) {
     // Folders are meant from where the file stands.
     const fs::path here = fs::absolute(name).parent_path();
     if (const auto data = reader.TakeIfThere<std::string>("data")) MoveData(config, here / *data);
-    config.database = reader.TakeIfThere<std::string>("database").value_or(config.database);
+    if (const auto database = reader.TakeIfThere<std::string>("database")) {
+      config.database = IsUrl(*database) ? *database : (here / *database).string();
+    }
     if (const auto plans = reader.TakeIfThere<std::string>("plans")) config.plans = here / *plans;
     config.cameras = TakeCameras(name, reader);
     if (const auto listen = reader.TakeIfThere<std::string>("listen")) {

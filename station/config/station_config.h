@@ -24,6 +24,9 @@ struct StationConfig {
 // with the program. Throws std::runtime_error that names file, line and key.
 StationConfig LoadConfig(const std::optional<std::string>& file);
 
+// As this machine calls itself.
+std::string MachineName();
+
 // Another folder for the data; the database goes with it unless the file names one elsewhere.
 void MoveData(StationConfig& config, const std::string& folder);
 

@@ -1,5 +1,4 @@
 // A run as JSON: what is signed.
-#include "client/camera_client.h"
 #include "station/report/encoding.h"
 #include "station/report/writers.h"
 #include "station/store/text.h"
@@ -68,6 +67,21 @@ Json JsonOfAttempt(const RunReport& report, const AttemptReport& attempt) {
 }
 
 }  // namespace
+
+Json SummaryOf(const RunRecord& run) {
+  Json json;
+  json["id"] = run.id;
+  json["station"] = run.station;
+  json["camera"] = {{"serial", run.serial}, {"name", run.cameraName}, {"variant", run.variant}};
+  json["plan"] = run.planTitle;
+  json["operator"] = run.operatorName;
+  json["started_at"] = TimeText(run.startedAt);
+  json["ended_at"] = TimeOrNull(run.endedAt);
+  json["outcome"] = OutcomeText(run.outcome);
+  json["reason"] = run.reason;
+  json["note"] = run.note;
+  return json;
+}
 
 std::string JsonOf(const RunReport& report, const std::string& key) {
   const RunRecord& run = report.run;

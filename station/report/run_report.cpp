@@ -50,10 +50,6 @@ RunReport GatherReport(Store& store, const RunRecord& run) {
   return report;
 }
 
-bool HasFailed(const AttemptReport& attempt) {
-  return attempt.isEnded && attempt.problem.empty() && !attempt.passed;
-}
-
 std::string ResultText(const RunReport& report, const AttemptReport& attempt) {
   if (!attempt.isEnded) {
     const bool isLast = attempt.number == report.attempts.back().number;

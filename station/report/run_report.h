@@ -10,8 +10,8 @@
 
 namespace station {
 
-// Log records, the trace and the picture as the runner keeps them: a record's bytes; JSON
-// {"steps": [...], "left_out": n}; a PNG.
+// Log records and the trace as the runner keeps them: a record's bytes; JSON {"steps": [...],
+// "left_out": n}. A picture, where there is one, is a PNG.
 struct AttemptReport : AttemptRecord {
   std::vector<EvidenceRecord> evidence;
 };
@@ -31,8 +31,6 @@ struct RunReport {
 
 RunReport GatherReport(Store& store, const RunRecord& run);
 
-// Has failed: a test that came to its end; what has no result has not.
-bool HasFailed(const AttemptReport& attempt);
 // "OK", "E 00A3", "no result", "interrupted", "under way".
 std::string ResultText(const RunReport& report, const AttemptReport& attempt);
 // The attempts as one camera's command line knows them.

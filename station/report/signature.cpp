@@ -1,18 +1,15 @@
 #include "station/report/signature.h"
 
-#include <fcntl.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <system_error>
 
 #include "client/camera_client.h"
 #include "station/report/encoding.h"
+#include "station/store/durable_file.h"
 
 namespace station {
 
@@ -58,21 +55,7 @@ void MakeKey(const std::filesystem::path& file) {
                                                  nullptr, nullptr) != 1) {
     throw std::runtime_error("no key could be made");
   }
-  const std::string pem = TextOf(memory);
-  const std::string draft = file.string() + "." + std::to_string(getpid()) + ".part";
-  const int opened = open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  const bool isWritten =
-      opened >= 0 && write(opened, pem.data(), pem.size()) == static_cast<ssize_t>(pem.size()) &&
-      fsync(opened) == 0;
-  int problem = errno;
-  if (opened >= 0) close(opened);
-  const bool isMade = isWritten && (link(draft.c_str(), file.c_str()) == 0 || errno == EEXIST);
-  if (isWritten && !isMade) problem = errno;
-  if (opened >= 0) unlink(draft.c_str());
-  if (!isMade) {
-    throw std::runtime_error("cannot make the key " + file.string() + ": " +
-                             std::generic_category().message(problem));
-  }
+  WriteDurably(file, TextOf(memory), 0600, IfThere::Keep);
 }
 
 Key ParsedPublic(const std::string& pem) {
@@ -95,6 +78,10 @@ SigningKey::~SigningKey() = default;
 SigningKey SigningKey::LoadOrMake(const std::filesystem::path& file) {
   std::error_code error;
   if (!std::filesystem::exists(file, error)) MakeKey(file);
+  return Load(file);
+}
+
+SigningKey SigningKey::Load(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
   if (!stream) throw std::runtime_error("cannot read the key " + file.string());
   const std::string pem(std::istreambuf_iterator<char>(stream), {});

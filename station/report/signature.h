@@ -15,6 +15,7 @@ class SigningKey {
   // Of that PEM file, which is made, for its owner alone, when it is not there yet.
   // std::runtime_error: it cannot be read or made, or is no such key.
   static SigningKey LoadOrMake(const std::filesystem::path& file);
+  static SigningKey Load(const std::filesystem::path& file);
   ~SigningKey();
   SigningKey(SigningKey&& other) noexcept;
 

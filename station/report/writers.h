@@ -5,10 +5,13 @@
 #include <ostream>
 #include <string>
 
+#include "client/camera_client.h"
 #include "station/report/run_report.h"
 
 namespace station {
 
+// A run without its attempts, as lists have it.
+client::Json SummaryOf(const RunRecord& run);
 // docs/run-report.schema.json. key: who signs it (SigningKey::Id); empty: nobody does. The same run
 // gives the same bytes.
 std::string JsonOf(const RunReport& report, const std::string& key);

@@ -10,6 +10,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "station/store/durable_file.h"
+
 namespace station {
 
 namespace {
@@ -18,11 +20,6 @@ constexpr std::chrono::seconds kRenewal{10};
 constexpr double kLeaseSeconds = 30;
 constexpr char kDescription[] = "test.description.";
 
-std::runtime_error FileError(const std::filesystem::path& path) {
-  return std::runtime_error("cannot write " + path.string() + ": " +
-                            std::generic_category().message(errno));
-}
-
 std::filesystem::path FileOf(const std::filesystem::path& folder, const CameraAddress& address,
                              const char* suffix) {
   std::string name = address.Text();
@@ -30,20 +27,6 @@ std::filesystem::path FileOf(const std::filesystem::path& folder, const CameraAd
     if (each == '/') each = '_';
   }
   return folder / "cameras" / (name + suffix);
-}
-
-// Whole and on disk when it returns, whatever happens meanwhile.
-void Keep(const std::filesystem::path& path, const std::string& text) {
-  const std::filesystem::path draft = path.string() + ".part";
-  const int file = open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (file < 0) throw FileError(draft);
-  const bool isWritten =
-      write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-      fsync(file) == 0;
-  const int problem = errno;
-  close(file);
-  errno = problem;
-  if (!isWritten || rename(draft.c_str(), path.c_str()) != 0) throw FileError(path);
 }
 
 // What was changed and is not given back yet: the camera's serial, and texts by node.
@@ -64,7 +47,7 @@ CameraHold::LockedFile::LockedFile(const std::filesystem::path& path, const std:
   std::error_code error;
   std::filesystem::create_directories(path.parent_path(), error);
   mFile = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (mFile < 0) throw FileError(path);
+  if (mFile < 0) throw FileError("cannot write", path, errno);
   if (flock(mFile, LOCK_EX | LOCK_NB) != 0) {
     std::array<char, 32> owner{};
     const ssize_t length = read(mFile, owner.data(), owner.size());
@@ -80,8 +63,7 @@ CameraHold::LockedFile::LockedFile(const std::filesystem::path& path, const std:
   if (!isWritten) {
     const int problem = errno;
     close(mFile);
-    errno = problem;
-    throw FileError(path);
+    throw FileError("cannot write", path, problem);
   }
 }
 
@@ -164,7 +146,8 @@ void CameraHold::Describe(client::CameraClient& camera, const std::string& seria
     const client::Json value = camera.Get(kDescription + node)["value"];
     if (value.is_string()) kept["texts"][node] = value;
   }
-  Keep(mChanges, kept.dump(-1, ' ', false, client::Json::error_handler_t::replace));
+  WriteDurably(mChanges, kept.dump(-1, ' ', false, client::Json::error_handler_t::replace), 0644,
+               IfThere::Replace);
   for (const auto& [node, text] : texts) camera.Set(kDescription + node, text);
 }
 

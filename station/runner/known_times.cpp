@@ -12,19 +12,22 @@ KnownTimes::KnownTimes(Store& store, const std::string& planTitle, const std::st
   filter.planTitle = planTitle;
   filter.variant = variant;
   for (const RunRecord& run : store.Runs(filter, std::nullopt, kLatest)) {
-    Add(store.Attempts(run.id));
+    Add(run, store.Attempts(run.id));
   }
 }
 
-// From one attempt's beginning to the next one's. Between them a run may have rested: then it is
-// what the camera's clock says.
-void KnownTimes::Add(const std::vector<AttemptRecord>& attempts) {
+// From one attempt's beginning to the next one's, or to the run's end. Between them a run may have
+// rested: then it is what the camera's clock says.
+void KnownTimes::Add(const RunRecord& run, const std::vector<AttemptRecord>& attempts) {
   constexpr double kMilliseconds = 1000;
   constexpr milliseconds kBetween{1000};
-  for (std::size_t i = 0; i + 1 < attempts.size(); ++i) {
+  for (std::size_t i = 0; i < attempts.size(); ++i) {
     const AttemptRecord& attempt = attempts[i];
     if (!attempt.isEnded || !attempt.problem.empty()) continue;
-    const milliseconds length(attempts[i + 1].startedAt - attempt.startedAt);
+    const bool isLast = i + 1 == attempts.size();
+    if (isLast && !run.endedAt) break;
+    const milliseconds length((isLast ? *run.endedAt : attempts[i + 1].startedAt) -
+                              attempt.startedAt);
     const milliseconds most =
         kBetween + milliseconds(static_cast<std::int64_t>(attempt.seconds * kMilliseconds));
     Lengths& known = mItems[attempt.item];
@@ -40,15 +43,18 @@ std::optional<milliseconds> KnownTimes::Longest(const std::string& item) const {
   return found->second.longest;
 }
 
-std::optional<milliseconds> KnownTimes::Total(const std::vector<client::TestItem>& items) const {
+std::optional<milliseconds> KnownTimes::Total(
+    const std::map<std::string, std::size_t>& items) const {
   if (mItems.empty()) return std::nullopt;
   milliseconds mean{0};
   for (const auto& [item, lengths] : mItems) mean += lengths.total / lengths.count;
   mean /= static_cast<std::int64_t>(mItems.size());
   milliseconds total{0};
-  for (const client::TestItem& item : items) {
-    const auto found = mItems.find(item.path);
-    total += found == mItems.end() ? mean : found->second.total / found->second.count;
+  for (const auto& [item, times] : items) {
+    const auto found = mItems.find(item);
+    const milliseconds each =
+        found == mItems.end() ? mean : found->second.total / found->second.count;
+    total += each * static_cast<std::int64_t>(times);
   }
   return total;
 }

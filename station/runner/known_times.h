@@ -2,12 +2,12 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "client/run_plan.h"
 #include "station/store/store.h"
 
 namespace station {
@@ -22,7 +22,9 @@ class KnownTimes {
   std::optional<std::chrono::milliseconds> Longest(const std::string& item) const;
   // Of all of them together, those that are not known by the mean of those that are; none where
   // nothing is known.
-  std::optional<std::chrono::milliseconds> Total(const std::vector<client::TestItem>& items) const;
+  // items: each with how many times.
+  std::optional<std::chrono::milliseconds> Total(
+      const std::map<std::string, std::size_t>& items) const;
 
  private:
   struct Lengths {
@@ -30,7 +32,7 @@ class KnownTimes {
     std::chrono::milliseconds longest{0};
     int count = 0;
   };
-  void Add(const std::vector<AttemptRecord>& attempts);
+  void Add(const RunRecord& run, const std::vector<AttemptRecord>& attempts);
 
   std::map<std::string, Lengths> mItems;
 };

@@ -1,13 +1,13 @@
 #include "station/runner/run.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <numeric>
 
 #include "client/measurements.h"
+#include "station/config/station_config.h"
 #include "station/runner/known_times.h"
 #include "station/runner/run_state.h"
 #include "station/store/uuid.h"
@@ -37,8 +37,6 @@ bool IsBusy(const RefusedError& error) {
 // As other stations are told, the same in each process of this one: two stations may have one name.
 // One camera under two addresses is two owners' too: the second run on it is refused.
 std::string OwnerOf(const StationIdentity& station, const CameraAddress& address) {
-  std::array<char, 65> host{};
-  gethostname(host.data(), host.size() - 1);
   std::array<char, 20> folder{};
   std::snprintf(folder.data(), folder.size(), "%08zx",
                 std::hash<std::string>()(std::filesystem::absolute(station.folder).string() +
@@ -46,7 +44,7 @@ std::string OwnerOf(const StationIdentity& station, const CameraAddress& address
                     0xFFFFFFFF);
   return std::string(station.name)
       .append(" (")
-      .append(host.data())
+      .append(MachineName())
       .append(" ")
       .append(folder.data())
       .append(")");
@@ -108,7 +106,7 @@ class CameraRun {
       throw RunRefused("camera " + mAddress.Text() + " has the serial " + camera.serial +
                        ", scanned was " + request.scannedSerial);
     }
-    auto items = ItemsOf(request.plan, client::TestItems(mCamera));
+    auto items = TestsOf(request.plan);
     mRun.id = NewRunId(Now());
     mRun.station = mStation.name;
     mRun.serial = camera.serial;
@@ -133,14 +131,17 @@ class CameraRun {
                        ", the run is of " + run.serial);
     }
     const Plan plan = PlanOf(run.planText, "the plan of run " + run.id);
-    RunState state(plan, ItemsOf(plan, client::TestItems(mCamera)));
+    RunState state(plan, TestsOf(plan));
     // The hold tells that no other process is at it: a run that is still said to be running was
-    // ended from outside.
-    if (run.outcome == Outcome::Running) {
+    // ended from outside. What it came to until this one had the camera is read anew.
+    const auto kept = mStore.FindRun(run.id);
+    if (!kept) throw RunRefused("run " + run.id + " was deleted meanwhile");
+    RefuseComplete(*kept);
+    if (kept->outcome == Outcome::Running) {
       mStore.EndRun(run.id, {Now(), Outcome::Incomplete, "interrupted"});
     }
     mStore.ReopenRun(run.id);
-    mRun = run;
+    mRun = *kept;
     mRun.outcome = Outcome::Running;
     mRun.endedAt.reset();
     const auto attempts = mStore.Attempts(run.id);
@@ -148,7 +149,23 @@ class CameraRun {
     return Go(plan, state, attempts, false);
   }
 
+  static void RefuseComplete(const RunRecord& run) {
+    const bool isOpen = run.outcome == Outcome::Running || run.outcome == Outcome::Incomplete;
+    if (!isOpen) {
+      throw RunRefused("run " + run.id + " is complete: " + std::string(OutcomeText(run.outcome)));
+    }
+  }
+
  private:
+  std::vector<client::TestItem> TestsOf(const Plan& plan) {
+    const auto all = client::TestItems(mCamera);
+    try {
+      return ItemsOf(plan, all);
+    } catch (const std::runtime_error& error) {
+      throw RunRefused(error.what());
+    }
+  }
+
   RunRecord Go(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier,
                bool isFresh) {
     mTimes = KnownTimes(mStore, mRun.planTitle, mRun.variant);
@@ -302,7 +319,9 @@ class CameraRun {
   void Progress(const RunState& state, RunNews& news) {
     const auto left = state.Left();
     news.done = state.Done();
-    news.left = left.size();
+    news.left =
+        std::accumulate(left.begin(), left.end(), std::size_t{0},
+                        [](std::size_t sum, const auto& each) { return sum + each.second; });
     news.timeLeft = mTimes.Total(left);
   }
   void Tell(Kind kind, const RunState& state) {
@@ -338,10 +357,7 @@ RunRecord StartRun(Store& store, const StationIdentity& station, const CameraAdd
 
 RunRecord ResumeRun(Store& store, const StationIdentity& station, const CameraAddress& address,
                     const RunRecord& run, const RunControl& control, const OnNews& onNews) {
-  const bool isOpen = run.outcome == Outcome::Running || run.outcome == Outcome::Incomplete;
-  if (!isOpen) {
-    throw RunRefused("run " + run.id + " is complete: " + std::string(OutcomeText(run.outcome)));
-  }
+  CameraRun::RefuseComplete(run);
   return CameraRun(store, station, address, control, onNews).Resume(run);
 }
 

@@ -1,7 +1,7 @@
 #include "station/runner/run_state.h"
 
 #include <algorithm>
-#include <iterator>
+#include <numeric>
 
 namespace station {
 
@@ -16,17 +16,39 @@ void RunState::Add(const AttemptStart& start, const AttemptResult& result) {
   if (result.problem.empty()) {
     AddResult(start, result);
   } else {
-    mCells[{start.round, start.item}].problem = result.problem;
+    ChangeCell({start.round, start.item}, [&](Cell& cell) { cell.problem = result.problem; });
   }
 }
 
 void RunState::AddResult(const AttemptStart& start, const AttemptResult& result) {
-  Cell& cell = mCells[{start.round, start.item}];
-  cell.problem.clear();
-  if (result.passed) {
-    cell.passed = true;
-  } else {
-    ++cell.failures;
+  ChangeCell({start.round, start.item}, [&](Cell& cell) {
+    cell.problem.clear();
+    if (result.passed) {
+      cell.passed = true;
+    } else {
+      ++cell.failures;
+    }
+  });
+}
+
+template <typename Change>
+void RunState::ChangeCell(const Place& place, const Change& change) {
+  Cell& cell = mCells[place];
+  Count(place, cell, false);
+  change(cell);
+  Count(place, cell, true);
+  mLatest = std::max(mLatest, place.first);
+}
+
+void RunState::Count(const Place& place, const Cell& cell, bool isAdded) {
+  const std::int64_t one = isAdded ? 1 : -1;
+  if (IsOver(cell)) mOver[place.second] += one;
+  if (HasFailed(cell)) mFailed += one;
+  if (cell.failures > 0) mRetried += one;
+  if (cell.problem.empty()) return;
+  mWithout += one;
+  if (mFirstWithout.empty()) {
+    mFirstWithout = std::string(place.second).append(": ").append(cell.problem);
   }
 }
 
@@ -43,65 +65,53 @@ bool RunState::IsOver(std::int64_t round, const std::string& item) const {
   return found != mCells.end() && IsOver(found->second);
 }
 
-bool RunState::HasStopped() const {
-  return mPlan.stopsOnFailure &&
-         std::any_of(mCells.begin(), mCells.end(),
-                     [this](const auto& each) { return HasFailed(each.second); });
-}
-
 // Of a plan by hours the one under way: whether another follows is seen at its end.
 std::int64_t RunState::LastRound() const {
   if (mPlan.hours == 0) return mPlan.rounds;
-  return mCells.empty() ? mRound : std::max(mRound, mCells.rbegin()->first.first);
+  return std::max(mRound, mLatest);
 }
 
 std::optional<RunState::Next> RunState::NextAttempt(bool isTimeOver) {
-  if (HasStopped()) return std::nullopt;
+  if (mPlan.stopsOnFailure && mFailed > 0) return std::nullopt;
   while (true) {
     for (; mNext < mItems.size(); ++mNext) {
       const client::TestItem& item = mItems[mNext];
       if (IsOver(mRound, item.path)) continue;
-      return Next{item, mRound, mCells[{mRound, item.path}].failures};
+      const auto cell = mCells.find({mRound, item.path});
+      return Next{item, mRound, cell == mCells.end() ? 0 : cell->second.failures};
     }
     const bool isLast = mPlan.hours == 0 || isTimeOver;
     if (isLast && mRound >= LastRound()) return std::nullopt;
     ++mRound;
     mNext = 0;
+    mCells.erase(mCells.begin(), mCells.lower_bound({mRound, ""}));
   }
 }
 
 std::pair<Outcome, std::string> RunState::Result(const std::string& broken) const {
   if (!broken.empty()) return {Outcome::Incomplete, broken};
-  std::size_t without = 0;
-  std::string first;
-  bool hasFailure = false;
-  bool hasRetry = false;
-  for (const auto& [place, cell] : mCells) {
-    if (!cell.problem.empty() && without++ == 0) {
-      first.append(place.second).append(": ").append(cell.problem);
-    }
-    hasFailure = hasFailure || HasFailed(cell);
-    hasRetry = hasRetry || cell.failures > 0;
-  }
-  if (without > 0) {
+  if (mWithout > 0) {
     const std::string more =
-        without == 1 ? "" : "; " + std::to_string(without - 1) + " more without a result";
-    return {Outcome::Incomplete, first + more};
+        mWithout == 1 ? "" : "; " + std::to_string(mWithout - 1) + " more without a result";
+    return {Outcome::Incomplete, mFirstWithout + more};
   }
-  if (hasFailure) return {Outcome::Failed, ""};
-  return {hasRetry ? Outcome::PassedOnRetry : Outcome::Passed, ""};
+  if (mFailed > 0) return {Outcome::Failed, ""};
+  return {mRetried > 0 ? Outcome::PassedOnRetry : Outcome::Passed, ""};
 }
 
 std::size_t RunState::Done() const {
-  return static_cast<std::size_t>(std::count_if(
-      mCells.begin(), mCells.end(), [this](const auto& each) { return IsOver(each.second); }));
+  return std::accumulate(mOver.begin(), mOver.end(), std::size_t{0},
+                         [](std::size_t sum, const auto& each) {
+                           return sum + static_cast<std::size_t>(each.second);
+                         });
 }
 
-std::vector<client::TestItem> RunState::Left() const {
-  std::vector<client::TestItem> left;
-  for (std::int64_t round = mRound; round <= LastRound(); ++round) {
-    std::copy_if(mItems.begin(), mItems.end(), std::back_inserter(left),
-                 [&](const client::TestItem& item) { return !IsOver(round, item.path); });
+std::map<std::string, std::size_t> RunState::Left() const {
+  std::map<std::string, std::size_t> left;
+  for (const client::TestItem& item : mItems) {
+    const auto over = mOver.find(item.path);
+    const std::int64_t rounds = LastRound() - (over == mOver.end() ? 0 : over->second);
+    if (rounds > 0) left[item.path] = static_cast<std::size_t>(rounds);
   }
   return left;
 }

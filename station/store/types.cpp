@@ -38,4 +38,8 @@ std::optional<EvidenceKind> EvidenceOf(std::string_view text) {
   return Find<EvidenceKind>(kEvidence, text);
 }
 
+bool HasFailed(const AttemptRecord& attempt) {
+  return attempt.isEnded && attempt.problem.empty() && !attempt.passed;
+}
+
 }  // namespace station

@@ -111,6 +111,8 @@ struct AttemptRecord : AttemptStart, AttemptResult {
   bool isEnded = false;
   bool operator==(const AttemptRecord&) const = default;
 };
+// A test that came to its end and found something; what has no result has not.
+bool HasFailed(const AttemptRecord& attempt);
 
 struct UserRecord {
   std::string name;

@@ -87,6 +87,8 @@ CLI::Option* AddCameras(CLI::App& sub, Options& options) {
       "HOST:PORT, or a name of the settings; several; without it those of the settings");
 }
 
+constexpr std::size_t kMostRows = 1'000'000;
+
 class Commands {
  public:
   Commands(Options& options, Chosen& chosen) : mOptions(options), mChosen(chosen) {}
@@ -108,7 +110,9 @@ class Commands {
               "diagor-station runs --outcome failed --from 2026-11-01");
     AddFilter(*sub, mOptions);
     AddPeriod(*sub, mOptions);
-    sub->add_option("--limit", mOptions.limit, "So many at most")->capture_default_str();
+    sub->add_option("--limit", mOptions.limit, "So many at most")
+        ->capture_default_str()
+        ->check(CLI::Range(std::size_t{1}, kMostRows));
     sub = Add(app, "show", "Show a run", Show, Needs::Store, "diagor-station show 019aba3c-5f23");
     sub->add_option("run", mOptions.run, "Its id, or how it begins")->required();
     sub = Add(app, "serve", "Answer browsers and programs, until it is ended", Serve, Needs::Store,
@@ -168,7 +172,9 @@ class Commands {
     sub->add_option("--measurement", mOptions.measurement, "Its name")->required();
     sub->add_option("--serial", mOptions.serial, "Of the camera of that serial");
     AddPeriod(*sub, mOptions);
-    sub->add_option("--limit", mOptions.limit, "So many at most")->capture_default_str();
+    sub->add_option("--limit", mOptions.limit, "So many at most")
+        ->capture_default_str()
+        ->check(CLI::Range(std::size_t{1}, kMostRows));
   }
 
   void AddUpkeep(CLI::App& app) {
@@ -208,7 +214,9 @@ std::optional<station::Time> TimeFrom(const std::string& text) {
   if (text.size() == kDate && strptime(text.c_str(), "%Y-%m-%d", &day) == text.c_str() + kDate) {
     constexpr station::Time kSecond = 1000;
     day.tm_isdst = -1;
+    const int dayOfMonth = day.tm_mday;
     time = station::Time{mktime(&day)} * kSecond;
+    if (day.tm_mday != dayOfMonth) time.reset();  // of a 31st of February another day was made
   }
   if (!time) throw UsageError("\"" + text + "\" is no time, as 2026-11-25 or 2026-11-25T08:30:00Z");
   return time;

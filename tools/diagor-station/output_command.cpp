@@ -14,10 +14,14 @@ namespace station_tool {
 
 namespace {
 
+std::filesystem::path KeyFile(const Station& station) {
+  return station.config.data / "station.key";
+}
+
 station::SigningKey OwnKey(const Station& station) {
   std::error_code error;
   std::filesystem::create_directories(station.config.data, error);
-  return station::SigningKey::LoadOrMake(station.config.data / "station.key");
+  return station::SigningKey::LoadOrMake(KeyFile(station));
 }
 
 void Write(const std::string& path, const std::function<void(std::ostream&)>& write) {
@@ -31,6 +35,7 @@ void Write(const std::string& path, const std::function<void(std::ostream&)>& wr
 std::optional<std::string> Contents(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);
   if (!stream) return std::nullopt;
+  if (std::filesystem::is_directory(path)) throw UsageError(path + " is a folder");
   return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
@@ -70,7 +75,9 @@ int Sign(Station& station, const Options& options) {
   const auto report = station::GatherReport(*station.store, FindRun(station, options.run));
   const station::SigningKey key = OwnKey(station);
   const std::string json = station::JsonOf(report, key.Id());
-  // The signature last: a file with one beside it is whole.
+  // The signature last, and none of an earlier file beside this one.
+  std::error_code none;
+  std::filesystem::remove(options.file + ".sig", none);
   Write(options.file, [&json](std::ostream& out) { out << json; });
   Write(options.file + ".sig", [&](std::ostream& out) { out << key.Sign(json); });
   WriteAudit(station, WhoActs(options), "run " + report.run.id + " signed to " + options.file);
@@ -79,8 +86,10 @@ int Sign(Station& station, const Options& options) {
 
 int Verify(Station& station, const Options& options) {
   const std::string json = ContentsOf(options.file);
-  const std::string pem =
-      options.key.empty() ? OwnKey(station).PublicPem() : ContentsOf(options.key);
+  // A key that is made now has signed nothing.
+  const std::string pem = options.key.empty()
+                              ? station::SigningKey::Load(KeyFile(station)).PublicPem()
+                              : ContentsOf(options.key);
   const auto verdict = station::Verify(json, Contents(options.file + ".sig"), pem);
   switch (verdict) {
     case station::Verdict::Genuine:

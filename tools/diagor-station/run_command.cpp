@@ -1,16 +1,20 @@
 // run and resume: cameras through plans, each on a thread of its own.
+#include <unistd.h>
+
 #include <algorithm>
 #include <csignal>
-#include <iomanip>
 #include <iostream>
 #include <iterator>
+#include <map>
 #include <mutex>
 #include <sstream>
+#include <system_error>
 #include <thread>
 
 #include "client/dictionary.h"
 #include "client/results.h"
 #include "diagor-station/command.h"
+#include "station/report/writers.h"
 #include "station/runner/run.h"
 #include "station/store/text.h"
 #include "terminal/output.h"
@@ -31,7 +35,12 @@ static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_alw
 void EndOnSignals() {
   std::signal(SIGINT, [](int signal) {
     // A person may not want to wait for the test under way.
-    if (gControl.aborts.exchange(true)) gControl.interrupts = true;
+    constexpr char kSaid[] = "Ends after the test under way; Ctrl-C again: at once.\n";
+    if (gControl.aborts.exchange(true)) {
+      gControl.interrupts = true;
+    } else if (write(STDERR_FILENO, kSaid, sizeof kSaid - 1) < 0) {
+      // Whoever reads has gone.
+    }
     gSignal = signal;
   });
   const auto end = [](int signal) {
@@ -71,8 +80,8 @@ class Progress {
         line << "run " << news.run->id << ", " << news.left << " tests to make";
         break;
       case RunNews::Kind::AttemptBegins:
-        line << "[" << news.done + 1 << "/" << news.done + news.left << "] " << news.attempt->item
-             << " ...";
+        line << "[" << news.done + 1 << "/" << news.done + news.left << "] "
+             << ShownAsError(news.attempt->item) << " ...";
         if (news.timeLeft) line << " (" << Lasting(*news.timeLeft) << " left)";
         break;
       case RunNews::Kind::Waits:
@@ -81,7 +90,7 @@ class Progress {
       case RunNews::Kind::AttemptEnds:
         // What passed needs no second line.
         if (news.end->passed) return;
-        line << news.attempt->item << " "
+        line << ShownAsError(news.attempt->item) << " "
              << ShownAsError(news.end->problem.empty() ? news.end->code : news.end->problem) << " "
              << ShownAsError(news.end->message);
         break;
@@ -166,8 +175,7 @@ CameraAddress CameraOfSerial(const std::vector<CameraAddress>& cameras, const st
   for (const CameraAddress& address : cameras) {
     std::string said;
     try {
-      client::CameraClient camera(address.host, address.port,
-                                  [] { return gControl.interrupts.load(); });
+      client::CameraClient camera(address.host, address.port, [] { return gSignal != 0; });
       said = station::IdentityOf(camera).serial;
     } catch (const client::ConnectionError& error) {
       said = error.what();
@@ -178,24 +186,28 @@ CameraAddress CameraOfSerial(const std::vector<CameraAddress>& cameras, const st
   throw UsageError("no camera has the serial " + serial + others + ")");
 }
 
-std::size_t Count(const std::vector<station::AttemptRecord>& attempts, bool passed) {
-  return static_cast<std::size_t>(
-      std::count_if(attempts.begin(), attempts.end(), [passed](const auto& attempt) {
-        return attempt.isEnded && attempt.problem.empty() && attempt.passed == passed;
-      }));
+// Of each test of each round the latest result: a failure that a retry made good is none.
+bool EndsWithFailure(const std::vector<station::AttemptRecord>& attempts) {
+  std::map<std::pair<std::int64_t, std::string>, bool> failed;
+  for (const auto& attempt : attempts) {
+    if (!attempt.isEnded || !attempt.problem.empty()) continue;
+    failed[{attempt.round, attempt.item}] = station::HasFailed(attempt);
+  }
+  return std::any_of(failed.begin(), failed.end(), [](const auto& each) { return each.second; });
 }
 
 // Verdict, failures with their likeliest cause, and what to do next.
-void Print(Station& station, const RunRecord& run) {
-  const auto attempts = station.store->Attempts(run.id);
-  std::cout << std::left << std::setw(38) << run.id << std::setw(12) << Shown(run.cameraName)
-            << std::setw(12) << Shown(run.serial) << station::OutcomeText(run.outcome) << ", "
-            << Count(attempts, true) << " passed, " << Count(attempts, false) << " failed\n";
+void Print(const RunRecord& run, const std::vector<station::AttemptRecord>& attempts) {
+  const auto passed = std::count_if(attempts.begin(), attempts.end(),
+                                    [](const auto& attempt) { return attempt.passed; });
+  const auto failed = std::count_if(attempts.begin(), attempts.end(), station::HasFailed);
+  std::cout << run.id << "  " << Shown(run.cameraName) << "  " << Shown(run.serial) << "  "
+            << station::OutcomeText(run.outcome) << ", " << passed << " passed, " << failed
+            << " failed\n";
   if (!run.reason.empty()) std::cout << "    " << Shown(run.reason) << "\n";
   for (const auto& attempt : attempts) {
-    const bool hasFailed = attempt.isEnded && !attempt.passed && attempt.problem.empty();
-    if (!hasFailed) continue;
-    std::cout << "    " << attempt.item << "  " << Shown(attempt.code) << "  "
+    if (!station::HasFailed(attempt)) continue;
+    std::cout << "    " << Shown(attempt.item) << "  " << Shown(attempt.code) << "  "
               << Shown(attempt.message) << "\n";
     const auto causes =
         client::CausesOf(attempt.item, attempt.className, attempt.code, run.variant);
@@ -204,16 +216,6 @@ void Print(Station& station, const RunRecord& run) {
                 << "]\n";
     }
   }
-}
-
-client::Json JsonOf(const RunRecord& run) {
-  client::Json json;
-  json["id"] = run.id;
-  json["camera"] = run.cameraName;
-  json["serial"] = run.serial;
-  json["outcome"] = station::OutcomeText(run.outcome);
-  if (!run.reason.empty()) json["reason"] = run.reason;
-  return json;
 }
 
 int Finish(Station& station, const Options& options, const std::vector<Result>& results) {
@@ -227,15 +229,21 @@ int Finish(Station& station, const Options& options, const std::vector<Result>& 
       continue;
     }
     const RunRecord& run = *result.run;
-    WriteAudit(station, run.operatorName.empty() ? WhoActs(options) : run.operatorName,
-               "run " + run.id + " ended: " + std::string(station::OutcomeText(run.outcome)));
-    json.push_back(JsonOf(run));
-    if (!options.json) Print(station, run);
-    const auto attempts = station.store->Attempts(run.id);
+    json.push_back(station::SummaryOf(run));
     const bool isIncomplete = run.outcome == station::Outcome::Incomplete;
     canResume = canResume || isIncomplete;
     if (run.outcome == station::Outcome::Failed) codes.push_back(kTestFailed);
-    if (isIncomplete) codes.push_back(Count(attempts, false) > 0 ? kTestFailed : kRefused);
+    try {
+      const auto attempts = station.store->Attempts(run.id);
+      if (!options.json) Print(run, attempts);
+      if (isIncomplete) codes.push_back(EndsWithFailure(attempts) ? kTestFailed : kRefused);
+      WriteAudit(station, run.operatorName.empty() ? WhoActs(options) : run.operatorName,
+                 "run " + run.id + " ended: " + std::string(station::OutcomeText(run.outcome)));
+    } catch (const station::StoreError& error) {
+      // The other runs' verdicts are still to be told.
+      Complain("run " + run.id + ": " + error.what());
+      codes.push_back(kUsage);
+    }
   }
   if (options.json) {
     PrintJson(json);
@@ -258,13 +266,19 @@ station::StationIdentity IdentityOfStation(const Station& station) {
   return identity;
 }
 
-// act(index): what is done with each, all at once.
+// act(index): what is done with each, all at once; those begin that the machine has threads for.
 template <typename Act>
 std::vector<Result> AllAtOnce(std::size_t count, const Act& act) {
   std::vector<Result> results(count);
   std::vector<std::thread> threads;
+  threads.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
-    threads.emplace_back([&results, &act, i] { results[i] = act(i); });
+    try {
+      threads.emplace_back([&results, &act, i] { results[i] = act(i); });
+    } catch (const std::system_error& error) {
+      results[i].problem = std::string("no thread for this run: ").append(error.what());
+      results[i].code = kUsage;
+    }
   }
   for (std::thread& thread : threads) thread.join();
   return results;
@@ -272,7 +286,9 @@ std::vector<Result> AllAtOnce(std::size_t count, const Act& act) {
 
 }  // namespace
 
-int Run(Station& station, const Options& options) {
+namespace {
+
+int RunAll(Station& station, const Options& options) {
   station::RunRequest request;
   try {
     request.plan = station::FindPlan(options.plan, station.config.plans.string());
@@ -290,6 +306,7 @@ int Run(Station& station, const Options& options) {
   auto cameras = CamerasOf(station.config, options.cameras);
   if (!options.serial.empty()) cameras = {CameraOfSerial(cameras, options.serial)};
   const auto identity = IdentityOfStation(station);
+  const std::string who = WhoActs(options);
   Progress progress(options.quiet);
   const auto onNews = [&](const RunNews& news) {
     progress(news);
@@ -299,7 +316,7 @@ int Run(Station& station, const Options& options) {
     if (!request.scannedSerial.empty() && request.scannedSerial != news.run->serial) {
       what += ", although " + request.scannedSerial + " was scanned";
     }
-    WriteAudit(station, WhoActs(options), what);
+    WriteAudit(station, who, what);
   };
   const auto results = AllAtOnce(cameras.size(), [&](std::size_t i) {
     return ResultOf(cameras[i], [&] {
@@ -309,7 +326,7 @@ int Run(Station& station, const Options& options) {
   return Finish(station, options, results);
 }
 
-int Resume(Station& station, const Options& options) {
+int ResumeAll(Station& station, const Options& options) {
   std::vector<RunRecord> runs;
   for (const std::string& id : options.runs) {
     const RunRecord run = FindRun(station, id);
@@ -323,14 +340,40 @@ int Resume(Station& station, const Options& options) {
   std::transform(runs.begin(), runs.end(), std::back_inserter(addresses),
                  [&cameras](const RunRecord& run) { return CameraOfSerial(cameras, run.serial); });
   const auto identity = IdentityOfStation(station);
+  const std::string who = WhoActs(options);
   Progress progress(options.quiet);
+  const auto onNews = [&](const RunNews& news) {
+    progress(news);
+    if (news.kind != RunNews::Kind::Begins) return;
+    WriteAudit(station, who, "run " + news.run->id + " resumed: camera " + news.run->serial);
+  };
   const auto results = AllAtOnce(runs.size(), [&](std::size_t i) {
     return ResultOf(addresses[i], [&] {
-      return station::ResumeRun(*station.store, identity, addresses[i], runs[i], gControl,
-                                [&progress](const RunNews& news) { progress(news); });
+      return station::ResumeRun(*station.store, identity, addresses[i], runs[i], gControl, onNews);
     });
   });
   return Finish(station, options, results);
+}
+
+// A signal that comes before any run begins.
+int UnlessInterrupted(int (*act)(Station&, const Options&), Station& station,
+                      const Options& options) {
+  try {
+    return act(station, options);
+  } catch (const client::InterruptedError&) {
+    Complain("interrupted before any run began");
+    return kSignal + gSignal;
+  }
+}
+
+}  // namespace
+
+int Run(Station& station, const Options& options) {
+  return UnlessInterrupted(RunAll, station, options);
+}
+
+int Resume(Station& station, const Options& options) {
+  return UnlessInterrupted(ResumeAll, station, options);
 }
 
 }  // namespace station_tool

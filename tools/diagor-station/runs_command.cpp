@@ -1,6 +1,4 @@
 // runs and show: what is kept.
-#include <algorithm>
-#include <iomanip>
 #include <iostream>
 
 #include "client/results.h"
@@ -16,41 +14,25 @@ namespace {
 
 using station::RunRecord;
 
-client::Json JsonOf(const RunRecord& run) {
-  client::Json json;
-  json["id"] = run.id;
-  json["station"] = run.station;
-  json["camera"] = {{"serial", run.serial}, {"name", run.cameraName}, {"variant", run.variant}};
-  json["plan"] = run.planTitle;
-  json["operator"] = run.operatorName;
-  json["started_at"] = station::TimeText(run.startedAt);
-  json["ended_at"] = run.endedAt ? client::Json(station::TimeText(*run.endedAt)) : client::Json();
-  json["outcome"] = station::OutcomeText(run.outcome);
-  json["reason"] = run.reason;
-  json["note"] = run.note;
-  return json;
-}
-
 }  // namespace
 
 int Runs(Station& station, const Options& options) {
   const auto runs = station.store->Runs(FilterOf(options), std::nullopt, options.limit);
   if (options.json) {
     client::Json json = client::Json::array();
-    for (const RunRecord& run : runs) json.push_back(JsonOf(run));
+    for (const RunRecord& run : runs) json.push_back(station::SummaryOf(run));
     PrintJson(json);
     return kNothingFailed;
   }
-  std::cout << std::left << std::setw(38) << "RUN" << std::setw(21) << "STARTED" << std::setw(12)
-            << "CAMERA" << std::setw(14) << "SERIAL" << std::setw(18) << "PLAN"
-            << "OUTCOME\n";
+  std::vector<std::vector<std::string>> rows = {
+      {"RUN", "STARTED", "CAMERA", "SERIAL", "PLAN", "OUTCOME"}};
   for (const RunRecord& run : runs) {
-    std::cout << std::setw(38) << run.id << std::setw(21) << LocalText(run.startedAt)
-              << std::setw(12) << Shown(run.cameraName) << std::setw(14) << Shown(run.serial)
-              << std::setw(18) << Shown(run.planTitle) << station::OutcomeText(run.outcome);
-    if (!run.reason.empty()) std::cout << " (" << Shown(run.reason) << ")";
-    std::cout << "\n";
+    std::string outcome(station::OutcomeText(run.outcome));
+    if (!run.reason.empty()) outcome.append(" (").append(Shown(run.reason)).append(")");
+    rows.push_back({run.id, LocalText(run.startedAt), Shown(run.cameraName), Shown(run.serial),
+                    Shown(run.planTitle), std::move(outcome)});
   }
+  PrintTable(rows);
   if (runs.size() == options.limit) {
     std::cout << "The " << options.limit << " latest; --limit shows more.\n";
   }

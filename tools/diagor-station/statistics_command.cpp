@@ -1,8 +1,4 @@
 // statistics: what many runs tell.
-#include <algorithm>
-#include <iomanip>
-#include <iostream>
-
 #include "client/run_plan.h"
 #include "diagor-station/command.h"
 #include "station/runner/run.h"
@@ -32,17 +28,17 @@ int Yield(Station& station, const Options& options) {
     PrintJson(json);
     return kNothingFailed;
   }
-  std::cout << std::left << std::setw(13) << "WEEK" << std::setw(12) << "VARIANT" << std::setw(10)
-            << "CAMERAS" << std::setw(20) << "FIRST-PASS YIELD"
-            << "INCOMPLETE RUNS\n";
+  std::vector<std::vector<std::string>> table = {
+      {"WEEK", "VARIANT", "CAMERAS", "FIRST-PASS YIELD", "INCOMPLETE RUNS"}};
   for (const station::YieldRow& row : rows) {
     constexpr std::int64_t kPercent = 100;
     const std::string share =
         row.cameras == 0 ? "-" : std::to_string(kPercent * row.passed / row.cameras) + " %";
-    std::cout << std::setw(13) << station::TimeText(row.week).substr(0, kDate) << std::setw(12)
-              << Shown(row.variant) << std::setw(10) << row.cameras << std::setw(20)
-              << share + " (" + std::to_string(row.passed) + ")" << row.incomplete << "\n";
+    table.push_back({station::TimeText(row.week).substr(0, kDate), Shown(row.variant),
+                     std::to_string(row.cameras), share + " (" + std::to_string(row.passed) + ")",
+                     std::to_string(row.incomplete)});
   }
+  PrintTable(table);
   return kNothingFailed;
 }
 
@@ -60,20 +56,16 @@ int Failures(Station& station, const Options& options) {
     PrintJson(json);
     return kNothingFailed;
   }
-  std::size_t width = 4;
-  for (const station::FailureRow& row : rows) width = std::max(width, row.item.size());
-  std::cout << std::left << std::setw(static_cast<int>(width) + 2) << "ITEM" << std::setw(10)
-            << "FAILED"
-            << "RESULTS\n";
+  std::vector<std::vector<std::string>> table = {{"ITEM", "FAILED", "RESULTS"}};
   for (const station::FailureRow& row : rows) {
     std::string codes;
     for (const station::CodeCount& each : row.codes) {
       codes.append(codes.empty() ? "" : ", ").append(Shown(each.code));
       codes.append(" (").append(std::to_string(each.attempts)).append(")");
     }
-    std::cout << std::setw(static_cast<int>(width) + 2) << Shown(row.item) << std::setw(10)
-              << row.attempts << codes << "\n";
+    table.push_back({Shown(row.item), std::to_string(row.attempts), std::move(codes)});
   }
+  PrintTable(table);
   return kNothingFailed;
 }
 
@@ -102,20 +94,19 @@ int Trend(Station& station, const Options& options) {
     PrintJson(json);
     return kNothingFailed;
   }
-  std::cout << std::left << std::setw(21) << "STARTED" << std::setw(14) << "SERIAL" << std::setw(16)
-            << "VALUE" << std::setw(24) << "LIMITS"
-            << "RUN\n";
+  const auto text = [](const std::optional<double>& value) {
+    return value ? client::Json(*value).dump() : std::string();
+  };
+  std::vector<std::vector<std::string>> table = {{"STARTED", "SERIAL", "VALUE", "LIMITS", "RUN"}};
   for (const station::TrendPoint& point : points) {
-    const auto text = [](const std::optional<double>& value) {
-      return value ? client::Json(*value).dump() : std::string();
-    };
     const station::MeasurementRecord& found = point.measurement;
-    std::cout << std::setw(21) << LocalText(point.startedAt) << std::setw(14) << Shown(point.serial)
-              << std::setw(16) << client::Json(found.value).dump() + " " + Shown(found.unit)
-              << std::setw(24)
-              << (found.lower || found.upper ? text(found.lower) + " .. " + text(found.upper) : "")
-              << point.run << "\n";
+    table.push_back(
+        {LocalText(point.startedAt), Shown(point.serial),
+         client::Json(found.value).dump() + " " + Shown(found.unit),
+         found.lower || found.upper ? text(found.lower) + " .. " + text(found.upper) : "",
+         point.run});
   }
+  PrintTable(table);
   return kNothingFailed;
 }
 

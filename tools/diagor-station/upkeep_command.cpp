@@ -1,5 +1,6 @@
 // prune, backup, migrate: the database's own needs.
 #include <iostream>
+#include <string_view>
 
 #include "diagor-station/command.h"
 #include "station/runner/run.h"
@@ -50,7 +51,9 @@ int Migrate(Station& station, const Options& /*options*/) {
   }
   const bool isServer = station.config.database.starts_with("postgresql:");
   if (!isServer) {
+    constexpr std::string_view kScheme = "sqlite:";
     std::string copy = station.config.database;
+    if (copy.starts_with(kScheme)) copy.erase(0, kScheme.size());
     copy.append(".before-").append(station::TimeText(station::Now()));
     station.store->BackUp(copy);
     std::cout << "The database is copied to " << copy << ".\n";

@@ -1,8 +1,10 @@
 // watch: what happens on the camera, as it happens.
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <iomanip>
 #include <iostream>
+#include <vector>
 
 #include "diagorctl/command.h"
 #include "terminal/output.h"
@@ -10,6 +12,39 @@
 namespace diagorctl {
 
 namespace {
+
+// "Button Test N-Camera, Hit buttons!, hit 7 of 9, missing Power, Store, 42 s left".
+std::string ScreenText(const client::Json& dialog) {
+  if (dialog.is_null()) return "no dialog";
+  std::vector<std::string> parts = {ValueText(dialog["title"])};
+  std::vector<std::string> missing;
+  std::size_t buttons = 0;
+  std::size_t hit = 0;
+  for (const client::Json& control : dialog["controls"]) {
+    if (control["kind"] != "button") {
+      parts.push_back(ValueText(control["text"]));
+      continue;
+    }
+    ++buttons;
+    if (control["hit"] == true) {
+      ++hit;
+      continue;
+    }
+    // Targets are all called the same.
+    const std::string label = ValueText(control["label"]);
+    if (std::find(missing.begin(), missing.end(), label) == missing.end()) missing.push_back(label);
+  }
+  if (buttons > 0) parts.push_back("hit " + std::to_string(hit) + " of " + std::to_string(buttons));
+  if (!missing.empty()) missing[0].insert(0, "missing ");
+  parts.insert(parts.end(), missing.begin(), missing.end());
+  if (dialog["timeout_ms"].is_number()) {
+    const double left = dialog["timeout_ms"].get<double>() / 1000;
+    parts.push_back(std::to_string(std::lround(left)) + " s left");
+  }
+  std::string text;
+  for (const std::string& part : parts) text.append(text.empty() ? "" : ", ").append(part);
+  return text;
+}
 
 // "  5.000  test-ended    test.items.clock.clock  OK  "
 void PrintEvent(const client::Event& event, const Options& options) {
@@ -29,6 +64,8 @@ void PrintEvent(const client::Event& event, const Options& options) {
             << std::left << std::setw(14) << event.kind;
   if (event.kind == "record") {
     std::cout << Shown(field("text"));
+  } else if (event.kind == "screen") {
+    std::cout << Shown(ScreenText(event.fields.value("dialog", client::Json())));
   } else if (event.kind == "gap") {
     std::cout << "events missed: " << field("missed");
   } else {

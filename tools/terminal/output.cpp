@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>
@@ -64,6 +65,26 @@ std::string Wrapped(const std::string& text, std::size_t indent) {
     line.append(line.size() > indent ? " " : "").append(word);
   }
   return wrapped.append(line).append("\n");
+}
+
+void PrintTable(const std::vector<std::vector<std::string>>& rows) {
+  // A letter of several bytes is as wide as one of one.
+  const auto widthOf = [](const std::string& text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char each) { return (each & 0xC0) != 0x80; }));
+  };
+  std::vector<std::size_t> widths;
+  for (const auto& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], widthOf(row[i]));
+  }
+  for (const auto& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      std::cout << row[i];
+      if (i + 1 < row.size()) std::cout << std::string(widths[i] + 2 - widthOf(row[i]), ' ');
+    }
+    std::cout << "\n";
+  }
 }
 
 void PrintJson(const client::Json& json) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "client/camera_client.h"
 
@@ -24,6 +25,9 @@ std::string ValueText(const client::Json& value);
 
 // A text in lines of at most a hundred columns, each behind so many blanks.
 std::string Wrapped(const std::string& text, std::size_t indent);
+
+// Columns as wide as what stands in them; the first row is the heading.
+void PrintTable(const std::vector<std::vector<std::string>>& rows);
 
 void PrintJson(const client::Json& json);
 

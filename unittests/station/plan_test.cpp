@@ -186,7 +186,8 @@ TEST(RunStateTest, WhatComesNextAndWhatItCameTo) {
 }
 
 TEST(RunStateTest, AnInterruptedAttemptIsMadeAgain) {
-  RunState state(PlanOf("title = \"T\"\nitems = [\"*\"]\nretries = 1", "p"), {{"a", "A", ""}});
+  RunState state(PlanOf("title = \"T\"\nitems = [\"*\"]\nretries = 1\nrounds = 1000000", "p"),
+                 {{"a", "A", ""}});
   AttemptRecord attempt;
   attempt.item = "a";
   state.AddEarlier(attempt);  // has no end
@@ -195,7 +196,14 @@ TEST(RunStateTest, AnInterruptedAttemptIsMadeAgain) {
   const auto next = state.NextAttempt(false);
   ASSERT_TRUE(next);
   EXPECT_EQ(next->retry, 1);
-  EXPECT_EQ(state.Left().size(), 1U);
+  EXPECT_EQ(state.Left().at("a"), 1'000'000U);
+  attempt.passed = true;
+  for (attempt.round = 1; attempt.round <= 9; ++attempt.round) {
+    ASSERT_TRUE(state.NextAttempt(false));
+    state.Add(attempt, attempt);
+    EXPECT_EQ(state.Done(), static_cast<std::size_t>(attempt.round));
+  }
+  EXPECT_EQ(state.Left().at("a"), 999'991U);
   EXPECT_EQ(state.Result("aborted").second, "aborted");
 }
 

@@ -1,6 +1,8 @@
 // diagor-station as its users type it, and as it is killed.
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sqlite3.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -102,7 +104,15 @@ TEST_F(StationProgramTest, WhatCannotBeDoneIsSaidInALine) {
   std::ofstream(Path("text.db")) << std::string(5'000, 'x');
   std::ofstream(Path("bad.toml")) << "name = 1\n";
   std::ofstream(Path("ask.toml")) << "title = \"T\"\nitems = [\"*\"]\noperator = true\n";
+  std::ofstream(Path("nothing.toml")) << "title = \"T\"\nitems = [\"nothing\"]\n";
   const std::string plan = Path("plan.toml");
+  EXPECT_EQ(Do({"migrate", "--database", "sqlite:" + Path("newer.db")}).code, 0);
+  sqlite3* newer = nullptr;
+  sqlite3_open(Path("newer.db").c_str(), &newer);
+  EXPECT_EQ(
+      sqlite3_exec(newer, "INSERT INTO schema_migration VALUES (99)", nullptr, nullptr, nullptr),
+      SQLITE_OK);
+  sqlite3_close(newer);
   const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
       {{"run", "--camera", "127.0.0.1:1"}, 3, "no camera at 127.0.0.1:1: "},
       {{"run", "--camera", "here"}, 2, "\"here\" is no camera's address"},
@@ -114,10 +124,17 @@ TEST_F(StationProgramTest, WhatCannotBeDoneIsSaidInALine) {
       {{"run", "--database", Path("text.db")}, 2, "text.db"},
       {{"run", "--database", "/proc/none/a.db"}, 2, "/proc/none/a.db"},
       {{"run", "--config", Path("bad.toml")}, 2, "bad.toml:1: the key name has a wrong type"},
+      {{"run", "--database", Path("newer.db")}, 2, "newer"},
+      {{"run", "--camera", address, "--plan", Path("nothing.toml")},
+       4,
+       "this camera has none of the plan's tests"},
       {{"resume", "019aba3c-5f23"}, 2, "there is no run 019aba3c-5f23"},
       {{"runs", "--outcome", "good"}, 2, "there is no outcome good: running, passed, "},
       {{"runs", "--from", "yesterday"}, 2, "\"yesterday\" is no time"},
+      {{"runs", "--from", "2026-02-31"}, 2, "\"2026-02-31\" is no time"},
       {{"verify", Path("none.json")}, 2, "cannot read "},
+      {{"verify", mFolder.Path().string()}, 2, " is a folder"},
+      {{"verify", plan}, 2, "cannot read the key "},
       {{"export", "019aba3c-5f23"}, 2, "there is no run"},
   };
   for (const auto& [words, code, line] : cases) {
@@ -129,23 +146,44 @@ TEST_F(StationProgramTest, WhatCannotBeDoneIsSaidInALine) {
   EXPECT_EQ(camera.Get("test.description.tester"), "Unknown");
 }
 
-TEST_F(StationProgramTest, SignalsEndARunThatCanBeResumed) {
-  DeskProcess camera;
-  const std::tuple<int, int, std::string> cases[] = {
-      {SIGINT, 130, "aborted"}, {SIGTERM, 143, "interrupted"}, {SIGHUP, 129, "interrupted"}};
-  for (const auto& [signal, code, reason] : cases) {
+// In the middle of a test whose dialog nobody answers; the second one asks a camera that is at it.
+TEST_F(StationProgramTest, SignalsEndARun) {
+  std::ofstream(Path("ask.toml")) << "title = \"A\"\nitems = [\"buttons.buttons\"]\n";
+  const std::tuple<std::vector<int>, int> cases[] = {
+      {{SIGINT, SIGINT}, 130}, {{SIGTERM}, 143}, {{SIGHUP}, 129}};
+  for (const auto& [signals, code] : cases) {
+    const DeskProcess camera(std::map<std::string, std::string>{{"DIAGOR_CLOCK", "real"}});
     Process process("diagor-station",
-                    Arguments({"run", "--camera", camera.Address(), "--plan", Path("plan.toml")}));
-    process.ErrorsUntil("[2/");
-    process.Signal(signal);
+                    Arguments({"run", "--camera", camera.Address(), "--plan", Path("ask.toml")}));
+    process.ErrorsUntil("[1/1]");
+    process.Signal(signals.front());
+    if (signals.size() > 1) {
+      process.ErrorsUntil("Ctrl-C again: at once");
+      process.Signal(signals.back());
+    }
     EXPECT_EQ(process.Wait(), code) << process.Errors();
     const auto runs = Json::parse(Do({"runs", "--json", "--limit", "1"}).output);
-    // The run may have been through by then.
-    if (runs[0]["outcome"] == "passed") continue;
-    EXPECT_EQ(runs[0]["reason"], reason);
-    EXPECT_EQ(Do({"resume", runs[0]["id"], "--camera", camera.Address()}).code, 0);
+    EXPECT_EQ(runs[0]["reason"], "interrupted");
+    EXPECT_EQ(camera.Get("test.description.tester"), "Unknown");
   }
-  EXPECT_EQ(camera.Get("test.description.tester"), "Unknown");
+}
+
+// A place that takes connections and says nothing.
+TEST_F(StationProgramTest, ASignalEndsTheSearchForACamera) {
+  const int silent = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  auto* const any = reinterpret_cast<sockaddr*>(&address);
+  ASSERT_EQ(bind(silent, any, length) + listen(silent, 1) + getsockname(silent, any, &length), 0);
+  const std::string camera = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+  Process process("diagor-station", Arguments({"run", "--camera", camera, "--camera", "127.0.0.1:1",
+                                               "--serial", "1", "--plan", Path("plan.toml")}));
+  const int connection = accept(silent, nullptr, nullptr);
+  process.Signal(SIGTERM);
+  EXPECT_EQ(process.Wait(), 143) << process.Errors();
+  EXPECT_EQ(close(connection) + close(silent), 0);
 }
 
 // What every run holds, whatever was killed: each test was answered once, none twice; an attempt is

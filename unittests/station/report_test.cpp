@@ -92,21 +92,11 @@ TEST(ReportTest, JsonHoldsEverythingAsTheSchemaSays) {
   EXPECT_EQ(failed["trace"]["left_out"], 3);
   EXPECT_EQ(failed["picture"], "UE5H");
   EXPECT_EQ(json["attempts"][3]["result"], "interrupted");
-  // Every key that is written stands in the schema, and every key that it asks for is written.
-  std::ifstream file(TEST_RUN_SCHEMA);
-  const Json schema = Json::parse(file);
-  const std::pair<Json, Json> objects[] = {
-      {json, schema},
-      {json["camera"], schema["properties"]["camera"]},
-      {failed, schema["$defs"]["attempt"]},
-      {json["attempts"][0]["measurements"][0],
-       schema["$defs"]["attempt"]["properties"]["measurements"]["items"]}};
-  for (const auto& [object, described] : objects) {
-    EXPECT_EQ(object.size(), described["required"].size());
-    for (const auto& [key, value] : object.items()) {
-      EXPECT_TRUE(described["properties"].contains(key)) << key;
-    }
-  }
+  const TemporaryFolder folder;
+  const std::string file = (folder.Path() / "run.json").string();
+  std::ofstream(file) << text;
+  Process check("/usr/bin/python3", {"-m", "jsonschema", "-i", file, TEST_RUN_SCHEMA});
+  EXPECT_EQ(check.Wait(), 0) << check.Errors();
 }
 
 TEST(ReportTest, ThePageShowsFailuresFirstAndRunsNothing) {
