@@ -73,7 +73,9 @@ Api::Answer Api::GetScreen(const Call& call) {
 
 Api::Answer Api::GetPicture(const Call& call) {
   const bool viewFinder = call.target.QueryValue("display") == "viewfinder";
-  return Reply{200, "image/png", ClientOf(CameraOf(call.names[0])).Picture(viewFinder)};
+  CameraState& camera = CameraOf(call.names[0]);
+  return Reply{200, "image/png",
+               camera.Picture(viewFinder, [&] { return ClientOf(camera).Picture(viewFinder); })};
 }
 
 Api::Answer Api::GetKnobs(const Call& call) {
@@ -105,9 +107,11 @@ Api::Answer Api::GetLog(const Call& call) {
 }
 
 Json Api::SetKnob(const Call& call, const std::string& path, const Json& value) {
-  const CameraState& camera = CameraOf(call.names[0]);
+  CameraState& camera = CameraOf(call.names[0]);
   try {
-    return ClientOf(camera).Set("." + path, value);
+    const Json reply = ClientOf(camera).Set("." + path, value);
+    camera.ForgetPictures();
+    return reply;
   } catch (const client::RefusedError& error) {
     if (error.status != kNotThere) throw;
     throw NoSuch(camera.Facts().isDesk

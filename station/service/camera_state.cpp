@@ -1,5 +1,6 @@
 #include "station/service/camera_state.h"
 
+#include "station/runner/run.h"
 #include "station/service/json.h"
 #include "station/service/refusal.h"
 
@@ -19,7 +20,8 @@ client::Json Told(const CameraFacts& facts) {
 
 std::string CameraFacts::State() const {
   if (!isReachable) return "not reachable";
-  if (run || testsUnderWay > 0) return screen.is_null() ? "testing" : "waits for the operator";
+  if (!screen.is_null()) return "waits for the operator";
+  if (run || testsUnderWay > 0) return "testing";
   return lastRun && lastRun->outcome == Outcome::Failed ? "failed" : "idle";
 }
 
@@ -39,13 +41,37 @@ CameraFacts CameraState::Facts() const {
 void CameraState::Change(const std::function<void(CameraFacts&)>& change) {
   const std::lock_guard lock(mLock);
   const client::Json before = Told(mFacts);
-  const client::Json screen = mFacts.screen;
   change(mFacts);
   // Under the lock: events come in the order of what they tell.
-  if (mFacts.screen != screen) {
-    mEvents.Add("screen", {{"camera", mId}, {"screen", mFacts.screen}});
-  }
   if (Told(mFacts) != before) mEvents.Add("camera", {{"camera", CameraJson(mFacts)}});
+}
+
+void CameraState::ChangeScreen(const client::Json& dialog) {
+  ForgetPictures();
+  Change([&](CameraFacts& facts) {
+    facts.screen = dialog;
+    facts.screenToldAt = Now();
+    mEvents.Add("screen", {{"camera", mId}, {"screen", dialog}});
+  });
+}
+
+std::string CameraState::Picture(bool viewFinder, const std::function<std::string()>& fetch) {
+  constexpr std::chrono::milliseconds kMoment{200};
+  if (const CameraFacts facts = Facts(); !facts.isReachable) {
+    throw Refusal(503, "Not reachable", "the camera is not reachable: " + facts.problem);
+  }
+  SharedPicture& picture = mPictures[viewFinder ? 1 : 0];
+  const std::lock_guard lock(picture.lock);
+  const auto now = std::chrono::steady_clock::now();
+  const std::uint64_t screen = mScreens;
+  if (now >= picture.until || picture.screen != screen) {
+    picture.until = {};
+    picture.png = fetch();
+    // What changed meanwhile may not be in it.
+    picture.until = now + kMoment;
+    picture.screen = screen;
+  }
+  return picture.png;
 }
 
 void CameraState::Take() {

@@ -1,6 +1,8 @@
 // One camera of the station, as everybody sees it: who is there, what it does.
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -34,8 +36,9 @@ struct CameraFacts {
   std::string product;
   bool isDesk = false;
   int testsUnderWay = 0;  // anybody's
-  client::Json screen;    // the dialog on it, or null
-  bool isTaken = false;   // for a run that is under way, or is about to begin or has just ended
+  client::Json screen;    // the dialog on it as it was told, or null
+  Time screenToldAt = 0;
+  bool isTaken = false;  // for a run that is under way, or is about to begin or has just ended
   std::optional<UnderWay> run;
   std::optional<RunRecord> lastRun;
 
@@ -52,6 +55,14 @@ class CameraState {
 
   // Whoever watches is told when anything but a run's progress has become another.
   void Change(const std::function<void(CameraFacts&)>& change);
+  // What is on its screen is another thing now: dialog, or null.
+  void ChangeScreen(const client::Json& dialog);
+
+  // The picture of its screen, which several may want at a time: one is asked for by fetch, and
+  // serves all who come within a moment.
+  std::string Picture(bool viewFinder, const std::function<std::string()>& fetch);
+  // What is on the screen may be another thing from now on.
+  void ForgetPictures() { ++mScreens; }
   // For a run; refused while another one has it, with who has.
   void Take();
 
@@ -61,6 +72,15 @@ class CameraState {
   Events& mEvents;
   mutable std::mutex mLock;
   CameraFacts mFacts;
+
+  struct SharedPicture {
+    std::mutex lock;  // held while it is fetched
+    std::string png;
+    std::chrono::steady_clock::time_point until{};
+    std::uint64_t screen = 0;  // which of them it shows
+  };
+  std::atomic<std::uint64_t> mScreens{0};
+  std::array<SharedPicture, 2> mPictures;  // of the screen, of the viewfinder
 };
 
 }  // namespace station

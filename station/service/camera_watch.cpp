@@ -60,9 +60,11 @@ void CameraWatch::Loop() {
     try {
       client::CameraClient camera(
           address.host, address.port, [this] { return mEnds.load(); }, kPatience);
+      // Heard from before it is asked: nothing that changes meanwhile is missed.
+      const bool isTold = Subscribes(camera);
       Meet(camera);
       pause = kFirst;
-      Follow(camera);
+      Follow(camera, isTold);
     } catch (const std::exception& error) {
       if (mEnds) return;
       mCamera.Change([&error](CameraFacts& facts) {
@@ -82,7 +84,6 @@ void CameraWatch::Meet(client::CameraClient& camera) {
   const CameraIdentity identity = IdentityOf(camera);
   const bool isDesk = HasNode(camera, ".desk");
   const auto last = LastRunOf(mStore, identity.serial);
-  mHasScreen = true;
   mCamera.Change([&](CameraFacts& facts) {
     facts.isReachable = true;
     facts.problem.clear();
@@ -91,6 +92,7 @@ void CameraWatch::Meet(client::CameraClient& camera) {
     facts.isDesk = isDesk;
     facts.lastRun = last;
   });
+  AskForScreen(camera);
 }
 
 // False: it tells no events, or has no room for another who hears them.
@@ -104,10 +106,12 @@ bool CameraWatch::Subscribes(client::CameraClient& camera) {
 }
 
 void CameraWatch::Hear(const client::Event& event) {
+  if (event.kind == "screen") {
+    ++mScreensHeard;
+    mCamera.ChangeScreen(event.fields.value("dialog", client::Json()));
+  }
   const bool begins = event.kind == "test-started";
-  const bool ends = event.kind == "test-ended";
-  mHasNews = mHasNews || begins || ends || event.kind == "screen";
-  if (!begins && !ends) return;
+  if (!begins && event.kind != "test-ended") return;
   mCamera.Change([begins](CameraFacts& facts) {
     // What began before this one was heard of has ended too.
     facts.testsUnderWay = std::max(0, facts.testsUnderWay + (begins ? 1 : -1));
@@ -115,38 +119,30 @@ void CameraWatch::Hear(const client::Event& event) {
 }
 
 // Until the camera is lost.
-void CameraWatch::Follow(client::CameraClient& camera) {
-  constexpr milliseconds kBusy{1'000};
-  constexpr milliseconds kIdle{60'000};
-  constexpr milliseconds kUntold{2'000};  // where no event says that it is gone
-  const bool isTold = Subscribes(camera);
+void CameraWatch::Follow(client::CameraClient& camera, bool isTold) {
+  constexpr std::chrono::hours kLong{1};
+  constexpr std::chrono::seconds kUntold{2};  // where no event says what is new
   for (;;) {
-    const CameraFacts facts = mCamera.Facts();
-    const bool isBusy = facts.run || facts.testsUnderWay > 0;
     if (isTold) {
-      camera.AwaitEvents([this] { return mHasNews; }, isBusy ? kBusy : kIdle);
-      mHasNews = false;
+      camera.AwaitEvents([] { return false; }, kLong);
     } else {
-      camera.Pause(isBusy ? kBusy : kUntold);
+      camera.Pause(kUntold);
       camera.Get("");
+      AskForScreen(camera);
     }
-    LookAtScreen(camera);
   }
 }
 
-void CameraWatch::LookAtScreen(client::CameraClient& camera) {
-  const CameraFacts facts = mCamera.Facts();
-  const bool isBusy = facts.run || facts.testsUnderWay > 0;
+void CameraWatch::AskForScreen(client::CameraClient& camera) {
+  const std::uint64_t heard = mScreensHeard;
   client::Json screen;
-  if (isBusy && mHasScreen) {
-    try {
-      screen = camera.Screen();
-    } catch (const client::RefusedError&) {
-      mHasScreen = false;
-    }
+  try {
+    screen = camera.Screen();
+  } catch (const client::RefusedError&) {
+    // It does not tell.
   }
-  if (screen == facts.screen) return;
-  mCamera.Change([&screen](CameraFacts& now) { now.screen = screen; });
+  const bool isNews = screen.is_null() != mCamera.Facts().screen.is_null();
+  if (isNews && heard == mScreensHeard) mCamera.ChangeScreen(screen);
 }
 
 }  // namespace station

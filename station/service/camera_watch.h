@@ -28,13 +28,12 @@ class CameraWatch {
   void Meet(client::CameraClient& camera);
   bool Subscribes(client::CameraClient& camera);
   void Hear(const client::Event& event);
-  void Follow(client::CameraClient& camera);
-  void LookAtScreen(client::CameraClient& camera);
+  void Follow(client::CameraClient& camera, bool isTold);
+  void AskForScreen(client::CameraClient& camera);
 
   CameraState& mCamera;
   Store& mStore;
-  bool mHasScreen = true;  // it tells what is on it
-  bool mHasNews = false;
+  std::uint64_t mScreensHeard = 0;
   std::atomic<bool> mEnds{false};
   std::mutex mLock;
   std::condition_variable mEnding;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "station/report/writers.h"
+#include "station/runner/run.h"
 #include "station/store/text.h"
 
 namespace station {
@@ -90,21 +92,8 @@ http::Reply JsonReply(const Json& json, unsigned status) {
   return {status, "application/json", TextOf(json)};
 }
 
-Json RunJson(const RunRecord& run) {
-  return {{"id", run.id},
-          {"station", run.station},
-          {"camera", {{"serial", run.serial}, {"name", run.cameraName}, {"variant", run.variant}}},
-          {"plan", run.planTitle},
-          {"operator", run.operatorName},
-          {"started_at", TimeText(run.startedAt)},
-          {"ended_at", run.endedAt ? Json(TimeText(*run.endedAt)) : Json()},
-          {"outcome", OutcomeText(run.outcome)},
-          {"reason", run.outcome == Outcome::Incomplete ? run.reason : ""},
-          {"note", run.note}};
-}
-
 Json RunJson(const RunReport& report) {
-  Json json = RunJson(report.run);
+  Json json = SummaryOf(report.run);
   json["scanned_serial"] = report.run.scannedSerial;
   json["camera_time"] = report.run.cameraTime;
   json["versions"] = report.run.versions;
@@ -135,12 +124,29 @@ void AddProgress(Json& json, const UnderWay& run) {
   json["time_left_ms"] = run.timeLeft ? Json(run.timeLeft->count()) : Json();
 }
 
+Json ScreenJson(const CameraFacts& camera) {
+  Json screen = camera.screen;
+  if (!screen.is_object() || !screen.contains("timeout_ms")) return screen;
+  Json& left = screen["timeout_ms"];
+  if (left.is_number()) {
+    const auto passed = static_cast<double>(Now() - camera.screenToldAt);
+    left = std::max(0.0, left.get<double>() - passed);
+  }
+  return screen;
+}
+
 Json CameraJson(const CameraFacts& camera) {
-  Json json = {
-      {"id", camera.id},         {"name", camera.address.name}, {"address", camera.address.Text()},
-      {"serial", camera.serial}, {"product", camera.product},   {"is_desk", camera.isDesk},
-      {"state", camera.State()}, {"problem", camera.problem},   {"run", nullptr},
-      {"screen", camera.screen}, {"last_run", nullptr}};
+  Json json = {{"id", camera.id},
+               {"name", camera.address.name},
+               {"address", camera.address.Text()},
+               {"serial", camera.serial},
+               {"product", camera.product},
+               {"is_desk", camera.isDesk},
+               {"state", camera.State()},
+               {"problem", camera.problem},
+               {"run", nullptr},
+               {"screen", ScreenJson(camera)},
+               {"last_run", nullptr}};
   if (camera.run) {
     const RunRecord& run = camera.run->run;
     json["run"] = {{"id", run.id},

@@ -21,9 +21,10 @@ using client::Json;
 std::string TextOf(const Json& json);
 http::Reply JsonReply(const Json& json, unsigned status = 200);
 
-Json RunJson(const RunRecord& run);
 // With its attempts, and what is known of those that failed; without their evidence.
 Json RunJson(const RunReport& report);
+// The dialog with the time that is left of it now.
+Json ScreenJson(const CameraFacts& camera);
 Json CameraJson(const CameraFacts& camera);
 Json ItemJson(const client::TestItem& item);
 Json YieldJson(const YieldRow& row);

@@ -115,7 +115,7 @@ Api::Answer Api::GetRuns(const Call& call) {
     next = CursorText(runs.back());
   }
   Json json = Json::array();
-  for (const RunRecord& run : runs) json.push_back(RunJson(run));
+  for (const RunRecord& run : runs) json.push_back(SummaryOf(run));
   return JsonReply({{"runs", json}, {"next", next}});
 }
 
@@ -181,7 +181,7 @@ Api::Answer Api::PostRun(const Call& call) {
   mParts.runs.Start(CameraForRun(body), request, WhoActs(call, body),
                     [&call](const RunRecord& run) {
                       constexpr unsigned kCreated = 201;
-                      Reply reply = JsonReply(RunJson(run), kCreated);
+                      Reply reply = JsonReply(SummaryOf(run), kCreated);
                       reply.headers.emplace_back("Location", "/api/v1/runs/" + run.id);
                       call.send(std::move(reply));
                     });
@@ -213,7 +213,7 @@ Api::Answer Api::PostAbort(const Call& call) {
     throw NotNow("run " + run.id + " is not under way at this station");
   }
   mParts.runs.Audit(who, "run " + run.id + " aborted" + (isNow ? " at once" : ""));
-  return JsonReply(RunJson(run));
+  return JsonReply(SummaryOf(run));
 }
 
 Api::Answer Api::PostResume(const Call& call) {
@@ -221,7 +221,7 @@ Api::Answer Api::PostResume(const Call& call) {
   const RunRecord run = RunOf(call.names[0]);
   if (mParts.runs.CameraOf(run.id)) throw NotNow("run " + run.id + " is under way");
   mParts.runs.Resume(CameraOfSerial(run.serial), run, WhoActs(call, body),
-                     [&call](const RunRecord& begun) { call.send(JsonReply(RunJson(begun))); });
+                     [&call](const RunRecord& begun) { call.send(JsonReply(SummaryOf(begun))); });
   return std::nullopt;
 }
 
@@ -233,7 +233,7 @@ Api::Answer Api::PutNote(const Call& call) {
   mParts.store.WriteNote(run.id, *note);
   mParts.runs.Audit(WhoActs(call, body), "note of run " + run.id + " written");
   run.note = *note;
-  return JsonReply(RunJson(run));
+  return JsonReply(SummaryOf(run));
 }
 
 Api::Answer Api::GetReport(const Call& call) {

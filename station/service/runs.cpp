@@ -71,7 +71,9 @@ void Runs::Resume(CameraState& camera, const RunRecord& run, const std::string& 
         onBegun(begun);
       },
       [&](Active& active, const OnNews& onNews) {
-        return ResumeRun(mStore, mStation, camera.Address(), run, active.control, onNews);
+        RunRecord again = run;
+        again.reason.clear();  // it counts no more
+        return ResumeRun(mStore, mStation, camera.Address(), again, active.control, onNews);
       });
 }
 

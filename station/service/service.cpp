@@ -71,7 +71,7 @@ struct Service::State {
   std::list<CameraWatch> watches;
 };
 
-Service::Service(Store& store, const StationConfig& config, Options options)
+Service::Service(Store& store, const StationConfig& config, const Options& options)
     : mState(std::make_unique<State>(store, config, options)) {}
 
 Service::~Service() = default;

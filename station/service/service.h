@@ -20,7 +20,7 @@ class Service {
     std::function<void(const std::string& what)> complain;
   };
   // std::runtime_error: the station's key cannot be read or made.
-  Service(Store& store, const StationConfig& config, Options options);
+  Service(Store& store, const StationConfig& config, const Options& options);
   // Ends: no further attempt begins, those under way are kept as interrupted. Within seconds.
   ~Service();
   Service(const Service&) = delete;
