@@ -6,6 +6,7 @@
 
 #include "http/event_stream.h"
 #include "http/json_body.h"
+#include "station/page/page_files.h"
 #include "station/runner/plan.h"
 #include "station/service/json.h"
 #include "station/service/refusal.h"
@@ -85,6 +86,7 @@ std::optional<Names> Matched(const Names& parts, std::string_view path) {
 const std::vector<Api::Route>& Api::Routes() {
   using enum Role;
   static const std::vector<Route> kRoutes = {
+      {"GET", "/", Anybody, &Api::GetPage, true},
       {"GET", "/healthz", Anybody, &Api::GetHealth},
       {"GET", "/metrics", Anybody, &Api::GetMetrics},
       {"GET", "/api/v1/station", Operator, &Api::GetStation},
@@ -120,6 +122,7 @@ const std::vector<Api::Route>& Api::Routes() {
       {"GET", "/api/v1/statistics/yield", Operator, &Api::GetYield},
       {"GET", "/api/v1/statistics/failures", Operator, &Api::GetFailures},
       {"GET", "/api/v1/statistics/trend", Operator, &Api::GetTrend},
+      {"GET", "/{}", Anybody, &Api::GetPage, true},
   };
   return kRoutes;
 }
@@ -241,6 +244,19 @@ std::string Api::WhoActs(const Call& call, const Json& body) const {
   if (!call.actor.name.empty()) return call.actor.name;
   const std::string said = TextIn(body, "operator").value_or("");
   return said.empty() ? mParts.machineUser : said;
+}
+
+// The page's files are a part of the program: a browser asks for them anew after each update.
+Api::Answer Api::GetPage(const Call& call) {
+  const std::string name = call.names.empty() ? "" : call.names[0];
+  const PageFile* const file = FindPageFile(name);
+  if (file == nullptr) {
+    return Problem(404, "No such resource",
+                   "there is nothing at /" + name + "; docs/station-api.md lists what there is");
+  }
+  return Reply{.contentType = std::string(file->contentType),
+               .body = std::string(file->bytes),
+               .headers = {{"Content-Security-Policy", std::string(PagePolicy())}}};
 }
 
 Api::Answer Api::GetStation(const Call& call) {

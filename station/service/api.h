@@ -82,6 +82,7 @@ class Api {
   Actor WhoAsks() const;
   void Answers(const Route& route, const Call& call);
 
+  Answer GetPage(const Call& call);
   Answer GetStation(const Call& call);
   Answer GetHealth(const Call& call);
   Answer GetMetrics(const Call& call);

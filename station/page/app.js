@@ -1,0 +1,57 @@
+// The page: which view the address names, and what every view has.
+import {h} from "./dom.js";
+import {announce, listen, start, state} from "./station.js";
+import {bench} from "./bench.js";
+import {camera} from "./camera.js";
+import {desk} from "./desk.js";
+import {history} from "./history.js";
+import {run} from "./run.js";
+import {statistics} from "./statistics.js";
+
+// Each makes {title, element, onNews(kind, data), close()} of the rest of the address and its query.
+const kViews = {"": bench, camera, run, history, statistics, desk};
+let view = null;
+
+function show() {
+  const [path, search] = location.hash.replace(/^#\/?/, "").split("?");
+  const [name, ...rest] = path.split("/");
+  const make = kViews[name] ?? bench;
+  view?.close?.();
+  view = make(rest.map(decodeURIComponent).join("/"), new URLSearchParams(search ?? ""));
+  document.getElementById("main").replaceChildren(h("h1", {tabindex: "-1"}, view.title), view.element);
+  document.title = `${view.title} – ${state.station?.name ?? "Test station"}`;
+  for (const link of document.querySelectorAll("nav a")) {
+    const isHere = link.getAttribute("href").replace(/^#\/?/, "") === (name in kViews ? name : "");
+    if (isHere) link.setAttribute("aria-current", "page");
+    else link.removeAttribute("aria-current");
+  }
+  view.onNews?.("reload");
+  (view.element.querySelector("[data-first]") ?? document.querySelector("h1")).focus({preventScroll: true});
+}
+
+listen((kind, data) => {
+  if (kind === "reload") {
+    document.getElementById("station").textContent = state.station.name;
+    document.getElementById("to-desk").hidden = ![...state.cameras.values()].some((each) => each.is_desk);
+    document.title = `${view.title} – ${state.station.name}`;
+  }
+  if (kind === "connection" || kind === "reload") {
+    document.getElementById("connection").textContent =
+      state.isConnected ? "" : "⚠ The station does not answer; looking for it…";
+  }
+  if (kind === "run" && data.act === "ends") {
+    announce(`${data.camera}: ${data.outcome}${data.reason ? `, ${data.reason}` : ""}`);
+  }
+  if (kind === "camera" && data.camera.state === "waits for the operator") {
+    announce(`${data.camera.name || data.camera.id} waits for the operator`);
+  }
+  view?.onNews?.(kind, data);
+});
+
+window.addEventListener("hashchange", show);
+document.querySelector(".skip").addEventListener("click", (event) => {
+  event.preventDefault();  // the address names the view
+  document.getElementById("main").focus();
+});
+show();
+start();

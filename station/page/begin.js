@@ -1,0 +1,44 @@
+// Who tests, with which plan; and how a run begins.
+import {choice, field, h, update} from "./dom.js";
+import {call, chosen, state} from "./station.js";
+
+export function planChoice() {
+  const usable = state.plans.filter((each) => !each.error);
+  return choice("plan", usable.map((each) => [each.name, each.title]), chosen.plan,
+    {onchange: (event) => { chosen.plan = event.target.value; }});
+}
+
+export function operatorField() {
+  return field("Operator", h("input", {id: "operator", autocomplete: "off", maxlength: "80", value: chosen.operator,
+    oninput: (event) => { chosen.operator = event.target.value; }}));
+}
+
+// A place for what was refused, and the way on.
+export function problemPlace() {
+  const place = h("div", {role: "alert", class: "problem"});
+  return {
+    element: place,
+    clear: () => update(place),
+    show: (error, ...ways) => update(place, h("p", {}, error.message), ways),
+  };
+}
+
+// Begins a run; what it may not do it shows there. wish: as docs/station-api.md has it.
+export async function begin(wish, problems) {
+  problems.clear();
+  try {
+    const run = await call("POST", "/runs", {operator: chosen.operator.trim(), ...wish});
+    return run;
+  } catch (error) {
+    const ways = [];
+    if (error.status === 422 && !chosen.operator.trim()) {
+      ways.push(h("button", {onclick: () => document.getElementById("operator")?.focus()}, "Say who tests"));
+    }
+    if (error.status === 422 && wish.serial && wish.camera && !wish.despite_serial) {
+      ways.push(h("button", {onclick: () => begin({...wish, despite_serial: true}, problems)},
+        "Test it all the same"));
+    }
+    problems.show(error, ...ways);
+    return null;
+  }
+}

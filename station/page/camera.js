@@ -1,0 +1,150 @@
+// One camera: its tests, its run, its screen while a test waits for somebody.
+import {field, h, mark, section, shortItem, update} from "./dom.js";
+import {begin, operatorField, planChoice, problemPlace} from "./begin.js";
+import {progress} from "./bench.js";
+import {failures} from "./cards.js";
+import "./screen.js";
+import {call, get, state} from "./station.js";
+
+export function camera(id) {
+  const base = `/cameras/${encodeURIComponent(id)}`;
+  const problems = problemPlace();
+  const head = h("div", {class: "head"});
+  const acts = h("div");
+  const screenPlace = h("div");
+  const verdict = h("div");
+  const lights = h("div", {class: "groups"});
+  let items = [];
+  let last = null;     // the run whose failures are shown
+  let screen = null;   // the element
+  let generation = 0;  // what was asked for later counts
+
+  const refuse = (error) => problems.show(error);
+  const abort = async (now) => {
+    try {
+      await call("POST", `/runs/${state.cameras.get(id).run.id}/abort`, {now});
+    } catch (error) {
+      refuse(error);
+    }
+  };
+
+  function drawHead(each) {
+    update(head, h("p", {class: "state big"}, mark(each.state)),
+      h("p", {class: "faint"}, [each.product, each.serial && `serial ${each.serial}`, each.address].filter(Boolean).join(", ")),
+      each.problem ? h("p", {class: "bad"}, each.problem) : null);
+  }
+
+  let actsFor = null;  // what the acts were drawn for
+  function drawActs(each) {
+    if (each.run) {
+      update(acts, h("p", {}, "Plan ", h("b", {}, each.run.plan), each.run.operator ? `, by ${each.run.operator}` : ""),
+        h("div", {}, progress(each.run)),
+        h("p", {}, each.run.item ? `Now: ${shortItem(each.run.item)}` : ""),
+        h("p", {class: "acts"}, h("button", {id: "abort", onclick: () => abort(false)}, "Stop after this test"), " ",
+          h("button", {id: "stop", onclick: () => abort(true)}, "Stop now")),
+        h("p", {class: "faint"}, "A camera cannot be stopped within a test; the run can be taken up again."));
+    } else if (actsFor !== "idle") {
+      const plan = h("div", {}, field("Plan", planChoice()));
+      update(acts, h("form", {class: "start", onsubmit: (event) => {
+        event.preventDefault();
+        begin({camera: id, plan: document.getElementById("plan").value}, problems);
+      }}, operatorField(), plan, h("button", {class: "main", "data-first": true, disabled: each.state === "not reachable"}, "Start")));
+    }
+    actsFor = each.run ? "run" : "idle";
+  }
+
+  function drawScreen(each) {
+    const waits = each.state === "waits for the operator" || each.screen;
+    if (!waits) {
+      screen = null;
+      update(screenPlace);
+    } else if (!each.screen) {
+      update(screenPlace, section("Act at the camera", h("p", {}, "A test waits for somebody at the camera itself.")));
+    } else {
+      if (!screen) {
+        screen = document.createElement("camera-screen");
+        screenPlace.replaceChildren(section("The camera waits for you", screen));
+        screenPlace.scrollIntoView?.({block: "nearest"});
+      }
+      screen.show(id, each.screen);
+    }
+  }
+
+  function drawLights() {
+    const groups = new Map();
+    for (const each of items) groups.set(each.group, [...(groups.get(each.group) ?? []), each]);
+    const now = state.cameras.get(id);
+    update(lights, [...groups].map(([group, tests]) => h("section", {class: "group"}, h("h3", {}, group),
+      h("ul", {}, tests.map((test) => h("li", {},
+        mark(now?.run?.item === test.path ? "testing" : test.value || "Untested", {class: "light"}), " ",
+        h("button", {class: "quiet", id: `test-${test.path}`, disabled: Boolean(now?.run) || now?.state === "not reachable",
+          "aria-label": `Test ${shortItem(test.path)}`,
+          onclick: () => begin({camera: id, items: [shortItem(test.path)]}, problems)},
+        shortItem(test.path).replace(`${group}.`, ""), test.interactive ? " ☞" : "")))))));
+  }
+
+  async function readItems() {
+    const mine = ++generation;
+    try {
+      const read = (await get(`${base}/items`)).items;
+      if (mine !== generation) return;
+      items = read;
+      drawLights();
+    } catch {
+      // Not reachable: the head says so.
+    }
+  }
+
+  async function drawVerdict(each) {
+    if (each.run || !each.last_run) {
+      last = null;
+      update(verdict);
+      return;
+    }
+    if (last === each.last_run.id) return;
+    last = each.last_run.id;
+    try {
+      const run = await get(`/runs/${last}`);
+      if (last !== run.id) return;
+      update(verdict, section("Last run",
+        h("p", {class: "state"}, mark(run.outcome)), run.reason ? h("p", {}, run.reason) : null,
+        h("p", {}, h("a", {href: `#/run/${run.id}`}, "The whole report")), failures(run)));
+    } catch (error) {
+      refuse(error);
+      last = null;
+    }
+  }
+
+  function draw() {
+    const each = state.cameras.get(id);
+    if (!each) {
+      if (state.station) update(head, h("p", {class: "bad"}, `This station has no camera ${id}.`));
+      return;
+    }
+    drawHead(each);
+    drawActs(each);
+    drawScreen(each);
+    drawVerdict(each);
+    drawLights();
+  }
+
+  const element = h("div", {class: "camera"}, head, screenPlace, acts, problems.element, verdict, section("Tests", lights));
+  return {
+    title: id,
+    element,
+    onNews(kind, data) {
+      const isMine = data?.camera === id || data?.camera?.id === id;
+      if (kind === "reload") {
+        actsFor = actsFor === "run" ? actsFor : null;
+        last = null;
+        readItems();
+      }
+      if (kind === "attempt" && isMine && data.act === "ends") {
+        const test = items.find((each) => each.path === data.item);
+        if (test) test.value = data.result;
+      }
+      if (kind === "reload" || isMine) draw();
+      if (kind === "run" && isMine && data.act === "begins") readItems();
+    },
+  };
+}

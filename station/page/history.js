@@ -1,0 +1,91 @@
+// The runs that are kept. The filters stand in the address: it can be kept and passed on.
+import {choice, field, h, mark, moment, table, update} from "./dom.js";
+import {problemPlace} from "./begin.js";
+import {get, query, state} from "./station.js";
+
+const kOutcomes = ["", "passed", "passed on retry", "failed", "incomplete", "running"];
+const kTexts = [["serial", "Serial number"], ["variant", "Variant"], ["operator", "Operator"]];
+
+// A spreadsheet takes what begins so for a formula.
+function cell(text) {
+  const shown = /^[=+\-@\t\r]/.test(text) ? `'${text}` : text;
+  return `"${shown.replaceAll('"', '""')}"`;
+}
+
+function save(runs) {
+  const rows = [["run", "started_at", "ended_at", "camera", "serial", "variant", "plan", "operator", "outcome", "reason", "note"],
+    ...runs.map((run) => [run.id, run.started_at, run.ended_at ?? "", run.camera.name, run.camera.serial, run.camera.variant,
+      run.plan, run.operator, run.outcome, run.reason, run.note])];
+  const text = rows.map((row) => row.map(cell).join(",")).join("\r\n");
+  const address = URL.createObjectURL(new Blob([text, "\r\n"], {type: "text/csv;charset=utf-8"}));
+  h("a", {href: address, download: "runs.csv"}).click();
+  URL.revokeObjectURL(address);
+}
+
+export function filterForm(values, keys, apply) {
+  const form = h("form", {class: "filters", onsubmit: (event) => {
+    event.preventDefault();
+    apply(Object.fromEntries(new FormData(form)));
+  }},
+  keys.map((key) => {
+    const text = kTexts.find(([name]) => name === key)?.[1];
+    if (text) return field(text, h("input", {id: key, name: key, value: values[key] ?? ""}));
+    if (key === "plan") {
+      const titles = [...new Set(state.plans.filter((each) => !each.error).map((each) => each.title).concat(values.plan ?? []))];
+      return field("Plan", choice("plan", [["", "any"], ...titles.map((each) => [each, each])], values.plan ?? "", {name: "plan"}));
+    }
+    if (key === "outcome") {
+      return field("Outcome", choice("outcome", kOutcomes.map((each) => [each, each || "any"]), values.outcome ?? "", {name: "outcome"}));
+    }
+    return field(key === "from" ? "From" : "Before", h("input", {id: key, name: key, type: "date", value: values[key] ?? ""}));
+  }),
+  h("button", {class: "main"}, "Show"));
+  return form;
+}
+
+export function history(_, search) {
+  const problems = problemPlace();
+  const filters = h("div");
+  const list = h("div", {"aria-live": "polite"});
+  const values = Object.fromEntries(search);
+  let runs = [];
+  let next = null;
+
+  function draw() {
+    update(list,
+      runs.length ? table("Runs, newest first", ["Started", "Camera", "Serial", "Plan", "Operator", "Outcome"],
+        runs.map((run) => [h("a", {href: `#/run/${run.id}`}, moment(run.started_at)), `${run.camera.name} (${run.camera.variant})`,
+          run.camera.serial, run.plan, run.operator, h("span", {}, mark(run.outcome), run.reason ? ` ${run.reason}` : "")]))
+        : h("p", {}, "No run is kept that fits."),
+      h("p", {class: "acts"}, next ? h("button", {id: "more", onclick: () => read(next)}, "Show older ones") : null, " ",
+        runs.length ? h("button", {id: "save", onclick: () => save(runs)}, "Save these as CSV") : null));
+  }
+
+  async function read(cursor) {
+    try {
+      const page = await get(`/runs${query({...values, cursor})}`);
+      runs = cursor ? [...runs, ...page.runs] : page.runs;
+      next = page.next;
+      problems.clear();
+      draw();
+    } catch (error) {
+      problems.show(error);
+    }
+  }
+
+  return {
+    title: "History",
+    element: h("div", {}, filters, problems.element, list),
+    onNews(kind, data) {
+      if (kind === "reload") {
+        update(filters, filterForm(values, ["serial", "variant", "plan", "outcome", "operator", "from", "to"], (wish) => {
+          const address = `#/history${query(wish)}`;
+          if (location.hash === address) read();
+          else location.hash = address;
+        }));
+      }
+      const isNews = kind === "run" && (data.act === "begins" || data.act === "ends");
+      if (kind === "reload" || (isNews && runs.length <= 50)) read();
+    },
+  };
+}

@@ -1,0 +1,148 @@
+// A camera's screen with a test's dialog: what it shows, its keys, touches, and the time that is left.
+import {h, update} from "./dom.js";
+import {announce, call} from "./station.js";
+
+const kBetweenPictures = 100;  // ms: ten pictures a second at most
+
+// Keys of a keyboard as the camera knows them.
+const kKeys = {ArrowUp: "Up", ArrowDown: "Down", ArrowLeft: "Left", ArrowRight: "Right", Enter: "Return",
+  PageUp: "Prior", PageDown: "Next", " ": "Space", Backspace: "Back"};
+function keyOf(event) {
+  if (event.ctrlKey || event.altKey || event.metaKey || event.key === "Tab") return null;
+  return kKeys[event.key] ?? event.key;
+}
+
+// What a control of the dialog wants: a key of the camera, or a touch on it. The dialogs that ask
+// about an image name the button that each answer stands for.
+function actOf(control) {
+  if (control.enabled) {
+    return {touch: {x: Math.round(control.x + control.width / 2), y: Math.round(control.y + control.height / 2)}};
+  }
+  const answer = /\(button([12])\)/.exec(control.label);
+  return {key: answer ? `0x7${answer[1] - 1}` : control.label};
+}
+
+export class CameraScreen extends HTMLElement {
+  constructor() {
+    super();
+    this.picture = h("img", {alt: "", draggable: "false", onclick: (event) => this.touch(event)});
+    this.glass = h("div", {class: "glass", tabindex: "0", role: "application",
+      "aria-label": "The camera's screen: keys that you press here go to the camera", "aria-describedby": "screen-help",
+      onkeydown: (event) => this.press(event)}, this.picture);
+    this.heading = h("h3");
+    this.keys = h("div", {class: "keypad", role: "group", "aria-label": "Keys of the camera"});
+    this.missing = h("p", {class: "missing"});
+    this.left = h("p", {class: "seconds"});
+    this.trouble = h("p", {role: "alert", class: "problem-line"});
+    this.said = "";
+  }
+
+  connectedCallback() {
+    this.append(h("div", {class: "screen"}, this.glass,
+      h("p", {id: "screen-help", class: "faint"}, "Click or touch the picture, or press keys while it is chosen.")),
+      h("div", {class: "beside"}, this.heading, this.left, this.missing, this.keys, this.trouble));
+    this.ticker = setInterval(() => this.tick(), 1000);
+  }
+  disconnectedCallback() {
+    clearInterval(this.ticker);
+    clearTimeout(this.next);
+  }
+
+  // id: the camera's; dialog: as docs/protocol.md has it, null: none is up.
+  show(id, dialog) {
+    this.camera = id;
+    const isNew = dialog && dialog.title !== this.dialog?.title;
+    this.dialog = dialog;
+    this.until = dialog && dialog.timeout_ms !== null ? Date.now() + dialog.timeout_ms : null;
+    this.drawPicture();
+    this.drawKeys();
+    this.tick();
+    if (isNew && (document.activeElement === document.body || document.activeElement?.tagName === "H1")) {
+      this.glass.focus({preventScroll: true});
+    }
+  }
+
+  // One at a time, and another one when something has changed meanwhile.
+  drawPicture() {
+    if (this.isDrawing) {
+      this.isStale = true;
+      return;
+    }
+    this.isDrawing = true;
+    this.isStale = false;
+    const began = Date.now();
+    const done = () => {
+      this.next = setTimeout(() => {
+        this.isDrawing = false;
+        if (this.isStale) this.drawPicture();
+      }, Math.max(0, began + kBetweenPictures - Date.now()));
+    };
+    this.picture.onload = done;
+    this.picture.onerror = done;
+    this.pictures = (this.pictures ?? 0) + 1;
+    this.picture.src = `/api/v1/cameras/${encodeURIComponent(this.camera)}/screen.png?n=${Date.now()}-${this.pictures}`;
+    this.picture.alt = this.dialog ? `The camera's screen: ${this.dialog.title}` : "The camera's screen";
+  }
+
+  drawKeys() {
+    const controls = (this.dialog?.controls ?? []).filter((each) => each.kind === "button");
+    const captions = controls.map((each) => each.label);
+    const name = (control, index) => {
+      const alike = captions.filter((each) => each === control.label).length > 1;
+      return alike ? `${control.label} ${captions.slice(0, index + 1).filter((each) => each === control.label).length}` : control.label;
+    };
+    this.heading.textContent = this.dialog?.title ?? "";
+    update(this.keys, controls.map((control, index) => h("button", {id: `key-${control.id}`, class: control.hit ? "hit" : "",
+      "aria-label": control.hit ? `${name(control, index)}, done` : name(control, index),
+      onclick: () => this.act(actOf(control))}, control.hit ? "✓ " : "", name(control, index))));
+    const missing = controls.map((control, index) => (control.hit ? null : name(control, index))).filter(Boolean);
+    const isAnswer = controls.some((each) => each.label.includes("(button"));
+    const text = controls.length < 2 || isAnswer ? "" : missing.length ? `Still missing: ${missing.join(", ")}` : "All done";
+    this.missing.textContent = text;
+    if (this.dialog?.title === "Laser Test") {
+      update(this.keys, h("button", {id: "laser", class: "main", onclick: () => this.laser()}, "Press the laser button"));
+    }
+  }
+
+  tick() {
+    const seconds = this.until ? Math.max(0, Math.ceil((this.until - Date.now()) / 1000)) : null;
+    this.left.textContent = seconds === null ? "" : `${seconds} s left`;
+    if (seconds === 10 && this.said !== this.until) {
+      this.said = this.until;
+      announce("10 seconds left");
+    }
+  }
+
+  press(event) {
+    const key = keyOf(event);
+    if (!key) return;
+    event.preventDefault();
+    if (!event.repeat) this.act({key});
+  }
+  touch(event) {
+    const seen = this.picture.getBoundingClientRect();
+    if (!this.picture.naturalWidth) return;
+    const at = (offset, size, pixels) => Math.min(pixels - 1, Math.max(0, Math.floor(offset / size * pixels)));
+    this.act({touch: {x: at(event.clientX - seen.left, seen.width, this.picture.naturalWidth),
+      y: at(event.clientY - seen.top, seen.height, this.picture.naturalHeight)}});
+  }
+  async act({key, touch}) {
+    const path = `/cameras/${encodeURIComponent(this.camera)}`;
+    try {
+      await (key ? call("PUT", `${path}/keys`, {key}) : call("PUT", `${path}/touch`, touch));
+      this.trouble.textContent = "";
+    } catch (error) {
+      this.trouble.textContent = error.status === 422 ? `The camera has no key ${key}.` : error.message;
+    }
+  }
+  async laser() {
+    const path = `/cameras/${encodeURIComponent(this.camera)}/knobs/desk.laser.pressed`;
+    try {
+      await call("PUT", path, {value: true});
+      setTimeout(() => call("PUT", path, {value: false}).catch(() => {}), 1000);
+    } catch (error) {
+      this.trouble.textContent = error.message;
+    }
+  }
+}
+customElements.define("camera-screen", CameraScreen);

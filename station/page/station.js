@@ -1,0 +1,171 @@
+// What the page knows of the station, and how it comes to know it: requests and one event stream.
+
+export const state = {station: null, cameras: new Map(), plans: [], isConnected: false};
+
+// What the station refused or could not do, in words for a person; status 0: it does not answer.
+export class Problem extends Error {
+  constructor(status, text) {
+    super(text);
+    this.status = status;
+  }
+}
+
+export async function call(method, path, body) {
+  const options = {method, headers: {}};
+  if (body !== undefined) {
+    options.headers["Content-Type"] = "application/json";
+    options.body = JSON.stringify(body);
+  }
+  let response;
+  try {
+    response = await fetch(`/api/v1${path}`, options);
+  } catch {
+    throw new Problem(0, "The station does not answer. The page looks for it by itself.");
+  }
+  if (response.ok) return response.json();
+  const told = await response.json().catch(() => ({}));
+  throw new Problem(response.status, told.detail || told.title || response.statusText);
+}
+export const get = (path) => call("GET", path);
+
+export function query(values) {
+  const kept = Object.entries(values).filter(([, value]) => value !== "" && value !== undefined && value !== null);
+  return kept.length ? `?${new URLSearchParams(kept)}` : "";
+}
+
+// Whom news is told: listener(kind, data), kinds of docs/station-api.md and "reload": everything may
+// have become something else; "connection".
+const listeners = new Set();
+export function listen(listener) {
+  listeners.add(listener);
+  return () => listeners.delete(listener);
+}
+function tell(kind, data) {
+  if (kind === "camera") state.cameras.set(data.camera.id, data.camera);
+  if (kind === "screen" && state.cameras.has(data.camera)) {
+    state.cameras.get(data.camera).screen = data.screen;
+  }
+  const run = data?.camera && state.cameras.get(data.camera)?.run;
+  if (run && run.id === data.run && data.done !== undefined) {
+    for (const key of ["item", "done", "left", "time_left_ms"]) run[key] = data[key] ?? run[key];
+    run.waits = data.act === "waits" ? data.text : "";
+  }
+  for (const each of [...listeners]) each(kind, data);
+}
+
+let isLoading = false;
+let isStale = false;
+export async function reload() {
+  isStale = true;
+  if (isLoading) return;
+  isLoading = true;
+  try {
+    while (isStale) {
+      isStale = false;
+      const [station, cameras, plans] =
+        await Promise.all([get("/station"), get("/cameras"), get("/plans")]);
+      state.station = station;
+      state.cameras = new Map(cameras.cameras.map((each) => [each.id, each]));
+      state.plans = plans.plans;
+    }
+    tell("reload");
+  } catch {
+    // The stream says when the station is there again.
+  } finally {
+    isLoading = false;
+  }
+}
+
+function connected(is) {
+  if (state.isConnected === is) return;
+  state.isConnected = is;
+  tell("connection", {});
+}
+
+// Pages of one browser share one stream: who has the lock reads it and passes on what comes. A
+// hidden page neither reads nor holds it; one that is seen again reads everything anew.
+const kKinds = ["run", "attempt", "camera", "screen", "gap"];
+const channel = new BroadcastChannel("station-events");
+let lastEvent = "";
+let leave = null;
+
+function take(message) {
+  if (message.id) lastEvent = message.id;
+  if (message.kind === "gap" || message.kind === "opened") {
+    connected(true);
+    reload();
+  } else if (message.kind === "lost") {
+    connected(false);
+  } else {
+    connected(true);
+    tell(message.kind, message.data);
+  }
+}
+function pass(message) {
+  channel.postMessage(message);
+  take(message);
+}
+channel.onmessage = (event) => {
+  if (!document.hidden) take(event.data);
+};
+
+function read(stopped) {
+  let source;
+  let pause = 1000;
+  let timer;
+  const open = () => {
+    source = new EventSource(`/api/v1/events${query({after: lastEvent})}`);
+    source.onopen = () => {
+      pause = 1000;
+      pass({kind: "opened"});
+    };
+    source.onerror = () => {
+      pass({kind: "lost"});
+      if (source.readyState !== EventSource.CLOSED) return;  // the browser tries again
+      timer = setTimeout(open, pause);
+      pause = Math.min(2 * pause, 15000);
+    };
+    for (const kind of kKinds) {
+      source.addEventListener(kind, (event) =>
+        pass({kind, id: event.lastEventId, data: JSON.parse(event.data)}));
+    }
+  };
+  open();
+  stopped.addEventListener("abort", () => {
+    clearTimeout(timer);
+    source.close();
+  });
+}
+
+function follow() {
+  if (document.hidden) {
+    leave?.abort();
+    leave = null;
+    return;
+  }
+  if (leave) return;
+  leave = new AbortController();
+  const {signal} = leave;
+  reload();
+  navigator.locks.request("station-events", {signal}, () => new Promise((resolve) => {
+    signal.addEventListener("abort", resolve);
+    read(signal);
+  })).catch(() => {});
+}
+
+export function start() {
+  document.addEventListener("visibilitychange", follow);
+  follow();
+}
+
+export function announce(text) {
+  document.getElementById("announcer").textContent = text;
+}
+
+// Who tests and which plan: as they were chosen last at this browser.
+export const chosen = {
+  get operator() { return localStorage.getItem("operator") ?? ""; },
+  set operator(value) { localStorage.setItem("operator", value); },
+  get plan() { return localStorage.getItem("plan") ?? "quick"; },
+  set plan(value) { localStorage.setItem("plan", value); },
+};

@@ -1,0 +1,306 @@
+"""The page in a real browser, on real-clock cameras, with nothing but the loopback address.
+
+    unittests/page/page_test.py BIN_FOLDER [TEST...]
+"""
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+import urllib.request
+
+from selenium import webdriver
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.support.ui import Select, WebDriverWait
+
+BIN = pathlib.Path()
+PATIENCE = 300  # s: states are waited for, a slow machine has its time
+HOSTILE = "<img src=x onerror=document.title='owned'>"
+VIEWS = ["", "camera/left", "history", "statistics", "desk/left"]
+
+# Of every text that is seen: its contrast by the WCAG formula, where it is below what AA asks.
+CONTRAST = """
+const light = (text) => { const [r, g, b] = text.match(/[\\d.]+/g).slice(0, 3).map((each) => {
+  const part = each / 255; return part <= 0.03928 ? part / 12.92 : ((part + 0.055) / 1.055) ** 2.4; });
+  return 0.2126 * r + 0.7152 * g + 0.0722 * b; };
+const behind = (element) => { for (let each = element; each; each = each.parentElement) {
+  const colour = getComputedStyle(each).backgroundColor;
+  if (!/, 0\\)$/.test(colour)) return colour; } return 'rgb(255, 255, 255)'; };
+const found = [];
+for (const element of document.querySelectorAll('body *')) {
+  const hasText = [...element.childNodes].some((each) => each.nodeType === 3 && each.data.trim());
+  if (!hasText || !element.checkVisibility() || element.closest('.unseen, .skip, :disabled, noscript')) continue;
+  const style = getComputedStyle(element);
+  const [a, b] = [light(style.color), light(behind(element))];
+  const ratio = (Math.max(a, b) + 0.05) / (Math.min(a, b) + 0.05);
+  const large = parseFloat(style.fontSize) >= 24 || (parseFloat(style.fontSize) >= 18.66 && style.fontWeight >= 700);
+  if (ratio < (large ? 3 : 4.5)) found.push(`${element.textContent.trim().slice(0, 40)}: ${ratio.toFixed(2)}`);
+}
+return found;
+"""
+
+
+class Program:
+    """One of the project's programs; says what it wrote on standard error until a mark came."""
+
+    def __init__(self, words, mark, **environment):
+        self.process = subprocess.Popen([str(BIN / words[0]), *words[1:]], stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.PIPE, text=True, env={**os.environ, **environment})
+        self.said = ""
+        for line in self.process.stderr:
+            self.said += line
+            if mark in line:
+                break
+        threading.Thread(target=self.process.stderr.read, daemon=True).start()
+        self.port = int(re.findall(r":(\d+)", self.said)[-1])
+
+    def end(self, how=signal.SIGKILL):
+        self.process.send_signal(how)
+        return self.process.wait(PATIENCE)
+
+
+def start_camera(folder, name, variant, port=0):
+    return Program(["diagor", "-p", str(port)], "listening", DIAGOR_VARIANT=variant, DIAGOR_CLOCK="real",
+                   DIAGOR_ROOT=str(folder / name))
+
+
+class PageTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = pathlib.Path(tempfile.mkdtemp())
+        cls.cameras = {"left": start_camera(cls.folder, "left", "KY"), "right": start_camera(cls.folder, "right", "R8")}
+        plans = cls.folder / "plans"
+        plans.mkdir()
+        (plans / "short.toml").write_text('title = "Short"\nitems = ["battery", "eeprom.main"]\noperator = true\n')
+        (plans / "keys.toml").write_text('title = "Keys %s"\nitems = ["battery", "buttons"]\n' % HOSTILE)
+        (cls.folder / "station.toml").write_text('name = "bench <b>"\ndata = "data"\nplans = "plans"\n' + "".join(
+            f'[[camera]]\nname = "{name}"\naddress = "127.0.0.1:{camera.port}"\n' for name, camera in cls.cameras.items()))
+        cls.station = cls.start_station(0)
+        cls.origin = f"http://127.0.0.1:{cls.station.port}"
+        options = webdriver.ChromeOptions()
+        for word in ["--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu", "--window-size=1280,800",
+                     f"--user-data-dir={cls.folder / 'browser'}", "--disable-background-networking", "--no-first-run"]:
+            options.add_argument(word)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+        options.add_experimental_option("prefs", {"download.default_directory": str(cls.folder)})
+        cls.browser = webdriver.Chrome(options=options)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.browser.quit()
+        for each in [cls.station, *cls.cameras.values()]:
+            each.end()
+        shutil.rmtree(cls.folder)
+
+    @classmethod
+    def start_station(cls, port):
+        return Program(["diagor-station", "--config", str(cls.folder / "station.toml"), "serve", "--port", str(port)], "http://")
+
+    # What is seen, and what a person does.
+    def open(self, view):
+        self.browser.get("about:blank")
+        self.browser.get(f"{self.origin}/#/{view}")
+
+    def wait(self, what, meaning):
+        return WebDriverWait(self.browser, PATIENCE, 0.05).until(lambda _: what(), meaning)
+
+    def text(self, css="main"):
+        found = self.browser.find_elements(By.CSS_SELECTOR, css)
+        return self.browser.execute_script("return arguments[0].innerText", found[0]) if found else ""
+
+    def wait_for(self, words, css="main"):
+        def is_there():
+            try:
+                return words in self.text(css)
+            except Exception:  # drawn anew meanwhile
+                return False
+        self.wait(is_there, f"{words} in {css}")
+
+    def click(self, css, words=""):
+        def done():
+            for each in self.browser.find_elements(By.CSS_SELECTOR, css):
+                try:
+                    if words in each.text and each.is_enabled():
+                        each.click()
+                        return True
+                except Exception:
+                    pass
+            return False
+        self.wait(done, f"{css} {words}")
+
+    def fill(self, css, words):
+        self.wait(lambda: self.browser.find_elements(By.CSS_SELECTOR, css), css)
+        field = self.browser.find_element(By.CSS_SELECTOR, css)
+        field.clear()
+        field.send_keys(words)
+
+    def choose(self, css, words):
+        self.wait(lambda: words in self.text(css), f"{words} in {css}")
+        Select(self.browser.find_element(By.CSS_SELECTOR, css)).select_by_visible_text(words)
+
+    def api(self, method, path, body=None):
+        request = urllib.request.Request(f"{self.origin}/api/v1{path}", method=method,
+                                         data=None if body is None else json.dumps(body).encode())
+        with urllib.request.urlopen(request) as reply:
+            return json.load(reply)
+
+    def idle(self, *names):
+        for name in names:
+            self.wait(lambda: self.api("GET", f"/cameras/{name}")["state"] in ("idle", "failed"), name)
+
+    def test_a_scanned_camera_fails_and_is_mended(self):
+        serial = self.api("GET", "/cameras/right")["serial"]
+        self.api("PUT", "/cameras/right/knobs/desk.bus.i2c1.ae.answers", {"value": "false"})
+        self.open("")
+        self.choose("#plan", "Short")
+        self.fill("#scan", "4" * 60 + Keys.TAB)
+        self.wait_for("4" * 60, ".problem")
+        self.fill("#operator", "")
+        self.fill("#scan", serial + Keys.ENTER)
+        self.wait_for("operator", ".problem")
+        self.fill("#operator", HOSTILE)
+        self.fill("#scan", serial + Keys.ENTER)
+        self.wait_for("failed", ".tile:nth-child(2) .state")
+        self.wait_for("failed", "#announcer")
+        self.click(".tile:nth-child(2) h2 a")
+        self.wait_for("Causes, most likely first", "failure-card")
+        self.click("failure-card summary")
+        self.wait_for("i2c", "failure-card details")
+        self.click("failure-card button", "Note")
+        self.fill("failure-card textarea", HOSTILE)
+        self.click("failure-card button", "Keep")
+        self.wait_for("Kept.", "failure-card")
+        self.api("PUT", "/cameras/right/knobs/desk.bus.i2c1.ae.answers", {"value": "true"})
+        self.click("failure-card button", "Test it again")
+        self.wait_for("passed", "main section .state")
+        self.open("history?outcome=failed")
+        self.wait_for(HOSTILE)
+        self.click("td a")
+        self.wait(lambda: self.browser.find_element(By.CSS_SELECTOR, "#note").get_attribute("value") == HOSTILE, "the note")
+        self.assertNotIn("owned", self.browser.title)
+        self.open("history")
+        self.click("#save")
+        self.wait(lambda: (self.folder / "runs.csv").exists(), "the export")
+        self.assertIn(serial, (self.folder / "runs.csv").read_text())
+        self.open("statistics?trend=battery.battery voltage")
+        self.wait(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, "canvas")) == 3, "three plots")
+        self.wait_for("3700 mV")
+
+    def test_an_operator_answers_on_the_page(self):
+        self.idle("left")
+        self.open("camera/left")
+        self.choose("#plan", f"Keys {HOSTILE}")
+        self.click("button", "Start")
+        self.wait_for("Still missing: ", ".missing")
+        self.wait_for(" s left", ".seconds")
+        first = self.browser.find_element(By.CSS_SELECTOR, ".keypad button").text
+        self.wait(lambda: self.browser.execute_script("return document.querySelector('.glass img').naturalWidth") > 0, "a picture")
+        self.browser.find_element(By.CSS_SELECTOR, ".glass").send_keys(Keys.ARROW_UP)
+        self.wait_for("✓ Up", ".keypad")
+        while True:
+            left = self.browser.execute_script("return document.querySelector('.keypad button:not(.hit)')?.id ?? ''")
+            if not left:
+                break
+            self.browser.execute_script("document.getElementById(arguments[0])?.click()", left)
+            self.wait(lambda: not self.browser.execute_script(
+                "const key = document.getElementById(arguments[0]); return key && !key.classList.contains('hit')", left), left)
+        self.assertTrue(first)
+        self.wait_for("passed", "main section .state")
+
+    def test_a_run_is_ended_and_goes_on(self):
+        self.idle("left")
+        self.open("camera/left")
+        self.choose("#plan", f"Keys {HOSTILE}")
+        self.click("button", "Start")
+        self.wait_for("Still missing: ", ".missing")
+        self.click("#stop")
+        self.wait_for("incomplete", "main section .state")
+        run = self.api("GET", "/cameras/left")["last_run"]["id"]
+        self.open(f"run/{run}")
+        self.wait_for("interrupted")
+        # The camera is still at it: it is asked again until the dialog has ended.
+        self.click("#resume")
+        self.wait_for("of 2 tests")
+        self.click("main a", "To the camera")
+        self.click("#abort")
+        self.idle("left")
+
+    def test_the_page_comes_back_by_itself(self):
+        self.idle("left", "right")
+        self.open("")
+        self.wait_for("right", ".tile:nth-child(2)")
+        self.assertEqual(self.station.end(signal.SIGTERM), 0 if self.station.process.returncode == 0 else self.station.process.returncode)
+        self.wait_for("looking for it", "#connection")
+        port = self.station.port
+        type(self).station = self.start_station(port)
+        self.wait(lambda: not self.text("#connection"), "the station is there again")
+        run = self.api("POST", "/runs", {"camera": "right", "items": ["battery"], "operator": "Ada"})
+        self.idle("right")
+        self.wait(lambda: self.browser.find_elements(By.CSS_SELECTOR, f".tile a[href='#/run/{run['id']}']"), "the run")
+        camera = self.cameras["right"]
+        camera.end()
+        self.wait_for("not reachable", ".tile:nth-child(2)")
+        self.cameras["right"] = start_camera(self.folder, "right", "R8", camera.port)
+        self.wait(lambda: "not reachable" not in self.text(".tile:nth-child(2)"), "the camera is there again")
+
+    def test_everybody_can_use_it(self):
+        self.idle("left", "right")
+        for scheme, width, scale in [("light", 1280, 1), ("dark", 390, 1), ("light", 640, 2)]:
+            self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
+            self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                                         {"width": width, "height": 800, "deviceScaleFactor": scale, "mobile": False})
+            for view in VIEWS:
+                where = f"{view or 'bench'}, {scheme}, {width}"
+                self.open(view)
+                self.wait(lambda: self.browser.execute_script(
+                    "return document.querySelectorAll('main input, main select, main button').length") > 2, where)
+                self.assertEqual(self.browser.execute_script(CONTRAST), [], where)
+                self.assertLessEqual(self.browser.execute_script("return document.documentElement.scrollWidth"), width, where)
+                low = self.browser.execute_script(
+                    "return [...document.querySelectorAll('button, .button, select, input:not([type=checkbox]), nav a')]"
+                    ".filter((each) => each.checkVisibility() && each.offsetHeight < 44).map((each) => each.outerHTML)")
+                self.assertEqual(low, [], where)
+                nodes = self.browser.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
+                for node in nodes:
+                    role = node.get("role", {}).get("value")
+                    if role in ("button", "link", "textbox", "combobox", "checkbox", "img", "progressbar", "application") and not node["ignored"]:
+                        self.assertTrue(node.get("name", {}).get("value"), f"{where}: {node}")
+        self.browser.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
+        # By keyboard alone: from the scan field to the first camera's button, and its view.
+        self.open("")
+        self.wait_for("left", ".tile")
+        for _ in range(20):
+            if self.browser.execute_script("return document.activeElement.getAttribute('href')") == "#/camera/left":
+                break
+            ActionChains(self.browser).send_keys(Keys.TAB).perform()
+        ActionChains(self.browser).send_keys(Keys.ENTER).perform()
+        self.wait_for("left", "h1")
+
+    def tearDown(self):
+        for line in self.browser.get_log("performance"):
+            message = json.loads(line["message"])["message"]
+            if message["method"] != "Network.requestWillBeSent":
+                continue
+            url = message["params"]["request"]["url"]
+            if url.startswith(("http", "ws")):
+                self.assertTrue(url.startswith(self.origin), url)
+        unwanted = [each["message"] for each in self.browser.get_log("browser")
+                    if each["level"] == "SEVERE" and "Failed to load resource" not in each["message"]]
+        self.assertEqual(unwanted, [])
+
+
+if __name__ == "__main__":
+    # Nothing but this machine, where that can be had.
+    if os.geteuid() == 0 and "DIAGOR_ALONE" not in os.environ:
+        os.environ["DIAGOR_ALONE"] = "1"
+        os.execvp("unshare", ["unshare", "-n", "sh", "-c", 'ip link set lo up && exec "$@"', "sh", sys.executable, *sys.argv])
+    BIN = pathlib.Path(sys.argv[1]).resolve()
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)
