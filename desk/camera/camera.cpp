@@ -125,12 +125,10 @@ std::unique_ptr<desk::Deliveries> Camera::MakeDeliveries() {
   const auto ended = [this](const TARQ::CServerResource& node, const TARQ::CResourceValue& value,
                             const Delivered& delivered) {
     if (!RunsTest(node, value)) return;
-    mEvents.Add(
-        "test-ended",
-        {{"path", TARQ::NodeAccess::Path(node)},
-         {"status", static_cast<std::int64_t>(delivered.status)},
-         {"value", ToTraceValue(delivered.value)},
-         {"elapsed_ms", ToMilliseconds(delivered.elapsed)}});
+    mEvents.Add("test-ended", {{"path", TARQ::NodeAccess::Path(node)},
+                               {"status", static_cast<std::int64_t>(delivered.status)},
+                               {"value", ToTraceValue(delivered.value)},
+                               {"elapsed_ms", ToMilliseconds(delivered.elapsed)}});
   };
   return std::make_unique<desk::Deliveries>(
       *mClock, desk::Deliveries::Watcher{.starts = starts, .ended = ended});

@@ -45,8 +45,8 @@ struct SceneWindow {
   unsigned number = 0;  // no two windows have the same
   bool isDialog = false;
   int dialogTemplate = 0;  // a dialog's, by its number among the program's resources
-  bool red = false;  // a test window's background
-  Area area = {};    // pixels of the screen
+  bool red = false;        // a test window's background
+  Area area = {};          // pixels of the screen
   Colour background = {};
   std::shared_ptr<const Picture> canvas;  // what was drawn on it; null: nothing
   unsigned drawn = 0;                     // pictures drawn so far

@@ -164,8 +164,9 @@ Json DialogJson(const std::optional<WaitingDialog>& dialog, TimePoint now) {
   json["template"] = window.dialogTemplate;
   json["title"] = ToUtf8(window.title);
   AddArea(window.area, json);
-  json["timeout_ms"] =
-      dialog->timesOut ? Json(ToMilliseconds(std::max(*dialog->timesOut - now, Duration(0)))) : Json();
+  json["timeout_ms"] = dialog->timesOut
+                           ? Json(ToMilliseconds(std::max(*dialog->timesOut - now, Duration(0))))
+                           : Json();
   json["controls"] = Json::array();
   for (const Control& control : window.controls) {
     json["controls"].push_back(ControlJson(control, window.Client()));

@@ -44,8 +44,7 @@ void Observation::OpenStep::End(TraceFields fields) {
   if (!IsTraced() || mIndex >= tCurrent->mSteps.size()) return;
   auto& kept = tCurrent->mSteps[mIndex].fields;
   kept.insert(kept.end(), fields.begin(), fields.end());
-  kept.emplace_back("ended",
-                    ToMilliseconds(tCurrent->Elapsed()));
+  kept.emplace_back("ended", ToMilliseconds(tCurrent->Elapsed()));
 }
 
 void Observation::AddRecord(std::string record) {

@@ -100,6 +100,44 @@ TEST_F(ApiTest, ALeaseIsOnesAtATime) {
   EXPECT_EQ(take(R"({"owner":"bench 2","seconds":600})").status, 200U);
 }
 
+// Whoever taps where the dialog says that its buttons are hits one after the other.
+TEST_F(ApiTest, ScreenTellsWhereToTapWhatIsHitAndForHowLong) {
+  const auto screen = [this] { return Ask("GET", "/api/v1/screen").json; };
+  mCamera.Set(".desk.operator.mode", "none");
+  EXPECT_EQ(screen(), nullptr);
+  std::optional<desk::Clock::Participation> mine(std::in_place, mCamera.Camera().Clock(),
+                                                 desk::Clock::Role::Follows);
+  const auto sleepUntil = [this](int ms) {
+    mCamera.Camera().Clock().SleepUntil(std::chrono::milliseconds(ms));
+  };
+  auto result = std::async(std::launch::async,
+                           [this] { return mCamera.Run("test.items.touchscreen.touchscreen"); });
+  sleepUntil(5000);  // the dialog came at 3 s
+  Json before = screen();
+  ASSERT_EQ(before["controls"].size(), 9U);
+  before["controls"].erase(before["controls"].begin() + 1, before["controls"].end());
+  EXPECT_EQ(before, Json::parse(R"({"template":120,"title":"Touch Screen Test","x":149,"y":57,
+      "width":726,"height":486,"timeout_ms":58000.0,"controls":[{"id":1029,"kind":"button",
+      "text":"Hit me!","label":"Hit me!","x":168,"y":105,"width":216,"height":128,"enabled":true,
+      "hit":false}]})"));
+  for (std::size_t i = 0; i < 9; ++i) {
+    const Json target = screen()["controls"][i];
+    EXPECT_EQ(target["hit"], false) << i;
+    const int right = target["x"].get<int>() + target["width"].get<int>() - 1;
+    const int bottom = target["y"].get<int>() + target["height"].get<int>() - 1;
+    mCamera.Set(".desk.touch", std::to_string(right) + "," + std::to_string(bottom));
+    sleepUntil(5010 + 10 * static_cast<int>(i));
+    const Json after = screen()["controls"][i];
+    EXPECT_EQ(after["hit"], true) << i;
+    EXPECT_EQ(after["text"], "OK") << i;
+    EXPECT_EQ(after["label"], "Hit me!") << i;
+  }
+  EXPECT_EQ(screen()["timeout_ms"], nullptr);  // all is seen: it ends by itself
+  mine.reset();
+  EXPECT_EQ(result.get().value, "OK      ");
+  EXPECT_EQ(screen(), nullptr);
+}
+
 // What the knob table says, with names filled in.
 TEST_F(ApiTest, KnobsTellTheirFaults) {
   const Json knobs = Ask("GET", "/api/v1/knobs").json["knobs"];

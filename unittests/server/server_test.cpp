@@ -160,6 +160,37 @@ TEST_F(ServerTest, EventsTellOfATestAndAreTakenUpWhereAClientLeft) {
   EXPECT_EQ(stranger.Id(), ids[0].substr(0, ids[0].find('-')) + "-1");
 }
 
+// At once after a quiet time, else at the end of a tenth of a second, all in one; a key that was
+// hit before changes nothing.
+TEST_F(ServerTest, ChangesOfTheScreenAreToldTenTimesASecond) {
+  mCamera.Set(".desk.operator.mode", "none");
+  mCamera.Set(".desk.clock.at",
+              "10 .desk.key=Up; 10.02 .desk.key=Down; 10.05 .desk.key=Left; 10.11 .desk.key=Push; "
+              "10.5 .desk.key=Up; 11 .desk.key=Store");
+  EventReader events(mServer.Port());
+  mCamera.Run("test.items.buttons.buttons");
+  struct Told {
+    double at;
+    int hit;  // -1: no dialog
+    double left;
+  };
+  constexpr Told kExpected[] = {{1, 0, 60000},    {10, 1, 51000}, {10.1, 3, 50900},
+                                {10.2, 4, 50800}, {11, 5, 50000}, {61, -1, 0}};
+  for (const Told& told : kExpected) {
+    std::string event = events.Next();
+    while (!event.starts_with("screen ")) event = events.Next();
+    const Json data = Json::parse(event.substr(event.find(' ')));
+    const Json& dialog = data["dialog"];
+    EXPECT_EQ(data["at"], told.at) << event;
+    ASSERT_EQ(dialog.is_null(), told.hit < 0) << event;
+    if (dialog.is_null()) continue;
+    EXPECT_EQ(dialog["timeout_ms"], told.left);
+    const auto hit = std::count_if(dialog["controls"].begin(), dialog["controls"].end(),
+                                   [](const Json& control) { return control["hit"] == true; });
+    EXPECT_EQ(hit, told.hit) << event;
+  }
+}
+
 TEST_F(ServerTest, WhoComesBackTooLateIsToldWhatItMissed) {
   client::CameraClient client(mServer.Port());
   EventReader first(mServer.Port());

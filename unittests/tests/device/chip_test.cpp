@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <set>
 
 #include "camera/variant.h"
 #include "support/test_camera.h"
@@ -64,6 +65,26 @@ TEST_P(ChipTest, WhenChipsAreSilentTheirItemsFailAndNoOthers) {
     expected[item] = kSilent.at(GroupOf(item));
     EXPECT_EQ(Results(), expected) << item;
     for (const desk::ChipEntry* const chip : served) Answer(*chip, true);
+  }
+}
+
+// One byte says where a read begins: the first register of all chips but the fuel gauge.
+TEST_P(ChipTest, IsAskedForItsOwnBytes) {
+  const std::map<std::string, std::set<std::size_t>> lengths = {
+      {"eeprom", {8}}, {"tempsens", {13, 2, 4}}, {"battery", {1}}, {"clock", {8}}};
+  for (const auto& item : mCamera.Items()) {
+    const std::string group = GroupOf(item.path.substr(std::string("test.items.").size()));
+    if (!lengths.contains(group)) continue;
+    const Json reply = mCamera.Write(item.path, "run");
+    for (const Json& step : reply["trace"]) {
+      if (step["op"] != "i2c") continue;
+      const bool isGauge = group == "battery" && step["address"] == "aa";
+      const auto registers =
+          isGauge ? std::set<std::string>{"08", "14", "2c"} : std::set<std::string>{"00"};
+      EXPECT_TRUE(registers.contains(step["written"])) << item.path << step;
+      const std::size_t length = step["read"].get<std::string>().size() / 2;
+      EXPECT_TRUE(isGauge ? length == 2 : lengths.at(group).contains(length)) << item.path << step;
+    }
   }
 }
 

@@ -1,10 +1,13 @@
 // Every failure that the interactive tests can report, each by what the operator does or by a knob
 // of the running camera.
+#include <map>
+
 #include "support/fault_case.h"
 
 namespace test {
 namespace {
 
+constexpr int kKeypads = 13;  // cases, the first ones
 const FaultCase kCases[] = {
     // Nobody presses a key: every name of each keypad, in its order and its own spelling.
     {"N", ".desk.operator.mode=none", "buttons",
@@ -83,6 +86,33 @@ const FaultCase kCases[] = {
     {"KY", ".desk.screen.dialogs=false", "lcd_i.bitmaps", "Tested LCD tested (interactive)"},
 };
 
+// Each key alone, by whatever code it sends: its own name is missing and no other key's, and the
+// names of all are what is missing when nobody presses any.
+class LostKeyTest : public ::testing::TestWithParam<FaultCase> {};
+
+TEST_P(LostKeyTest, IsTheOneThatIsMissing) {
+  constexpr std::string_view kMissing = "Keys missing: ";
+  const std::string whole = GetParam().expected.message.substr(kMissing.size());
+  TestCamera camera(GetParam().variant);
+  std::map<std::size_t, std::string> names;  // by place
+  for (int code = 0x08; code <= 0x7B; ++code) {
+    std::ostringstream key;
+    key << "0x" << std::hex << code;
+    camera.Set(".desk.lostkeys", key.str());
+    const Result result = camera.Run(GetParam().item);
+    if (result.status == 0) continue;
+    const std::string name = result.message.substr(kMissing.size());
+    ASSERT_NE(whole.find(name), std::string::npos) << key.str() << " " << name;
+    names[whole.find(name)] = name;
+  }
+  std::string all;
+  for (const auto& [place, name] : names) all += name;
+  EXPECT_EQ(all, whole);
+}
+
+INSTANTIATE_TEST_SUITE_P(Interactive, LostKeyTest,
+                         ::testing::ValuesIn(std::begin(kCases), std::begin(kCases) + kKeypads),
+                         NameOfFault);
 INSTANTIATE_TEST_SUITE_P(Interactive, FaultTest, ::testing::ValuesIn(kCases), NameOfFault);
 
 }  // namespace
