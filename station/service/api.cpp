@@ -99,6 +99,7 @@ const std::vector<Api::Route>& Api::Routes() {
       {"GET", "/api/v1/cameras/{}/screen", Operator, &Api::GetScreen},
       {"GET", "/api/v1/cameras/{}/screen.png", Operator, &Api::GetPicture},
       {"GET", "/api/v1/cameras/{}/knobs", Operator, &Api::GetKnobs},
+      {"GET", "/api/v1/cameras/{}/tree", Operator, &Api::GetTree},
       {"GET", "/api/v1/cameras/{}/tree/{}", Operator, &Api::GetTree},
       {"GET", "/api/v1/cameras/{}/log", Operator, &Api::GetLog},
       {"PUT", "/api/v1/cameras/{}/keys", Operator, &Api::PutKey},

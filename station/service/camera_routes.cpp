@@ -85,7 +85,8 @@ Api::Answer Api::GetKnobs(const Call& call) {
 Api::Answer Api::GetTree(const Call& call) {
   constexpr std::size_t kDeepest = 32;
   const auto depth = static_cast<int>(call.WishedCount("depth", 0, kDeepest));
-  return JsonReply(ClientOf(CameraOf(call.names[0])).Get(call.names[1], depth));
+  const std::string path = call.names.size() > 1 ? call.names[1] : "";  // the root
+  return JsonReply(ClientOf(CameraOf(call.names[0])).Get(path, depth));
 }
 
 Api::Answer Api::GetLog(const Call& call) {
@@ -109,7 +110,7 @@ Api::Answer Api::GetLog(const Call& call) {
 Json Api::SetKnob(const Call& call, const std::string& path, const Json& value) {
   CameraState& camera = CameraOf(call.names[0]);
   try {
-    const Json reply = ClientOf(camera).Set("." + path, value);
+    Json reply = ClientOf(camera).Set("." + path, value);
     camera.ForgetPictures();
     return reply;
   } catch (const client::RefusedError& error) {

@@ -41,6 +41,8 @@ class HttpTest : public ::testing::Test {
       send({200, "text/plain", "", mFile});
     } else if (request.target == "/large") {
       send({200, "text/plain", std::string(kLarge, 'x')});
+    } else if (request.target == "/kept") {
+      send({.body = "kept", .headers = {{"Cache-Control", "max-age=9"}}});
     } else if (request.target == "/healthz") {
       send({200, "application/json", R"({"status":"ok"})"});
     } else {
@@ -63,11 +65,16 @@ class HttpTest : public ::testing::Test {
 TEST_F(HttpTest, RequestsInTurnOnOneConnection) {
   RawClient client(mServer.Port(), "HEAD /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n" +
                                        (kHealth + Put("/node", "written")) +
-                                       "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n");
+                                       "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n"
+                                       "GET /kept HTTP/1.1\r\nHost: localhost\r\n\r\n");
   EXPECT_NE(client.ReadUntil("\r\n\r\n").find("Content-Length: 15\r\n"), std::string::npos);
   EXPECT_TRUE(client.ReadUntil("{\"status\":\"ok\"}").starts_with("HTTP/1.1 200"));
   EXPECT_TRUE(client.ReadUntil("written").starts_with("HTTP/1.1 200"));
   EXPECT_TRUE(client.ReadUntil("\r\n").starts_with("HTTP/1.1 404"));
+  client.ReadUntil("there is nothing\"}");
+  const std::string kept = client.ReadUntil("\r\nkept");
+  EXPECT_NE(kept.find("\r\nCache-Control: max-age=9\r\n"), std::string::npos) << kept;
+  EXPECT_EQ(kept.find("no-store"), std::string::npos) << kept;
 }
 
 // What is no request, or is too large, gets its answer even while the client still sends; then the
