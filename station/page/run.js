@@ -48,7 +48,7 @@ export function run(id) {
           each.lower === null && each.upper === null ? "" : `${number(each.lower)} … ${number(each.upper)}`]))) : null,
       section("Every attempt", table("Attempts in their order", ["No.", "Test", "Result", "Seconds", "Message"],
         run.attempts.map((each) => [each.number, shortItem(each.item) + (each.retry ? ` (try ${each.retry + 1})` : ""),
-          mark(each.result), each.seconds, each.problem || each.message]))),
+          mark(each.result), each.seconds.toFixed(1), each.problem || each.message]))),
       h("details", {}, h("summary", {}, "Plan and versions"), h("p", {}, run.versions), h("pre", {}, run.plan_text)));
     if (noted !== run.note) {
       noted = run.note;
