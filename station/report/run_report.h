@@ -10,8 +10,8 @@
 
 namespace station {
 
-// Log records and the trace as the runner keeps them: a record's bytes; JSON {"steps": [...],
-// "left_out": n}. A picture, where there is one, is a PNG.
+// Log records, the trace and the picture as the runner keeps them: a record's bytes; JSON
+// {"steps": [...], "left_out": n}; a PNG.
 struct AttemptReport : AttemptRecord {
   std::vector<EvidenceRecord> evidence;
 };

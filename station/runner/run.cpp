@@ -144,6 +144,7 @@ class CameraRun {
     mRun = *kept;
     mRun.outcome = Outcome::Running;
     mRun.endedAt.reset();
+    mRun.reason.clear();
     const auto attempts = mStore.Attempts(run.id);
     for (const AttemptRecord& attempt : attempts) state.AddEarlier(attempt);
     return Go(plan, state, attempts, false);
@@ -173,6 +174,7 @@ class CameraRun {
     try {
       Tell(Kind::Begins, state);
       Prepare(plan, isFresh);
+      WatchScreen();
       const bool isThrough = MakeAttempts(plan, state, earlier);
       if (!isThrough) broken = mControl.interrupts ? "interrupted" : "aborted";
     } catch (const client::InterruptedError&) {
@@ -206,6 +208,27 @@ class CameraRun {
       mHold.Describe(mCamera, mRun.serial, texts);
       if (isFresh) mCamera.Set("test.clearResult", true);
     });
+  }
+
+  // Keeps what stands on the screen while a dialog is up: what the operator saw last, should the
+  // test fail. On a virtual clock nobody looks, and dialogs go faster than pictures.
+  void WatchScreen() {
+    try {
+      mCamera.Screen();
+      if (TextOf(mCamera, ".desk.clock.kind") != "real") return;
+      mCamera.Subscribe([this](const client::Event& event) {
+        if (event.kind != "screen" || event.fields["dialog"].is_null()) return;
+        try {
+          mPicture = CameraClient(mAddress.host, mAddress.port, [this] {
+                       return mControl.interrupts.load();
+                     }).Picture(false);
+        } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
+          // A run does not depend on it.
+        }
+      });
+    } catch (const RefusedError&) {  // NOLINT(bugprone-empty-catch)
+      // It does not show its screen, or has no room for another stream.
+    }
   }
 
   // Asks a busy camera again and again, ever later; at last the refusal is thrown.
@@ -282,6 +305,7 @@ class CameraRun {
     client::Attempt attempt;
     attempt.path = item.path;
     attempt.className = item.className;
+    mPicture.clear();
     constexpr milliseconds kLeast{1000};
     const auto longest = mTimes.Longest(item.path);
     const milliseconds patience = longest ? std::max(*longest, kLeast) : mStation.busyPatience;
@@ -295,7 +319,11 @@ class CameraRun {
       isLost = true;
     }
     if (!attempt.problem.empty()) attempt.passed = false;
-    return EndOf(number, attempt);
+    AttemptEnd end = EndOf(number, attempt);
+    if (!end.passed && !mPicture.empty()) {
+      end.evidence.push_back({EvidenceKind::Picture, std::move(mPicture)});
+    }
+    return end;
   }
 
   // On a connection of its own, for a moment only: also after an interruption.
@@ -346,6 +374,7 @@ class CameraRun {
   CameraHold mHold;
   RunRecord mRun;
   KnownTimes mTimes;
+  std::string mPicture;  // of the attempt under way
 };
 
 }  // namespace
