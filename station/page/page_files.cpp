@@ -31,8 +31,9 @@ const PageFile kFiles[] = {
 
 const PageFile* FindPageFile(std::string_view name) {
   if (name.empty()) name = "index.html";
-  const auto* const found = std::find_if(std::begin(kFiles), std::end(kFiles),
-                                         [name](const PageFile& file) { return file.name == name; });
+  const auto* const found =
+      std::find_if(std::begin(kFiles), std::end(kFiles),
+                   [name](const PageFile& file) { return file.name == name; });
   return found == std::end(kFiles) ? nullptr : found;
 }
 

@@ -61,12 +61,17 @@ class Program:
             self.said += line
             if mark in line:
                 break
-        threading.Thread(target=self.process.stderr.read, daemon=True).start()
+        # Read on, so that it is never stopped by a full pipe.
+        self.reader = threading.Thread(target=self.process.stderr.read, daemon=True)
+        self.reader.start()
         self.port = int(re.findall(r":(\d+)", self.said)[-1])
 
     def end(self, how=signal.SIGKILL):
         self.process.send_signal(how)
-        return self.process.wait(PATIENCE)
+        code = self.process.wait(PATIENCE)
+        self.reader.join()
+        self.process.stderr.close()
+        return code
 
 
 def start_camera(folder, name, variant, port=0):
