@@ -61,7 +61,9 @@ export function desk(id) {
         h("summary", {}, `${device} (${rows.length})`), rows.map((knob) => row(knob, values.get(knob.path))))));
       clock.textContent = values.get("desk.clock.local") ? `The camera's clock: ${values.get("desk.clock.local")}` : "";
       log.textContent = lines.lines.map((each) => each.text).join("\n") || "(empty)";
-      const isAuto = values.get("desk.operator.mode") === "auto";
+      // Unless somebody has said it, he is there on the virtual clock.
+      const mode = values.get("desk.operator.mode");
+      const isAuto = mode === "auto" || (!mode && values.get("desk.clock.kind") === "virtual");
       update(head, h("label", {class: "switch"}, h("input", {type: "checkbox", id: "auto", ...(isAuto ? {checked: true} : {}),
         onchange: (event) => turn({path: "desk.operator.mode"}, event.target.checked ? "auto" : "none")}),
       " The automatic operator acts at this camera"),

@@ -35,7 +35,7 @@ export function run(id) {
       run.progress ? h("div", {}, progress(run.progress),
         h("p", {}, h("a", {href: `#/camera/${encodeURIComponent(run.progress.camera)}`}, "To the camera"))) : null,
       isOpen ? h("p", {}, h("button", {class: "main", id: "resume", onclick: resume}, "Go on with this run")) : null,
-      facts({"Camera": `${run.camera.name}, ${run.camera.variant}`, "Serial": run.camera.serial,
+      facts({"Camera": run.camera.name === run.camera.variant ? run.camera.name : `${run.camera.name}, ${run.camera.variant}`, "Serial": run.camera.serial,
         "Scanned": run.scanned_serial === run.camera.serial ? "" : run.scanned_serial, "Plan": run.plan,
         "Operator": run.operator, "Started": moment(run.started_at), "Ended": moment(run.ended_at),
         "Station": run.station, "Run": run.id}),

@@ -74,9 +74,26 @@ class Program:
         return code
 
 
-def start_camera(folder, name, variant, port=0):
-    return Program(["diagor", "-p", str(port)], "http://", DIAGOR_VARIANT=variant, DIAGOR_CLOCK="real",
-                   DIAGOR_ROOT=str(folder / name))
+def start_camera(folder, name, variant, port=0, clock="real", knobs=""):
+    return Program(["diagor", "-p", str(port)], "http://", DIAGOR_VARIANT=variant, DIAGOR_CLOCK=clock,
+                   DIAGOR_ROOT=str(folder / name), DIAGOR_KNOBS=knobs)
+
+
+def start_browser(folder):
+    options = webdriver.ChromeOptions()
+    for word in ["--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu", "--window-size=1280,800",
+                 f"--user-data-dir={folder / 'browser'}", "--disable-background-networking", "--no-first-run"]:
+        options.add_argument(word)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+    options.add_experimental_option("prefs", {"download.default_directory": str(folder)})
+    return webdriver.Chrome(options=options)
+
+
+def be_alone():
+    """Nothing but this machine, where that can be had."""
+    if os.geteuid() == 0 and "DIAGOR_ALONE" not in os.environ:
+        os.environ["DIAGOR_ALONE"] = "1"
+        os.execvp("unshare", ["unshare", "-n", "sh", "-c", 'ip link set lo up && exec "$@"', "sh", sys.executable, *sys.argv])
 
 
 class PageTest(unittest.TestCase):
@@ -92,13 +109,7 @@ class PageTest(unittest.TestCase):
             f'[[camera]]\nname = "{name}"\naddress = "127.0.0.1:{camera.port}"\n' for name, camera in cls.cameras.items()))
         cls.station = cls.start_station(0)
         cls.origin = f"http://127.0.0.1:{cls.station.port}"
-        options = webdriver.ChromeOptions()
-        for word in ["--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu", "--window-size=1280,800",
-                     f"--user-data-dir={cls.folder / 'browser'}", "--disable-background-networking", "--no-first-run"]:
-            options.add_argument(word)
-        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
-        options.add_experimental_option("prefs", {"download.default_directory": str(cls.folder)})
-        cls.browser = webdriver.Chrome(options=options)
+        cls.browser = start_browser(cls.folder)
 
     @classmethod
     def tearDownClass(cls):
@@ -317,9 +328,6 @@ class PageTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    # Nothing but this machine, where that can be had.
-    if os.geteuid() == 0 and "DIAGOR_ALONE" not in os.environ:
-        os.environ["DIAGOR_ALONE"] = "1"
-        os.execvp("unshare", ["unshare", "-n", "sh", "-c", 'ip link set lo up && exec "$@"', "sh", sys.executable, *sys.argv])
+    be_alone()
     BIN = pathlib.Path(sys.argv[1]).resolve()
     unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)
