@@ -217,11 +217,15 @@ class CameraRun {
       mCamera.Screen();
       if (TextOf(mCamera, ".desk.clock.kind") != "real") return;
       mCamera.Subscribe([this](const client::Event& event) {
-        if (event.kind != "screen" || event.fields["dialog"].is_null()) return;
+        const auto dialog = event.fields.find("dialog");
+        const bool isUp = dialog != event.fields.end() && dialog->is_object();
+        if (event.kind != "screen" || !isUp) return;
+        constexpr std::chrono::seconds kPatience{3};  // the test's own answer waits meanwhile
         try {
-          mPicture = CameraClient(mAddress.host, mAddress.port, [this] {
-                       return mControl.interrupts.load();
-                     }).Picture(false);
+          CameraClient camera(mAddress.host, mAddress.port,
+                              [this] { return mControl.interrupts.load(); },
+                              {kPatience, kPatience});
+          mPicture = camera.Picture(false);
         } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
           // A run does not depend on it.
         }
@@ -320,7 +324,7 @@ class CameraRun {
     }
     if (!attempt.problem.empty()) attempt.passed = false;
     AttemptEnd end = EndOf(number, attempt);
-    if (!end.passed && !mPicture.empty()) {
+    if (!end.passed && end.problem.empty() && !mPicture.empty()) {
       end.evidence.push_back({EvidenceKind::Picture, std::move(mPicture)});
     }
     return end;
