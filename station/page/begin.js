@@ -34,7 +34,8 @@ export async function begin(wish, problems) {
     if (error.status === 422 && !chosen.operator.trim()) {
       ways.push(h("button", {onclick: () => document.getElementById("operator")?.focus()}, "Say who tests"));
     }
-    if (error.status === 422 && wish.serial && wish.camera && !wish.despite_serial) {
+    const isOther = wish.serial && wish.camera && state.cameras.get(wish.camera)?.serial !== wish.serial;
+    if (error.status === 422 && isOther && chosen.operator.trim() && !wish.despite_serial) {
       ways.push(h("button", {onclick: () => begin({...wish, despite_serial: true}, problems)},
         "Test it all the same"));
     }

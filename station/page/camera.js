@@ -43,14 +43,14 @@ export function camera(id) {
         h("p", {class: "acts"}, h("button", {id: "abort", onclick: () => abort(false)}, "Stop after this test"), " ",
           h("button", {id: "stop", onclick: () => abort(true)}, "Stop now")),
         h("p", {class: "faint"}, "A camera cannot be stopped within a test; the run can be taken up again."));
-    } else if (actsFor !== "idle") {
+    } else if (actsFor !== each.state) {
       const plan = h("div", {}, field("Plan", planChoice()));
       update(acts, h("form", {class: "start", onsubmit: (event) => {
         event.preventDefault();
         begin({camera: id, plan: document.getElementById("plan").value}, problems);
       }}, operatorField(), plan, h("button", {class: "main", "data-first": true, disabled: each.state === "not reachable"}, "Start")));
     }
-    actsFor = each.run ? "run" : "idle";
+    actsFor = each.run ? "run" : each.state;
   }
 
   function drawScreen(each) {

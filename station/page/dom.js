@@ -6,7 +6,8 @@ export function h(name, properties = {}, ...children) {
   for (const [key, value] of Object.entries(properties)) {
     if (value === null || value === undefined || value === false) continue;
     if (key.startsWith("on")) element.addEventListener(key.slice(2), value);
-    else if (key === "value") element.value = value;
+    // As what it starts with, so that another one makes another element.
+    else if (key === "value") element["defaultValue" in element ? "defaultValue" : "value"] = value;
     else element.setAttribute(key, value === true ? "" : value);
   }
   element.append(...children.flat(Infinity).filter((each) => each !== null && each !== undefined));

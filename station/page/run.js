@@ -14,6 +14,7 @@ export function run(id) {
   const notes = h("div");
   let timer = null;
   let noted = null;
+  let generation = 0;  // what was asked for later counts
 
   const resume = async () => {
     problems.clear();
@@ -58,8 +59,11 @@ export function run(id) {
 
   async function read() {
     timer = null;
+    const mine = ++generation;
     try {
-      draw(await get(`/runs/${encodeURIComponent(id)}`));
+      const read = await get(`/runs/${encodeURIComponent(id)}`);
+      if (mine !== generation) return;
+      draw(read);
       problems.clear();
     } catch (error) {
       problems.show(error);

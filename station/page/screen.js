@@ -94,7 +94,7 @@ export class CameraScreen extends HTMLElement {
     this.heading.textContent = this.dialog?.title ?? "";
     update(this.keys, controls.map((control, index) => h("button", {id: `key-${control.id}`, class: control.hit ? "hit" : "",
       "aria-label": control.hit ? `${name(control, index)}, done` : name(control, index),
-      onclick: () => this.act(actOf(control))}, control.hit ? "✓ " : "", name(control, index))));
+      onclick: () => this.act(actOf(this.dialog.controls.find((each) => each.id === control.id) ?? control))}, control.hit ? "✓ " : "", name(control, index))));
     const missing = controls.map((control, index) => (control.hit ? null : name(control, index))).filter(Boolean);
     const isAnswer = controls.some((each) => each.label.includes("(button"));
     const text = controls.length < 2 || isAnswer ? "" : missing.length ? `Still missing: ${missing.join(", ")}` : "All done";

@@ -68,6 +68,7 @@ export async function reload() {
       state.cameras = new Map(cameras.cameras.map((each) => [each.id, each]));
       state.plans = plans.plans;
     }
+    connected(true);
     tell("reload");
   } catch {
     // The stream says when the station is there again.
@@ -141,6 +142,7 @@ function follow() {
   if (document.hidden) {
     leave?.abort();
     leave = null;
+    lastEvent = "";  // what comes meanwhile is no news when it is read anew
     return;
   }
   if (leave) return;

@@ -215,7 +215,7 @@ class CameraRun {
   void WatchScreen() {
     try {
       mCamera.Screen();
-      if (TextOf(mCamera, ".desk.clock.kind") != "real") return;
+      if (TextOf(mCamera, ".desk.clock.kind") == "virtual") return;
       mCamera.Subscribe([this](const client::Event& event) {
         const auto dialog = event.fields.find("dialog");
         const bool isUp = dialog != event.fields.end() && dialog->is_object();
@@ -232,6 +232,8 @@ class CameraRun {
       });
     } catch (const RefusedError&) {  // NOLINT(bugprone-empty-catch)
       // It does not show its screen, or has no room for another stream.
+    } catch (const client::ConnectionError&) {  // NOLINT(bugprone-empty-catch)
+      // Whether it is lost is seen when it is asked for its first test.
     }
   }
 

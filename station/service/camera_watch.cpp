@@ -110,6 +110,8 @@ void CameraWatch::Hear(const client::Event& event) {
     ++mScreensHeard;
     mCamera.ChangeScreen(event.fields.value("dialog", client::Json()));
   }
+  // Whether a test ended among what was missed is not known.
+  if (event.kind == "gap") mCamera.Change([](CameraFacts& facts) { facts.testsUnderWay = 0; });
   const bool begins = event.kind == "test-started";
   if (!begins && event.kind != "test-ended") return;
   mCamera.Change([begins](CameraFacts& facts) {

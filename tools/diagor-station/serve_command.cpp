@@ -34,7 +34,10 @@ std::uint16_t PortToServe(const station::CameraAddress& listen, const std::strin
 int Serve(Station& station, const Options& options) {
   const std::uint16_t port = PortToServe(station.config.listen, options.port);
   sem_init(&gEnds, 0, 0);
-  for (const int signal : {SIGINT, SIGTERM}) std::signal(signal, [](int) { sem_post(&gEnds); });
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    // Who started it to outlive the terminal has SIGHUP ignored.
+    if (std::signal(signal, [](int) { sem_post(&gEnds); }) == SIG_IGN) std::signal(signal, SIG_IGN);
+  }
   station::Service service(*station.store, station.config,
                            {.version = DIAGOR_STATION_VERSION,
                             .machineUser = WhoActs({}),
