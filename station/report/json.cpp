@@ -17,28 +17,6 @@ Json NumberOrNull(const std::optional<double>& number) {
   return number ? Json(*number) : Json();
 }
 
-// Records as text; the trace as it is; a picture as base64.
-void AddEvidence(Json& json, const AttemptReport& attempt) {
-  json["records"] = Json::array();
-  json["trace"] = nullptr;
-  json["picture"] = nullptr;
-  for (const EvidenceRecord& each : attempt.evidence) {
-    switch (each.kind) {
-      case EvidenceKind::Record:
-        json["records"].push_back(Settled(each.bytes));
-        break;
-      case EvidenceKind::Trace: {
-        Json trace = Json::parse(each.bytes, nullptr, false);
-        if (trace.is_object()) json["trace"] = std::move(trace);
-        break;
-      }
-      case EvidenceKind::Picture:
-        json["picture"] = Base64(each.bytes);
-        break;
-    }
-  }
-}
-
 Json JsonOfAttempt(const RunReport& report, const AttemptReport& attempt) {
   Json json;
   json["number"] = attempt.number;
@@ -56,17 +34,42 @@ Json JsonOfAttempt(const RunReport& report, const AttemptReport& attempt) {
   json["problem"] = attempt.problem;
   json["measurements"] = Json::array();
   for (const MeasurementRecord& each : attempt.measurements) {
-    json["measurements"].push_back({{"name", each.name},
-                                    {"unit", each.unit},
-                                    {"value", each.value},
-                                    {"lower", NumberOrNull(each.lower)},
-                                    {"upper", NumberOrNull(each.upper)}});
+    json["measurements"].push_back(JsonOf(each));
   }
-  AddEvidence(json, attempt);
+  AddEvidence(json, attempt.evidence);
   return json;
 }
 
 }  // namespace
+
+Json JsonOf(const MeasurementRecord& measurement) {
+  return {{"name", measurement.name},
+          {"unit", measurement.unit},
+          {"value", measurement.value},
+          {"lower", NumberOrNull(measurement.lower)},
+          {"upper", NumberOrNull(measurement.upper)}};
+}
+
+void AddEvidence(Json& json, const std::vector<EvidenceRecord>& evidence) {
+  json["records"] = Json::array();
+  json["trace"] = nullptr;
+  json["picture"] = nullptr;
+  for (const EvidenceRecord& each : evidence) {
+    switch (each.kind) {
+      case EvidenceKind::Record:
+        json["records"].push_back(Settled(each.bytes));
+        break;
+      case EvidenceKind::Trace: {
+        Json trace = Json::parse(each.bytes, nullptr, false);
+        if (trace.is_object()) json["trace"] = std::move(trace);
+        break;
+      }
+      case EvidenceKind::Picture:
+        json["picture"] = Base64(each.bytes);
+        break;
+    }
+  }
+}
 
 Json SummaryOf(const RunRecord& run) {
   Json json;

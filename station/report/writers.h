@@ -4,6 +4,7 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "client/camera_client.h"
 #include "station/report/run_report.h"
@@ -12,6 +13,10 @@ namespace station {
 
 // A run without its attempts, as lists have it.
 client::Json SummaryOf(const RunRecord& run);
+// What an attempt measured, and what belongs to it besides: records as text, the trace as it is,
+// the picture as base64, null where there is none.
+client::Json JsonOf(const MeasurementRecord& measurement);
+void AddEvidence(client::Json& json, const std::vector<EvidenceRecord>& evidence);
 // docs/run-report.schema.json. key: who signs it (SigningKey::Id); empty: nobody does. The same run
 // gives the same bytes.
 std::string JsonOf(const RunReport& report, const std::string& key);

@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::size_t kDate = 10;  // of a time's text
 
-Json NumberOrNull(const std::optional<double>& number) {
-  return number ? Json(*number) : Json();
-}
-
 std::string WithoutBlanks(const std::string& text) {
   return text.substr(0, text.find_last_not_of(' ') + 1);
 }
@@ -36,14 +32,6 @@ bool NeedsOperator(const client::TestItem& item) {
     return true;
   }
   return item.className == "CResBitLCD" && !item.path.ends_with(".bitmaps");
-}
-
-Json MeasurementJson(const MeasurementRecord& measurement) {
-  return {{"name", measurement.name},
-          {"unit", measurement.unit},
-          {"value", measurement.value},
-          {"lower", NumberOrNull(measurement.lower)},
-          {"upper", NumberOrNull(measurement.upper)}};
 }
 
 void AddKnown(Json& json, const AttemptReport& attempt, const std::string& variant) {
@@ -76,7 +64,7 @@ Json AttemptJson(const RunReport& report, const AttemptReport& attempt) {
                {"problem", attempt.problem}};
   json["measurements"] = Json::array();
   for (const MeasurementRecord& each : attempt.measurements) {
-    json["measurements"].push_back(MeasurementJson(each));
+    json["measurements"].push_back(JsonOf(each));
   }
   AddKnown(json, attempt, report.run.variant);
   return json;
@@ -195,7 +183,7 @@ Json FailureJson(const FailureRow& row) {
 Json TrendJson(const TrendPoint& point) {
   Json json = {
       {"started_at", TimeText(point.startedAt)}, {"run", point.run}, {"serial", point.serial}};
-  json.update(MeasurementJson(point.measurement));
+  json.update(JsonOf(point.measurement));
   json.erase("name");
   return json;
 }
@@ -215,22 +203,9 @@ Json PlanJson(const Plan& plan, const std::string& name) {
 }
 
 Json EvidenceJson(const std::vector<EvidenceRecord>& evidence, const std::string& picture) {
-  Json json = {{"records", Json::array()}, {"trace", nullptr}, {"picture", nullptr}};
-  for (const EvidenceRecord& each : evidence) {
-    switch (each.kind) {
-      case EvidenceKind::Record:
-        json["records"].push_back(Settled(each.bytes));
-        break;
-      case EvidenceKind::Trace: {
-        Json trace = Json::parse(each.bytes, nullptr, false);
-        if (trace.is_object()) json["trace"] = std::move(trace);
-        break;
-      }
-      case EvidenceKind::Picture:
-        json["picture"] = picture;
-        break;
-    }
-  }
+  Json json;
+  AddEvidence(json, evidence);
+  if (!json["picture"].is_null()) json["picture"] = picture;
   return json;
 }
 
