@@ -17,7 +17,10 @@ struct Request {
   std::string host;    // of the headers; empty: not sent
   std::string origin;
   std::string lastEvent;  // the id of the event that the client saw last
+  std::string cookie;     // "name=value; name=value"
   std::string body;
+  std::string peer;  // the client's address; known where the server has a secure layer
+  bool isSecure = false;
 };
 
 // What is sent piece by piece, for as long as the client takes it.
@@ -29,6 +32,8 @@ class Stream {
   virtual ~Stream() = default;
   // The next piece; empty: there is none yet. One call at a time.
   virtual std::string Next() = 0;
+  // Asked where there is no next piece: the connection ends.
+  virtual bool IsOver() const { return false; }
 };
 
 struct Reply {

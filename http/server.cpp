@@ -30,7 +30,8 @@ bool HasLeft(const beast::error_code& error) {
 }  // namespace
 
 struct Server::State {
-  State(Handler handler, const Limits& limits, Complain onTrouble)
+  State(Handler handler, const Limits& limits, Complain onTrouble,
+        std::shared_ptr<SecureLayer> secure)
       : complain(std::move(onTrouble)),
         connections(limits.connections, limits.streams,
                     [this](Deadline deadline) { WakeAt(deadline); }),
@@ -39,6 +40,7 @@ struct Server::State {
                  .limits = limits,
                  .connections = connections,
                  .files = files,
+                 .secure = std::move(secure),
                  .closed = [this] { acceptPause.cancel(); }},
         acceptor(network),
         acceptPause(network),
@@ -123,8 +125,10 @@ struct Server::State {
   std::thread thread;
 };
 
-Server::Server(Handler handler, const Limits& limits, Complain complain)
-    : mState(std::make_unique<State>(std::move(handler), limits, std::move(complain))) {}
+Server::Server(Handler handler, const Limits& limits, Complain complain,
+               std::shared_ptr<SecureLayer> secure)
+    : mState(std::make_unique<State>(std::move(handler), limits, std::move(complain),
+                                     std::move(secure))) {}
 
 Server::~Server() {
   Stop();
@@ -135,10 +139,10 @@ void Server::Stop() {
   if (mState->thread.joinable()) mState->thread.join();
 }
 
-std::string Server::Bind(std::uint16_t port) {
-  const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), port);
+std::string Server::Bind(std::uint16_t port, const std::string& address) {
   beast::error_code error;
-  mState->acceptor.open(endpoint.protocol(), error);
+  const tcp::endpoint endpoint(asio::ip::make_address(address, error), port);
+  if (!error) mState->acceptor.open(endpoint.protocol(), error);
   if (!error) mState->acceptor.set_option(asio::socket_base::reuse_address(true), error);
   if (!error) mState->acceptor.bind(endpoint, error);
   // Who waited may have left, which the system tells in more than one way: accept returns then, in

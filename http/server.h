@@ -1,5 +1,5 @@
-// The server side of HTTP/1.1 on the loopback address: a port, one thread that reads requests,
-// answers what is quick and sends, and other threads for the rest.
+// The server side of HTTP/1.1: a port, one thread that reads requests, answers what is quick and
+// sends, and other threads for the rest.
 #pragma once
 
 #include <cstdint>
@@ -12,20 +12,25 @@
 
 namespace http {
 
+class SecureLayer;
+
 class Server {
  public:
   // complain: told, on any thread, what went wrong that no client hears of.
   using Complain = std::function<void(const std::string& what)>;
 
-  Server(Handler handler, const Limits& limits, Complain complain);
+  // secure: clients may speak TLS; who does not is answered too, see Request::isSecure.
+  Server(Handler handler, const Limits& limits, Complain complain,
+         std::shared_ptr<SecureLayer> secure = nullptr);
   // Ends the connections. What was given to Run... is waited for; whoever else still has an answer
   // to send must be done with it.
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  // Port 0: any free one. An error's text, or empty. Clients can connect, and wait.
-  std::string Bind(std::uint16_t port);
+  // Port 0: any free one. address: one of this machine, or "0.0.0.0", "::" for all of them. An
+  // error's text, or empty. Clients can connect, and wait.
+  std::string Bind(std::uint16_t port, const std::string& address = "127.0.0.1");
   std::uint16_t Port() const;
   // Starts to answer.
   void Serve();

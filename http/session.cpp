@@ -82,12 +82,45 @@ void Session::Start() {
   beast::error_code ignored;
   mSocket.set_option(tcp::no_delay(true), ignored);
   mSocket.non_blocking(true, ignored);
-  ReadRequest();
+  if (mContext.secure == nullptr) {
+    ReadRequest();
+    return;
+  }
+  mRequest.peer = mSocket.remote_endpoint(ignored).address().to_string(ignored);
+  EndAfter(mContext.limits.request);
+  mSocket.async_wait(tcp::socket::wait_read, [self = shared_from_this()](beast::error_code error) {
+    if (error) {
+      self->Close();
+    } else {
+      self->BeginSecurely();
+    }
+  });
+}
+
+void Session::BeginSecurely() {
+  constexpr char kHandshake = 0x16;  // what a TLS client's first record is
+  beast::error_code error;
+  char first = 0;
+  mSocket.receive(asio::buffer(&first, 1), tcp::socket::message_peek, error);
+  if (error || first != kHandshake) {
+    ReadRequest();
+    return;
+  }
+  mSecure = mContext.secure->Over(mSocket);
+  mSecure->Begin([self = shared_from_this()](beast::error_code failed, std::size_t /*bytes*/) {
+    if (failed) {
+      self->Close();
+      return;
+    }
+    self->mRequest.isSecure = true;
+    self->ReadRequest();
+  });
 }
 
 void Session::Refuse() {
   mIsRefused = true;
-  if (++mContext.refused > mContext.limits.refused) return;  // dropped without a word
+  // Dropped without a word; a handshake is more work than being served.
+  if (++mContext.refused > mContext.limits.refused || mContext.secure != nullptr) return;
   beast::error_code ignored;
   mSocket.non_blocking(true, ignored);
   RefuseRequest(Problem(503, "No room", "too many clients are connected; try again later"));
@@ -120,16 +153,24 @@ void Session::ReadRequest() {
   }
 }
 
+template <typename Then>
+void Session::ReadSome(Then then) {
+  if (mSecure != nullptr) {
+    mSecure->ReadSome(mBuffer.prepare(kReadAtOnce), std::move(then));
+  } else {
+    mSocket.async_read_some(mBuffer.prepare(kReadAtOnce), std::move(then));
+  }
+}
+
 void Session::ReadMore() {
-  mSocket.async_read_some(mBuffer.prepare(kReadAtOnce),
-                          [self = shared_from_this()](beast::error_code error, std::size_t bytes) {
-                            if (error) {
-                              self->Close();
-                              return;
-                            }
-                            self->mBuffer.commit(bytes);
-                            self->Parse();
-                          });
+  ReadSome([self = shared_from_this()](beast::error_code error, std::size_t bytes) {
+    if (error) {
+      self->Close();
+      return;
+    }
+    self->mBuffer.commit(bytes);
+    self->Parse();
+  });
 }
 
 void Session::Parse() {
@@ -179,6 +220,7 @@ void Session::TakeHeader() {
   mRequest.host = std::string(message[field::host]);
   mRequest.origin = std::string(message[field::origin]);
   mRequest.lastEvent = std::string(message["Last-Event-ID"]);
+  mRequest.cookie = std::string(message[field::cookie]);
   mParser->eager(true);
 }
 
@@ -373,7 +415,10 @@ void Session::ContinueStream() {
 void Session::SendNext() {
   if (mIsSending || !mSocket.is_open()) return;
   mBody = mStream->Next();
-  if (mBody.empty()) return;
+  if (mBody.empty()) {
+    if (mStream->IsOver()) Close();
+    return;
+  }
   mUnsent = {asio::buffer(mBody), {}};
   mIsSending = true;
   EndAfter(mContext.limits.reply);
@@ -387,6 +432,17 @@ void Session::StreamSent() {
 }
 
 void Session::Write(Step then) {
+  auto goOn = [self = shared_from_this(), then](beast::error_code failed, std::size_t /*bytes*/) {
+    if (failed) {
+      self->Close();
+    } else {
+      (self.get()->*then)();
+    }
+  };
+  if (mSecure != nullptr) {
+    mSecure->Write(mUnsent, std::move(goOn));
+    return;
+  }
   beast::error_code error;
   std::size_t sent = mSocket.write_some(mUnsent, error);
   if (error && error != asio::error::would_block) {
@@ -402,37 +458,33 @@ void Session::Write(Step then) {
     (this->*then)();
     return;
   }
-  asio::async_write(mSocket, mUnsent,
-                    [self = shared_from_this(), then](beast::error_code failed, std::size_t) {
-                      if (failed) {
-                        self->Close();
-                      } else {
-                        (self.get()->*then)();
-                      }
-                    });
+  asio::async_write(mSocket, mUnsent, std::move(goOn));
 }
 
 // What the client still sends is taken for a while: a socket that is closed with something unread
 // would tear the reply away from it.
 void Session::SayFarewell() {
   mContext.connections.ComeTo(*this, Stage::Silent);
+  EndAfter(mContext.limits.farewell);
+  if (mSecure != nullptr) {
+    mSecure->EndSending([self = shared_from_this()](beast::error_code /*error*/,
+                                                    std::size_t /*bytes*/) { self->Close(); });
+    return;
+  }
   beast::error_code ignored;
   mSocket.shutdown(tcp::socket::shutdown_send, ignored);
-  EndAfter(mContext.limits.farewell);
   DiscardRest();
 }
 
 void Session::DiscardRest() {
   mBuffer.clear();
-  mSocket.async_read_some(
-      mBuffer.prepare(kReadAtOnce),
-      [self = shared_from_this()](beast::error_code error, std::size_t /*bytes*/) {
-        if (error) {
-          self->Close();
-        } else {
-          self->DiscardRest();
-        }
-      });
+  ReadSome([self = shared_from_this()](beast::error_code error, std::size_t /*bytes*/) {
+    if (error) {
+      self->Close();
+    } else {
+      self->DiscardRest();
+    }
+  });
 }
 
 void Session::EndAfter(std::chrono::milliseconds limit) {

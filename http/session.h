@@ -2,8 +2,6 @@
 #pragma once
 
 #include <array>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
@@ -14,11 +12,9 @@
 #include "http/lane.h"
 #include "http/limits.h"
 #include "http/message.h"
+#include "http/secure_channel.h"
 
 namespace http {
-
-using NetworkExecutor = boost::asio::io_context::executor_type;
-using Socket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, NetworkExecutor>;
 
 // What the sessions of a server have in common; it outlives them.
 struct SessionContext {
@@ -26,9 +22,10 @@ struct SessionContext {
   Handler handler;
   Limits limits;
   Connections& connections;
-  Lane& files;                   // reads them
-  std::function<void()> closed;  // told when a descriptor is free again
-  std::size_t refused = 0;       // connections that are being told that there is no room
+  Lane& files;                          // reads them
+  std::shared_ptr<SecureLayer> secure;  // null: nobody speaks TLS here
+  std::function<void()> closed;         // told when a descriptor is free again
+  std::size_t refused = 0;              // connections that are being told that there is no room
 };
 
 // All on the network's thread, where also its last holder leaves it.
@@ -49,7 +46,12 @@ class Session : public Connection, public std::enable_shared_from_this<Session> 
   struct Piece;
   struct Pending;
 
+  // With the first byte there: of a TLS handshake, or of a request.
+  void BeginSecurely();
   void ReadRequest();
+  // Into mBuffer; then(error, bytes).
+  template <typename Then>
+  void ReadSome(Then then);
   void ReadMore();
   void Parse();
   void TakeHeader();
@@ -76,6 +78,7 @@ class Session : public Connection, public std::enable_shared_from_this<Session> 
 
   SessionContext& mContext;
   Socket mSocket;
+  std::unique_ptr<SecureChannel> mSecure;  // null: in the clear
   // Itself, while nothing on the network waits for it: its reply, or a piece of a file, is on the
   // way.
   std::shared_ptr<Session> mAwaited;

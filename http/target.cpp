@@ -26,21 +26,30 @@ std::optional<std::string> PercentDecoded(std::string_view text) {
   return decoded;
 }
 
-// A host and perhaps a port, or an origin of them.
-bool NamesThisMachine(std::string text) {
+std::string Lower(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  std::string_view host = text;
+  return text;
+}
+
+// "name", or "name:22180".
+bool Names(std::string_view host, std::string_view name) {
+  if (!host.starts_with(name)) return false;
+  std::string_view port = host.substr(name.size());
+  if (port.empty()) return true;
+  if (port.front() != ':') return false;
+  port.remove_prefix(1);
+  return port.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// A host and perhaps a port, or an origin of them.
+bool NamesThisMachine(const std::string& text) {
+  const std::string lower = Lower(text);
+  std::string_view host = lower;
   if (host.starts_with("http://")) host.remove_prefix(7);
-  for (const std::string_view name : {"localhost", "127.0.0.1", "[::1]"}) {
-    if (!host.starts_with(name)) continue;
-    std::string_view port = host.substr(name.size());
-    if (port.empty()) return true;
-    if (port.front() != ':') continue;
-    port.remove_prefix(1);
-    return port.find_first_not_of("0123456789") == std::string_view::npos;
-  }
-  return false;
+  constexpr std::string_view kNames[] = {"localhost", "127.0.0.1", "[::1]"};
+  return std::any_of(std::begin(kNames), std::end(kNames),
+                     [host](std::string_view name) { return Names(host, name); });
 }
 
 }  // namespace
@@ -73,6 +82,30 @@ std::optional<std::string> DecodedQuery(std::string_view text) {
 bool IsLocal(const Request& request) {
   return NamesThisMachine(request.host) &&
          (request.origin.empty() || NamesThisMachine(request.origin));
+}
+
+bool IsFor(const Request& request, const std::vector<std::string>& hosts) {
+  const std::string host = Lower(request.host);
+  const bool isOurs = std::any_of(hosts.begin(), hosts.end(), [&host](const std::string& name) {
+    return Names(host, Lower(name));
+  });
+  // Another program's page on the same machine has the same host and another port.
+  return isOurs && (request.origin.empty() || Lower(request.origin) == "https://" + host);
+}
+
+std::string CookieOf(const Request& request, std::string_view name) {
+  std::string_view rest = request.cookie;
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find(';'), rest.size());
+    std::string_view pair = rest.substr(0, end);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    pair.remove_prefix(std::min(pair.find_first_not_of(' '), pair.size()));
+    const std::size_t equals = std::min(pair.find('='), pair.size());
+    if (pair.substr(0, equals) == name) {
+      return std::string(pair.substr(std::min(equals + 1, pair.size())));
+    }
+  }
+  return {};
 }
 
 }  // namespace http

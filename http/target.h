@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "http/message.h"
 
@@ -26,5 +27,12 @@ std::optional<std::string> DecodedQuery(std::string_view text);
 // Whether the request comes from this machine: neither from a page elsewhere, nor by a name that
 // somebody made point here.
 bool IsLocal(const Request& request);
+
+// Whether the request's host is one of those, with any port or none, and the request comes from a
+// page of that very server, or from no page.
+bool IsFor(const Request& request, const std::vector<std::string>& hosts);
+
+// The value of a request's cookie; empty: it has none of that name.
+std::string CookieOf(const Request& request, std::string_view name);
 
 }  // namespace http
