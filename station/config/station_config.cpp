@@ -76,7 +76,24 @@ std::vector<CameraAddress> TakeCameras(const std::string& file, TableReader& rea
   return cameras;
 }
 
+// What others can reach says who it is, by a certificate, and by which names it is reached: a name
+// that somebody else made point here is none of them.
+void CheckOpen(const StationConfig& config, const TableReader& reader) {
+  if (!config.IsOpenToOthers()) return;
+  const char* const missing = config.certificate.empty()      ? "certificate"
+                              : config.certificateKey.empty() ? "key"
+                              : config.hosts.empty()          ? "hosts"
+                                                              : nullptr;
+  if (missing == nullptr) return;
+  throw std::runtime_error(reader.AtKey("listen") + "listen: others can reach " +
+                           config.listen.Text() + ": " + missing + " must be there too");
+}
+
 }  // namespace
+
+bool StationConfig::IsOpenToOthers() const {
+  return listen.host != "localhost" && listen.host != "::1" && !listen.host.starts_with("127.");
+}
 
 std::string MachineName() {
   std::array<char, 65> name{};
@@ -116,7 +133,14 @@ StationConfig LoadConfig(const std::optional<std::string>& file) {
                                  "\" is no address with a port, as 127.0.0.1:22180");
       }
     }
+    if (const auto path = reader.TakeIfThere<std::string>("certificate")) {
+      config.certificate = here / *path;
+    }
+    if (const auto path = reader.TakeIfThere<std::string>("key"))
+      config.certificateKey = here / *path;
+    for (const auto& host : reader.TakeNames("hosts")) config.hosts.push_back(host.name);
     reader.Finish();
+    CheckOpen(config, reader);
   }
   if (config.cameras.empty()) config.cameras.push_back({"", "127.0.0.1", kDeskPort});
   return config;

@@ -17,6 +17,13 @@ struct StationConfig {
   std::filesystem::path plans;  // folder
   std::vector<CameraAddress> cameras;
   CameraAddress listen{"", "127.0.0.1", 22180};  // where the service answers
+  // Of a station that others can reach: PEM files, and the names that it is reached by.
+  std::filesystem::path certificate;
+  std::filesystem::path certificateKey;
+  std::vector<std::string> hosts;
+
+  // Whether other machines can reach the service.
+  bool IsOpenToOthers() const;
 };
 
 // file: none: $XDG_CONFIG_HOME/diagor-station/station.toml, where there is one. Without a file: one

@@ -21,20 +21,6 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-std::string_view RoleText(Role role) {
-  switch (role) {
-    case Role::Operator:
-      return "operator";
-    case Role::Engineer:
-      return "engineer";
-    case Role::Administrator:
-      return "administrator";
-    case Role::Anybody:
-      break;
-  }
-  return "";
-}
-
 Names PartsOf(std::string_view path) {
   Names parts;
   while (!path.empty()) {
@@ -89,6 +75,11 @@ const std::vector<Api::Route>& Api::Routes() {
       {"GET", "/", Anybody, &Api::GetPage, true},
       {"GET", "/healthz", Anybody, &Api::GetHealth},
       {"GET", "/metrics", Anybody, &Api::GetMetrics},
+      {"POST", "/api/v1/sign-in", Anybody, &Api::PostSignIn},
+      {"POST", "/api/v1/sign-out", Anybody, &Api::PostSignOut},
+      {"GET", "/api/v1/users", Administrator, &Api::GetUsers},
+      {"POST", "/api/v1/users", Administrator, &Api::PostUser},
+      {"PUT", "/api/v1/users/{}", Administrator, &Api::PutUser},
       {"GET", "/api/v1/station", Operator, &Api::GetStation},
       {"GET", "/api/v1/events", Operator, &Api::GetEvents, true},
       {"GET", "/api/v1/plans", Operator, &Api::GetPlans},
@@ -130,14 +121,30 @@ const std::vector<Api::Route>& Api::Routes() {
 
 Api::Api(Parts parts, Longer longer) : mParts(std::move(parts)), mLonger(std::move(longer)) {}
 
-// On the loopback address nobody signs in.
-Actor Api::WhoAsks() const {
-  return {"", Role::Administrator};
+Api::Answer Api::Misdirected(const http::Request& request) const {
+  constexpr const char* kTitle = "Not from here";
+  if (mParts.signIns == nullptr) {
+    if (http::IsLocal(request)) return std::nullopt;
+    return Problem(403, kTitle, "this station answers requests to localhost only");
+  }
+  if (!http::IsFor(request, mParts.config.hosts)) {
+    return Problem(403, kTitle,
+                   "this station answers by the names that its settings list as hosts, and its own "
+                   "page alone");
+  }
+  if (request.isSecure) return std::nullopt;
+  Reply reply = Problem(403, kTitle, "this station answers https alone");
+  // Whoever typed the name alone comes to the page all the same.
+  if (request.method == "GET" || request.method == "HEAD") {
+    reply.status = 308;
+    reply.headers.emplace_back("Location", "https://" + request.host + request.target);
+  }
+  return reply;
 }
 
 void Api::Handle(const http::Request& request, const http::Send& send) {
-  if (!http::IsLocal(request)) {
-    send(Problem(403, "Not from here", "this station answers requests to localhost only"));
+  if (auto answer = Misdirected(request)) {
+    send(std::move(*answer));
     return;
   }
   const auto target = http::ParseTarget(request.target);
@@ -155,12 +162,11 @@ void Api::Handle(const http::Request& request, const http::Send& send) {
       others.append(others.empty() ? "" : ", ").append(route.method);
       continue;
     }
-    const Call call{request, *target, std::move(*names), WhoAsks(), send};
-    if (call.actor.role < route.least) {
-      send(Problem(403, "Not allowed",
-                   std::string("that takes a role of its own: ").append(RoleText(route.least))));
-    } else if (route.isQuick) {
-      Answers(route, call);
+    Call call{request, *target, std::move(*names), {}, send};
+    // Who asks is looked up where others need not wait for it.
+    const bool isOpen = mParts.signIns == nullptr || route.least == Role::Anybody;
+    if (route.isQuick && isOpen) {
+      Answers(route, std::move(call));
     } else if (!mLonger([this, &route, call] { Answers(route, call); })) {
       send(Problem(503, "No room", "the machine has no thread left; try again later"));
     }
@@ -177,9 +183,20 @@ void Api::Handle(const http::Request& request, const http::Send& send) {
   send(std::move(reply));
 }
 
-void Api::Answers(const Route& route, const Call& call) {
+void Api::Answers(const Route& route, Call call) {
   Answer answer;
   try {
+    // On the loopback address nobody signs in.
+    call.actor = mParts.signIns == nullptr
+                     ? Actor{"", Role::Administrator}
+                     : mParts.signIns->WhoHas(http::CookieOf(call.request, kSessionCookie));
+    if (call.actor.role < route.least) {
+      if (call.actor.role == Role::Anybody) {
+        throw Refusal(401, "Not signed in", "sign in first: POST /api/v1/sign-in");
+      }
+      throw Refusal(403, "Not allowed",
+                    std::string("that takes a role of its own: ").append(RoleText(route.least)));
+    }
     answer = (this->*route.answer)(call);
   } catch (...) {
     answer = ProblemOfException();
@@ -300,9 +317,13 @@ Api::Answer Api::GetMetrics(const Call& /*call*/) {
 Api::Answer Api::GetEvents(const Call& call) {
   const std::string last =
       call.request.lastEvent.empty() ? call.Wish("after").value_or("") : call.request.lastEvent;
-  return Reply{200, "text/event-stream", "", nullptr,
-               std::make_shared<http::EventStream<Events>>(
-                   mParts.events, last, [](const StationEvent& event) { return event.data; })};
+  std::shared_ptr<http::Stream> stream = std::make_shared<http::EventStream<Events>>(
+      mParts.events, last, [](const StationEvent& event) { return event.data; });
+  if (mParts.signIns != nullptr) {
+    stream =
+        mParts.signIns->Guarded(std::move(stream), http::CookieOf(call.request, kSessionCookie));
+  }
+  return Reply{200, "text/event-stream", "", nullptr, std::move(stream)};
 }
 
 Api::Answer Api::GetPlans(const Call& /*call*/) {

@@ -19,17 +19,10 @@
 #include "station/service/camera_state.h"
 #include "station/service/events.h"
 #include "station/service/runs.h"
+#include "station/service/sign_in.h"
 #include "station/store/store.h"
 
 namespace station {
-
-// Each may also do what those before it may.
-enum class Role { Anybody, Operator, Engineer, Administrator };
-
-struct Actor {
-  std::string name;  // empty: nobody has signed in
-  Role role = Role::Anybody;
-};
 
 class Api {
  public:
@@ -43,6 +36,8 @@ class Api {
     Events& events;
     Runs& runs;
     const SigningKey& key;
+    SignIns* signIns;  // null: nobody signs in, everybody comes from this machine
+    std::function<void()> continueStreams;
     std::string version;
     std::string machineUser;  // who acts where nobody has said who
   };
@@ -79,14 +74,20 @@ class Api {
   };
   static const std::vector<Route>& Routes();
 
-  Actor WhoAsks() const;
-  void Answers(const Route& route, const Call& call);
+  // None: the request is for this station, and safe from others' eyes.
+  Answer Misdirected(const http::Request& request) const;
+  void Answers(const Route& route, Call call);
 
   Answer GetPage(const Call& call);
   Answer GetStation(const Call& call);
   Answer GetHealth(const Call& call);
   Answer GetMetrics(const Call& call);
   Answer GetEvents(const Call& call);
+  Answer PostSignIn(const Call& call);
+  Answer PostSignOut(const Call& call);
+  Answer GetUsers(const Call& call);
+  Answer PostUser(const Call& call);
+  Answer PutUser(const Call& call);
   Answer GetPlans(const Call& call);
   Answer GetExplanation(const Call& call);
 
@@ -117,6 +118,7 @@ class Api {
   Answer GetFailures(const Call& call);
   Answer GetTrend(const Call& call);
 
+  SignIns& NeededSignIns() const;
   CameraState& CameraOf(const std::string& id);
   CameraState& CameraOfSerial(const std::string& serial);
   CameraState& CameraForRun(const client::Json& body);
@@ -132,6 +134,9 @@ class Api {
   const Longer mLonger;
   std::atomic<bool> mEnds{false};
 };
+
+// The browser gives it back to this host alone, over TLS alone.
+constexpr char kSessionCookie[] = "__Host-diagor-station";
 
 // Of a body; none where it is not there.
 std::optional<std::string> TextIn(const client::Json& body, const char* key);

@@ -188,6 +188,12 @@ Json TrendJson(const TrendPoint& point) {
   return json;
 }
 
+Json UserJson(const UserRecord& user) {
+  Json json{{"name", user.name}, {"role", user.role}, {"disabled_at", nullptr}};
+  if (user.disabledAt) json["disabled_at"] = TimeText(*user.disabledAt);
+  return json;
+}
+
 Json PlanJson(const Plan& plan, const std::string& name) {
   return {{"name", name},
           {"title", plan.title},

@@ -30,6 +30,8 @@ Json ItemJson(const client::TestItem& item);
 Json YieldJson(const YieldRow& row);
 Json FailureJson(const FailureRow& row);
 Json TrendJson(const TrendPoint& point);
+// Without the password's hash.
+Json UserJson(const UserRecord& user);
 Json PlanJson(const Plan& plan, const std::string& name);
 // picture: where it is to be had.
 Json EvidenceJson(const std::vector<EvidenceRecord>& evidence, const std::string& picture);

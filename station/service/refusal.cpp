@@ -16,7 +16,11 @@ http::Reply ProblemOfException() {
   try {
     throw;
   } catch (const Refusal& refusal) {
-    return Problem(refusal.status, refusal.title, refusal.what());
+    http::Reply reply = Problem(refusal.status, refusal.title, refusal.what());
+    if (refusal.retryAfter > 0) {
+      reply.headers.emplace_back("Retry-After", std::to_string(refusal.retryAfter));
+    }
+    return reply;
   } catch (const RunRefused& refused) {
     return Problem(kConflict, "Not allowed now", refused.what());
   } catch (const client::RefusedError& refused) {

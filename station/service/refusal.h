@@ -14,6 +14,7 @@ class Refusal : public std::runtime_error {
       : std::runtime_error(detail), status(httpStatus), title(std::move(what)) {}
   unsigned status;
   std::string title;
+  unsigned retryAfter = 0;  // seconds; 0: nobody knows
 };
 
 inline Refusal NoSuch(const std::string& detail) {

@@ -1,10 +1,18 @@
 #include "station/service/service.h"
 
+#include <algorithm>
+#include <condition_variable>
 #include <list>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
 
 #include "http/server.h"
+#include "http/tls.h"
+#include "station/runner/run.h"
 #include "station/service/api.h"
 #include "station/service/camera_watch.h"
+#include "station/service/sign_in.h"
 
 namespace station {
 
@@ -25,6 +33,56 @@ StationIdentity IdentityOf(const StationConfig& config, const std::string& versi
   return identity;
 }
 
+// Whoever could sign in to make other users of the station is to be there before others can try.
+std::shared_ptr<http::SecureLayer> SecureLayerOf(const StationConfig& config, Store& store) {
+  if (!config.IsOpenToOthers()) return nullptr;
+  const auto users = store.Users();
+  const bool isSomebodyThere = std::any_of(users.begin(), users.end(),
+                                           [](const UserRecord& each) { return !each.disabledAt; });
+  if (!isSomebodyThere) {
+    throw std::runtime_error(
+        "others can reach " + config.listen.Text() +
+        ", and nobody could sign in: diagor-station user add NAME --role administrator");
+  }
+  return http::LoadTls(config.certificate.string(), config.certificateKey.string());
+}
+
+// Users are changed by the command line too: their streams end within seconds.
+class StreamGuard {
+ public:
+  explicit StreamGuard(std::function<void()> look) : mLook(std::move(look)) {}
+  void Start() {
+    mThread = std::thread([this] { Loop(); });
+  }
+  ~StreamGuard() {
+    {
+      const std::lock_guard lock(mLock);
+      mEnds = true;
+    }
+    mWake.notify_one();
+    if (mThread.joinable()) mThread.join();
+  }
+  StreamGuard(const StreamGuard&) = delete;
+  StreamGuard& operator=(const StreamGuard&) = delete;
+
+ private:
+  void Loop() {
+    constexpr std::chrono::seconds kPause{5};
+    std::unique_lock lock(mLock);
+    while (!mWake.wait_for(lock, kPause, [this] { return mEnds; })) {
+      lock.unlock();
+      mLook();
+      lock.lock();
+    }
+  }
+
+  const std::function<void()> mLook;
+  std::mutex mLock;
+  std::condition_variable mWake;
+  bool mEnds = false;
+  std::thread mThread;
+};
+
 }  // namespace
 
 struct Service::State {
@@ -32,6 +90,7 @@ struct Service::State {
       : store(where),
         config(settings),
         key(SigningKey::LoadOrMake(config.data / "station.key")),
+        secure(SecureLayerOf(config, store)),
         runs(store, IdentityOf(config, options.version), events, options.complain),
         api({.store = store,
              .config = config,
@@ -39,12 +98,21 @@ struct Service::State {
              .events = events,
              .runs = runs,
              .key = key,
+             .signIns = secure == nullptr ? nullptr : &signIns.emplace(store, Now),
+             .continueStreams = [this] { server.ContinueStreams(); },
              .version = options.version,
              .machineUser = options.machineUser},
             [this](auto work) { return server.RunLong(std::move(work)); }),
         server([this](const http::Request& request,
                       const http::Send& send) { api.Handle(request, send); },
-               LimitsOfStation(), options.complain) {
+               LimitsOfStation(), options.complain, secure),
+        guard([this, complain = options.complain] {
+          try {
+            if (signIns->EndStreams()) server.ContinueStreams();
+          } catch (const std::exception& error) {
+            complain(std::string("whether all are signed in still is not known: ") + error.what());
+          }
+        }) {
     for (const CameraAddress& each : config.cameras) cameras.emplace_back(each, events);
     events.OnAdd([this] { server.ContinueStreams(); });
   }
@@ -63,11 +131,14 @@ struct Service::State {
   Store& store;
   const StationConfig config;
   const SigningKey key;
+  const std::shared_ptr<http::SecureLayer> secure;  // null: nobody else can reach it
+  std::optional<SignIns> signIns;
   Events events;
   std::list<CameraState> cameras;
   Runs runs;
   Api api;
   http::Server server;
+  StreamGuard guard;
   std::list<CameraWatch> watches;
 };
 
@@ -77,7 +148,8 @@ Service::Service(Store& store, const StationConfig& config, const Options& optio
 Service::~Service() = default;
 
 std::string Service::Bind(std::uint16_t port) {
-  return mState->server.Bind(port);
+  const std::string& host = mState->config.listen.host;
+  return mState->server.Bind(port, host == "localhost" ? "127.0.0.1" : host);
 }
 
 std::uint16_t Service::Port() const {
@@ -86,6 +158,7 @@ std::uint16_t Service::Port() const {
 
 void Service::Serve() {
   for (CameraState& camera : mState->cameras) mState->watches.emplace_back(camera, mState->store);
+  if (mState->signIns) mState->guard.Start();
   mState->server.Serve();
 }
 

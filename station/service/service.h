@@ -19,14 +19,15 @@ class Service {
     // Told, on any thread, what went wrong that no client hears of.
     std::function<void(const std::string& what)> complain;
   };
-  // std::runtime_error: the station's key cannot be read or made.
+  // std::runtime_error: the station's key cannot be read or made; it is open to others, and its
+  // certificate cannot be read or there is nobody who could sign in.
   Service(Store& store, const StationConfig& config, const Options& options);
   // Ends: no further attempt begins, those under way are kept as interrupted. Within seconds.
   ~Service();
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
-  // On the loopback address. Port 0: any free one. An error's text, or empty.
+  // At the address of the settings. Port 0: any free one. An error's text, or empty.
   std::string Bind(std::uint16_t port);
   std::uint16_t Port() const;
   // Watches the cameras and answers.

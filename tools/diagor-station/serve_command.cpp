@@ -15,12 +15,7 @@ namespace {
 
 sem_t gEnds;
 
-// Whose address it is, and the port.
 std::uint16_t PortToServe(const station::CameraAddress& listen, const std::string& wish) {
-  if (listen.host != "127.0.0.1" && listen.host != "localhost") {
-    throw UsageError("listen = \"" + listen.Text() +
-                     "\": only the loopback address is served, as 127.0.0.1:22180");
-  }
   if (wish.empty()) return listen.port;
   try {
     return wish == "0" ? std::uint16_t{0} : station::AddressOf("127.0.0.1:" + wish).port;
@@ -47,7 +42,10 @@ int Serve(Station& station, const Options& options) {
     throw UsageError("port " + std::to_string(port) + " cannot be served: " + problem);
   }
   service.Serve();
-  std::cerr << "diagor-station: serving http://127.0.0.1:" << service.Port() << std::endl;
+  const bool isOpen = station.config.IsOpenToOthers();
+  std::cerr << "diagor-station: serving " << (isOpen ? "https://" : "http://")
+            << (isOpen ? station.config.hosts.front() : "127.0.0.1") << ":" << service.Port()
+            << std::endl;
   while (sem_wait(&gEnds) != 0 && errno == EINTR) {
   }
   return kNothingFailed;
