@@ -1,21 +1,24 @@
 // The page: which view the address names, and what every view has.
-import {h} from "./dom.js";
-import {announce, listen, start, state} from "./station.js";
+import {h, update} from "./dom.js";
+import {announce, chosen, listen, signOut, start, state} from "./station.js";
 import {bench} from "./bench.js";
 import {camera} from "./camera.js";
 import {desk} from "./desk.js";
 import {history} from "./history.js";
 import {run} from "./run.js";
+import {signIn} from "./sign_in.js";
 import {statistics} from "./statistics.js";
+import {users} from "./users.js";
 
 // Each makes {title, element, onNews(kind, data), close()} of the rest of the address and its query.
-const kViews = {"": bench, camera, run, history, statistics, desk};
+const kViews = {"": bench, camera, run, history, statistics, desk, users};
 let view = null;
+let isSignedOut = false;
 
 function show() {
   const [path, search] = location.hash.replace(/^#\/?/, "").split("?");
   const [name, ...rest] = path.split("/");
-  const make = kViews[name] ?? bench;
+  const make = isSignedOut ? signIn : kViews[name] ?? bench;
   view?.close?.();
   view = make(rest.map(decodeURIComponent).join("/"), new URLSearchParams(search ?? ""));
   document.getElementById("main").replaceChildren(h("h1", {tabindex: "-1"}, view.title), view.element);
@@ -29,9 +32,29 @@ function show() {
   (view.element.querySelector("[data-first]") ?? document.querySelector("h1")).focus({preventScroll: true});
 }
 
+// Nobody signs in at a station that its own machine alone can reach.
+function drawWho() {
+  const {who, role} = state.station;
+  if (who && who !== chosen.operator) {
+    chosen.operator = who;
+    show();
+  }
+  document.getElementById("to-users").hidden = !who || role !== "administrator";
+  update(document.getElementById("who"), ...(who ? [`${who}, ${role} `, h("button", {id: "sign-out", onclick: signOut}, "Sign out")] : []));
+}
+
 listen((kind, data) => {
+  if (kind === "sign-in") {
+    if (isSignedOut) return;
+    isSignedOut = true;
+    document.querySelector("nav").hidden = true;
+    document.getElementById("who").replaceChildren();
+    show();
+    return;
+  }
   if (kind === "reload") {
     document.getElementById("station").textContent = state.station.name;
+    drawWho();
     document.getElementById("to-desk").hidden = ![...state.cameras.values()].some((each) => each.is_desk);
     document.title = `${view.title} – ${state.station.name}`;
   }

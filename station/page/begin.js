@@ -8,8 +8,10 @@ export function planChoice() {
     {onchange: (event) => { chosen.plan = event.target.value; }});
 }
 
+// Who has signed in tests.
 export function operatorField() {
-  return field("Operator", h("input", {id: "operator", autocomplete: "off", maxlength: "80", value: chosen.operator,
+  const who = state.station?.who ?? "";
+  return field("Operator", h("input", {id: "operator", autocomplete: "off", maxlength: "80", value: who || chosen.operator, readonly: who !== "",
     oninput: (event) => { chosen.operator = event.target.value; }}));
 }
 

@@ -24,6 +24,7 @@ export async function call(method, path, body) {
   }
   if (response.ok) return response.json();
   const told = await response.json().catch(() => ({}));
+  if (response.status === 401 && path !== "/sign-in") tell("sign-in", {});
   throw new Problem(response.status, told.detail || told.title || response.statusText);
 }
 export const get = (path) => call("GET", path);
@@ -70,11 +71,22 @@ export async function reload() {
     }
     connected(true);
     tell("reload");
-  } catch {
+  } catch (error) {
     // The stream says when the station is there again.
+    if (error.status === 401) connected(true);
   } finally {
     isLoading = false;
   }
+}
+
+// Every window of this browser is somebody else's now: all begin anew.
+export function signedIn() {
+  channel.postMessage({kind: "signed-in"});
+  location.reload();
+}
+export async function signOut() {
+  await call("POST", "/sign-out");
+  signedIn();
 }
 
 function connected(is) {
@@ -107,7 +119,8 @@ function pass(message) {
   take(message);
 }
 channel.onmessage = (event) => {
-  if (!document.hidden) take(event.data);
+  if (event.data.kind === "signed-in") location.reload();
+  else if (!document.hidden) take(event.data);
 };
 
 function read(stopped) {
