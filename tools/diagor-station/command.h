@@ -48,6 +48,9 @@ struct Options {
   std::string key;
   std::string port;
   bool yes = false;
+
+  std::string user;
+  std::string role;
 };
 
 // A command's surroundings.
@@ -71,6 +74,13 @@ int Sign(Station& station, const Options& options);
 int Verify(Station& station, const Options& options);
 int Key(Station& station, const Options& options);
 int Serve(Station& station, const Options& options);
+int UserList(Station& station, const Options& options);
+int UserAdd(Station& station, const Options& options);
+int UserRole(Station& station, const Options& options);
+int UserPassword(Station& station, const Options& options);
+int UserDisable(Station& station, const Options& options);
+int UserEnable(Station& station, const Options& options);
+int Audit(Station& station, const Options& options);
 int Prune(Station& station, const Options& options);
 int BackUp(Station& station, const Options& options);
 int Migrate(Station& station, const Options& options);

@@ -120,6 +120,7 @@ class Commands {
     sub->add_option("--port", mOptions.port, "In place of the settings' one; 0: any free one");
     AddOutput(app);
     AddStatistics(app);
+    AddUsers(app);
     AddUpkeep(app);
   }
 
@@ -177,9 +178,39 @@ class Commands {
         ->check(CLI::Range(std::size_t{1}, kMostRows));
   }
 
+  void AddUsers(CLI::App& app) {
+    CLI::App* const user = app.add_subcommand(
+        "user", "The people who may sign in, at a station that other machines can reach");
+    user->require_subcommand(1);
+    const auto add = [&](const char* name, const char* help, Command command, const char* example) {
+      CLI::App* const sub = Add(*user, name, help, command, Needs::Store, example);
+      sub->add_option("name", mOptions.user, "The user's name")->required();
+      return sub;
+    };
+    CLI::App* sub = add("add", "Let somebody sign in; asks for the password", UserAdd,
+                        "diagor-station user add Ada --role engineer");
+    constexpr const char* kRoles =
+        "operator: runs and notes; engineer: also chosen tests, another serial, knobs; "
+        "administrator: also users";
+    sub->add_option("--role", mOptions.role, kRoles)->required();
+    sub = add("role", "Give somebody another role", UserRole,
+              "diagor-station user role Ada administrator");
+    sub->add_option("role", mOptions.role, kRoles)->required();
+    add("password", "Give somebody another password; asks for it", UserPassword,
+        "diagor-station user password Ada");
+    add("disable", "Let somebody sign in no more", UserDisable, "diagor-station user disable Ada");
+    add("enable", "Let somebody sign in again", UserEnable, "diagor-station user enable Ada");
+    Add(*user, "list", "List them", UserList, Needs::Store, "diagor-station user list");
+  }
+
   void AddUpkeep(CLI::App& app) {
-    CLI::App* sub = Add(app, "prune", "Delete old runs, after asking", Prune, Needs::Store,
-                        "diagor-station prune --before 2020-01-01");
+    CLI::App* sub = Add(app, "audit", "Show who did what, newest first", Audit, Needs::Store,
+                        "diagor-station audit --limit 100");
+    sub->add_option("--limit", mOptions.limit, "So many at most")
+        ->capture_default_str()
+        ->check(CLI::Range(std::size_t{1}, kMostRows));
+    sub = Add(app, "prune", "Delete old runs, after asking", Prune, Needs::Store,
+              "diagor-station prune --before 2020-01-01");
     sub->add_option("--before", mOptions.to, "Runs that began before")->required();
     sub->add_flag("--yes", mOptions.yes, "Do not ask");
     sub = Add(app, "backup", "Copy the database to a new file, also while runs go on", BackUp,
@@ -289,11 +320,13 @@ int Main(int argc, char** argv) {
   commands.AddTo(app);
   for (CLI::App* const sub : app.get_subcommands([](const CLI::App*) { return true; })) {
     const std::string name = sub->get_name();
-    if (name == "run" || name == "resume" || name == "runs" || name == "show") {
+    if (name == "run" || name == "resume" || name == "runs" || name == "show" || name == "audit") {
       sub->add_flag("--json", options.json, "Print JSON");
-    } else if (name == "statistics") {
+    } else if (name == "statistics" || name == "user") {
       for (CLI::App* const each : sub->get_subcommands([](const CLI::App*) { return true; })) {
-        each->add_flag("--json", options.json, "Print JSON");
+        if (name == "statistics" || each->get_name() == "list") {
+          each->add_flag("--json", options.json, "Print JSON");
+        }
       }
     }
   }

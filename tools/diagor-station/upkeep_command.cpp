@@ -1,4 +1,4 @@
-// prune, backup, migrate: the database's own needs.
+// audit, prune, backup, migrate: the database's own needs.
 #include <iostream>
 #include <string_view>
 
@@ -34,6 +34,22 @@ int Prune(Station& station, const Options& options) {
   WriteAudit(station, WhoActs(options),
              "deleted " + std::to_string(count) + " runs of before " + station::TimeText(before));
   std::cout << count << " runs deleted; those under way stay.\n";
+  return kNothingFailed;
+}
+
+int Audit(Station& station, const Options& options) {
+  std::vector<std::vector<std::string>> rows = {{"WHEN", "WHO", "WHAT"}};
+  client::Json json = client::Json::array();
+  for (const station::AuditEntry& each : station.store->Audit(std::nullopt, options.limit)) {
+    json.push_back(
+        {{"at", station::TimeText(each.happenedAt)}, {"who", each.who}, {"what", each.what}});
+    rows.push_back({LocalText(each.happenedAt), Shown(each.who), Shown(each.what)});
+  }
+  if (options.json) {
+    PrintJson(json);
+  } else {
+    PrintTable(rows);
+  }
   return kNothingFailed;
 }
 
