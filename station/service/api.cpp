@@ -195,7 +195,7 @@ void Api::Answers(const Route& route, Call call) {
         throw Refusal(401, "Not signed in", "sign in first: POST /api/v1/sign-in");
       }
       throw Refusal(403, "Not allowed",
-                    std::string("that takes a role of its own: ").append(RoleText(route.least)));
+                    std::string("that takes the role ").append(RoleText(route.least)));
     }
     answer = (this->*route.answer)(call);
   } catch (...) {

@@ -82,7 +82,8 @@ def start_camera(folder, name, variant, port=0, clock="real", knobs=""):
 def start_browser(folder):
     options = webdriver.ChromeOptions()
     for word in ["--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu", "--window-size=1280,800",
-                 f"--user-data-dir={folder / 'browser'}", "--disable-background-networking", "--no-first-run"]:
+                 f"--user-data-dir={folder / 'browser'}", "--disable-background-networking", "--no-first-run",
+                 "--ignore-certificate-errors"]:
         options.add_argument(word)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
     options.add_experimental_option("prefs", {"download.default_directory": str(folder)})
@@ -182,6 +183,19 @@ class PageTest(unittest.TestCase):
     def idle(self, *names):
         for name in names:
             self.wait(lambda: self.api("GET", f"/cameras/{name}")["state"] in ("idle", "failed"), name)
+
+    # Whether what is seen now can be read, hit and named by everybody.
+    def look(self, where):
+        self.assertEqual(self.browser.execute_script(CONTRAST), [], where)
+        low = self.browser.execute_script(
+            "return [...document.querySelectorAll('button, .button, select, input:not([type=checkbox]), nav a')]"
+            ".filter((each) => each.checkVisibility() && each.offsetHeight < 44).map((each) => each.outerHTML)")
+        self.assertEqual(low, [], where)
+        nodes = self.browser.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
+        for node in nodes:
+            role = node.get("role", {}).get("value")
+            if role in ("button", "link", "textbox", "combobox", "checkbox", "img", "progressbar", "application") and not node["ignored"]:
+                self.assertTrue(node.get("name", {}).get("value"), f"{where}: {node}")
 
     def test_a_scanned_camera_fails_and_is_mended(self):
         serial = self.api("GET", "/cameras/right")["serial"]
@@ -292,17 +306,8 @@ class PageTest(unittest.TestCase):
                 self.open(view)
                 self.wait(lambda: self.browser.execute_script(
                     "return document.querySelectorAll('main input, main select, main button').length") > 2, where)
-                self.assertEqual(self.browser.execute_script(CONTRAST), [], where)
+                self.look(where)
                 self.assertLessEqual(self.browser.execute_script("return document.documentElement.scrollWidth"), width, where)
-                low = self.browser.execute_script(
-                    "return [...document.querySelectorAll('button, .button, select, input:not([type=checkbox]), nav a')]"
-                    ".filter((each) => each.checkVisibility() && each.offsetHeight < 44).map((each) => each.outerHTML)")
-                self.assertEqual(low, [], where)
-                nodes = self.browser.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
-                for node in nodes:
-                    role = node.get("role", {}).get("value")
-                    if role in ("button", "link", "textbox", "combobox", "checkbox", "img", "progressbar", "application") and not node["ignored"]:
-                        self.assertTrue(node.get("name", {}).get("value"), f"{where}: {node}")
         self.browser.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
         # By keyboard alone: from the scan field to the first camera's button, and its view.
         self.open("")
@@ -313,6 +318,58 @@ class PageTest(unittest.TestCase):
             ActionChains(self.browser).send_keys(Keys.TAB).perform()
         ActionChains(self.browser).send_keys(Keys.ENTER).perform()
         self.wait_for("left", "h1")
+
+    def test_who_is_elsewhere_signs_in(self):
+        self.idle("left")
+        folder = self.folder / "open"
+        folder.mkdir()
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-days", "2",
+                        "-subj", "/CN=localhost", "-keyout", folder / "key.pem", "-out", folder / "certificate.pem"],
+                       check=True, capture_output=True)
+        (folder / "station.toml").write_text(
+            'name = "open"\ndata = "data"\nplans = "../plans"\nlisten = "0.0.0.0:1"\ncertificate = "certificate.pem"\n'
+            f'key = "key.pem"\nhosts = ["localhost"]\n[[camera]]\nname = "left"\naddress = "127.0.0.1:{self.cameras["left"].port}"\n')
+        words = ["--config", str(folder / "station.toml")]
+        subprocess.run([BIN / "diagor-station", *words, "user", "add", "Ada", "--role", "administrator"], check=True,
+                       input="long enough\n", text=True, capture_output=True)
+        station = Program(["diagor-station", *words, "serve", "--port", "0"], "https://")
+        self.addCleanup(station.end)
+        self.origin = f"https://localhost:{station.port}"
+
+        def sign_in(name, password):
+            self.fill("#name", name)
+            self.fill("#password", password + Keys.ENTER)
+
+        self.open("users")
+        self.wait_for("Sign in", "h1")
+        self.look("sign in")
+        sign_in("Ada", "guessed wrong")
+        self.wait_for("wrong", ".problem")
+        sign_in("Ada", "long enough")
+        self.wait_for("Ada, administrator", "#who")
+        self.wait_for("Users", "h1")
+        self.wait_for("Ada", "tbody")
+        self.look("users")
+        self.fill("#new-name", HOSTILE)
+        self.fill("#new-password", "good enough" + Keys.ENTER)
+        self.wait_for(f"{HOSTILE} may sign in as operator.")
+        self.click("#sign-out")
+        self.wait_for("Sign in", "h1")
+        sign_in(HOSTILE, "good enough")
+        self.wait_for(f"{HOSTILE}, operator", "#who")
+        self.wait_for("takes the role administrator", ".problem")  # the view is an administrator's
+        self.open("camera/left")
+        self.wait(lambda: self.browser.find_element(By.ID, "operator").get_attribute("value") == HOSTILE, "who tests")
+        self.click(".groups button", "battery")
+        self.wait_for("engineer", ".problem")
+        self.choose("#plan", "Short")
+        self.click("button", "Start")
+        self.wait_for("passed", "main section .state")
+        self.assertNotIn("owned", self.browser.title)
+        # Whoever is disabled is shown the door, wherever he is.
+        subprocess.run([BIN / "diagor-station", *words, "user", "disable", HOSTILE], check=True, capture_output=True)
+        self.click("nav a", "History")
+        self.wait_for("Sign in", "h1")
 
     def tearDown(self):
         for line in self.browser.get_log("performance"):
