@@ -49,6 +49,7 @@ listen((kind, data) => {
     isSignedOut = true;
     document.querySelector("nav").hidden = true;
     document.getElementById("who").replaceChildren();
+    document.getElementById("connection").replaceChildren();
     show();
     return;
   }
@@ -60,7 +61,7 @@ listen((kind, data) => {
   }
   if (kind === "connection" || kind === "reload") {
     document.getElementById("connection").textContent =
-      state.isConnected ? "" : "⚠ The station does not answer; looking for it…";
+      state.isConnected || isSignedOut ? "" : "⚠ The station does not answer; looking for it…";
   }
   if (kind === "run" && data.act === "ends") {
     announce(`${data.camera}: ${data.outcome}${data.reason ? `, ${data.reason}` : ""}`);

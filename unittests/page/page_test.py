@@ -342,6 +342,7 @@ class PageTest(unittest.TestCase):
 
         self.open("users")
         self.wait_for("Sign in", "h1")
+        self.assertEqual(self.text("#connection"), "")
         self.look("sign in")
         sign_in("Ada", "guessed wrong")
         self.wait_for("wrong", ".problem")
