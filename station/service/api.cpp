@@ -162,7 +162,7 @@ void Api::Handle(const http::Request& request, const http::Send& send) {
       others.append(others.empty() ? "" : ", ").append(route.method);
       continue;
     }
-    Call call{request, *target, std::move(*names), {}, send};
+    Call call{request, *target, std::move(*names), Actor(), send};
     // Who asks is looked up where others need not wait for it.
     const bool isOpen = mParts.signIns == nullptr || route.least == Role::Anybody;
     if (route.isQuick && isOpen) {
