@@ -17,9 +17,9 @@ struct Request {
   std::string host;    // of the headers; empty: not sent
   std::string origin;
   std::string lastEvent;  // the id of the event that the client saw last
-  std::string cookie;     // "name=value; name=value"
   std::string body;
-  std::string peer;  // the client's address; known where the server has a secure layer
+  std::string cookie = {};  // "name=value; name=value"
+  std::string peer = {};    // the client's address; known where the server has a secure layer
   bool isSecure = false;
 };
 
