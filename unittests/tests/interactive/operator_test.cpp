@@ -255,7 +255,7 @@ TEST(LcdImagesTest, AreSortedWithoutCaseAndCutAtAHundred) {
   for (int i = 100; i < 198; ++i) {
     const std::string name = "a" + std::to_string(i) + ".bmp";
     camera.MakeFile(folder + name, bitmap);
-    const std::string name = std::string("a").append(std::to_string(i)).append(".bmp");
+    expected.push_back(name + " true");
   }
   camera.MakeFile(folder + "B.bmp", bitmap);
   camera.MakeFile(folder + std::string(200, '\xFF') + ".bmp", bitmap);
