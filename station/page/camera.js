@@ -4,7 +4,7 @@ import {begin, operatorField, planChoice, problemPlace} from "./begin.js";
 import {progress} from "./bench.js";
 import {failures} from "./cards.js";
 import "./screen.js";
-import {call, get, state} from "./station.js";
+import {call, get, state, turns} from "./station.js";
 
 export function camera(id) {
   const base = `/cameras/${encodeURIComponent(id)}`;
@@ -17,7 +17,7 @@ export function camera(id) {
   let items = [];
   let last = null;     // the run whose failures are shown
   let screen = null;   // the element
-  let generation = 0;  // what was asked for later counts
+  const turn = turns();
 
   const refuse = (error) => problems.show(error);
   const abort = async (now) => {
@@ -54,8 +54,7 @@ export function camera(id) {
   }
 
   function drawScreen(each) {
-    const waits = each.state === "waits for the operator" || each.screen;
-    if (!waits) {
+    if (!each.screen && each.state !== "waits for the operator") {
       screen = null;
       update(screenPlace);
     } else if (!each.screen) {
@@ -84,10 +83,10 @@ export function camera(id) {
   }
 
   async function readItems() {
-    const mine = ++generation;
+    const isLatest = turn();
     try {
       const read = (await get(`${base}/items`)).items;
-      if (mine !== generation) return;
+      if (!isLatest()) return;
       items = read;
       drawLights();
     } catch {

@@ -1,7 +1,7 @@
 // The runs that are kept. The filters stand in the address: it can be kept and passed on.
 import {choice, field, h, mark, moment, table, update} from "./dom.js";
 import {problemPlace} from "./begin.js";
-import {get, query, state} from "./station.js";
+import {get, query, state, turns} from "./station.js";
 
 const kOutcomes = ["", "passed", "passed on retry", "failed", "incomplete", "running"];
 const kTexts = [["serial", "Serial number"], ["variant", "Variant"], ["operator", "Operator"]];
@@ -50,6 +50,7 @@ export function history(_, search) {
   const values = Object.fromEntries(search);
   let runs = [];
   let next = null;
+  const turn = turns();
 
   function draw() {
     update(list,
@@ -62,8 +63,10 @@ export function history(_, search) {
   }
 
   async function read(cursor) {
+    const isLatest = turn();
     try {
       const page = await get(`/runs${query({...values, cursor})}`);
+      if (!isLatest()) return;
       runs = cursor ? [...runs, ...page.runs] : page.runs;
       next = page.next;
       problems.clear();

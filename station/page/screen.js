@@ -48,12 +48,12 @@ export class CameraScreen extends HTMLElement {
     clearTimeout(this.next);
   }
 
-  // id: the camera's; dialog: as docs/protocol.md has it, null: none is up.
+  // id: the camera's; dialog: as docs/protocol.md has it and until when it is up, null: none is.
   show(id, dialog) {
     this.camera = id;
     const isNew = dialog && dialog.title !== this.dialog?.title;
     this.dialog = dialog;
-    this.until = dialog && dialog.timeout_ms !== null ? Date.now() + dialog.timeout_ms : null;
+    this.until = dialog?.until ?? null;
     this.drawPicture();
     this.drawKeys();
     this.tick();
