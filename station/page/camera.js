@@ -65,7 +65,7 @@ export function camera(id) {
         screenPlace.replaceChildren(section("The camera waits for you", screen));
         screenPlace.scrollIntoView?.({block: "nearest"});
       }
-      screen.show(id, each.screen);
+      screen.show(id, each.screen, each.run?.item ?? "");
     }
   }
 

@@ -106,6 +106,8 @@ class PageTest(unittest.TestCase):
         plans.mkdir()
         (plans / "short.toml").write_text('title = "Short"\nitems = ["battery", "eeprom.main"]\noperator = true\n')
         (plans / "keys.toml").write_text('title = "Keys %s"\nitems = ["battery", "buttons.buttons"]\n' % HOSTILE)
+        (plans / "look.toml").write_text(
+            'title = "Look"\nitems = ["touchscreen.touchscreen", "lcd_i.bitmaps", "viewFinder_i.bitmaps", "laser.laser"]\n')
         (cls.folder / "station.toml").write_text('name = "bench <b>"\ndata = "data"\nplans = "plans"\n' + "".join(
             f'[[camera]]\nname = "{name}"\naddress = "127.0.0.1:{camera.port}"\n' for name, camera in cls.cameras.items()))
         cls.station = cls.start_station(0)
@@ -256,6 +258,54 @@ class PageTest(unittest.TestCase):
         self.assertTrue(first)
         self.wait_for("passed", "main section .state")
 
+    # Touches a pixel of the camera's screen, as it is seen.
+    def tap(self, x, y):
+        x, y = self.browser.execute_async_script(
+            "const picture = () => document.querySelector('.glass img'); picture().scrollIntoView({block: 'center'});"
+            "const [x, y, done] = arguments; requestAnimationFrame(() => requestAnimationFrame(() => {"
+            "  const seen = picture().getBoundingClientRect(); done([seen.left + (x + 0.5) / picture().naturalWidth * seen.width,"
+            "  seen.top + (y + 0.5) / picture().naturalHeight * seen.height]); }))", x, y)
+        for kind in ["mousePressed", "mouseReleased"]:
+            self.browser.execute_cdp_cmd("Input.dispatchMouseEvent", {"type": kind, "x": x, "y": y, "button": "left", "clickCount": 1})
+
+    def see(self, width, scale):
+        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                                     {"width": width, "height": 800, "deviceScaleFactor": scale, "mobile": False})
+
+    def test_a_screen_is_touched_and_looked_at(self):
+        self.idle("left")
+        self.open("camera/left")
+        self.choose("#plan", "Look")
+        self.click("button", "Start")
+        self.wait_for("Hit me! 9", ".missing")
+        self.wait(lambda: self.browser.execute_script("return document.querySelector('.glass img').naturalWidth") > 0, "a picture")
+        targets = [each for each in self.api("GET", "/cameras/left/screen")["controls"] if each["kind"] == "button"]
+        # Just within the corners, at several zooms: those, and no others.
+        for index, target in enumerate(targets):
+            self.see(*[(1280, 1), (640, 2), (390, 3)][index % 3])
+            far = index % 2
+            self.tap(target["x"] + (target["width"] - 6 if far else 5), target["y"] + (target["height"] - 6 if far else 5))
+            missing = ", ".join(f"Hit me! {number}" for number in range(index + 2, len(targets) + 1))
+            self.wait_for(f"Still missing: {missing}" if missing else "All done", ".missing")
+        self.see(1280, 1)
+        self.wait_for("screen as it should be", ".beside")
+        self.click(".keypad button", "Error")
+        self.wait_for("LCD Test FAILED", ".beside")
+        self.click("#go-on")
+        self.wait_for("viewfinder as it should be", ".beside")
+        self.wait(lambda: self.browser.find_elements(By.CSS_SELECTOR, ".glass img[src*='display=viewfinder']"), "the viewfinder")
+
+        def is_through():
+            self.browser.execute_script(
+                "[...document.querySelectorAll('.keypad button')].find((each) => ['OK', 'Go on'].includes(each.innerText))?.click()")
+            return self.browser.find_elements(By.CSS_SELECTOR, "#laser")
+        self.wait(is_through, "the next test")
+        self.click("#laser")
+        self.wait_for("failed", "main section .state")
+        self.assertEqual(len(self.browser.find_elements(By.CSS_SELECTOR, "failure-card")), 1)
+        self.click("failure-card summary")
+        self.wait(lambda: self.browser.find_elements(By.CSS_SELECTOR, "failure-card img"), "what he saw")
+
     def test_a_run_is_ended_and_goes_on(self):
         self.idle("left")
         self.open("camera/left")
@@ -299,8 +349,7 @@ class PageTest(unittest.TestCase):
         self.idle("left", "right")
         for scheme, width, scale in [("light", 1280, 1), ("dark", 390, 1), ("light", 640, 2)]:
             self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
-            self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
-                                         {"width": width, "height": 800, "deviceScaleFactor": scale, "mobile": False})
+            self.see(width, scale)
             for view in VIEWS:
                 where = f"{view or 'bench'}, {scheme}, {width}"
                 self.open(view)
