@@ -30,7 +30,7 @@ export class CameraScreen extends HTMLElement {
   constructor() {
     super();
     this.picture = h("img", {alt: ""});
-    this.glass = h("div", {class: "glass", tabindex: "0", role: "application",
+    this.glass = h("div", {class: "glass", tabindex: "0", role: "application", "data-first": true,
       "aria-label": "The camera's screen: keys that you press here go to the camera", "aria-describedby": "screen-help",
       onkeydown: (event) => this.press(event), onclick: (event) => this.touch(event)}, this.picture);
     this.heading = h("h3");
