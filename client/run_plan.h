@@ -73,7 +73,7 @@ void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOpti
 // Runs the item's test, a cooler's by its plan, and judges it into the attempt, with its length.
 // traced: also what it asked of the camera; a cooler's test tells nothing. Returns how many writes
 // it made. RefusedError: the test did not run.
-unsigned RunTest(CameraClient& camera, const TestItem& item, bool traced, Attempt& attempt);
+unsigned RunTest(CameraClient& camera, const TestItem& item, Traced traced, Attempt& attempt);
 
 // What the reply to a test's write says, into the attempt.
 void Judge(const Json& reply, Attempt& attempt);
