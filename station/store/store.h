@@ -64,6 +64,8 @@ class Store {
                               std::size_t limit);
   // In the order of their numbers.
   std::vector<AttemptRecord> Attempts(const std::string& run);
+  // The first of them, limit at most, without their measurements.
+  std::vector<AttemptRecord> FirstAttempts(const std::string& run, std::size_t limit);
   std::vector<EvidenceRecord> Evidence(const std::string& run, std::int64_t attempt);
   // By serial.
   std::vector<CameraRecord> Cameras();
