@@ -62,7 +62,8 @@ class RunTest : public testing::Test {
   TemporaryFolder mFolder;
   DeskProcess mCamera;
   Store mStore{(mFolder.Path() / "s.db").string()};
-  StationIdentity mStation{"bench", mFolder.Path(), "1", std::chrono::milliseconds(100)};
+  StationIdentity mStation{"bench", mFolder.Path(), "1", std::chrono::milliseconds(100),
+                           std::chrono::milliseconds(10'000)};
   RunControl mControl;
   OnNews mOnNews;
 };
@@ -159,6 +160,31 @@ TEST_F(RunTest, ABusyTestIsAskedAgainAndThenLeft) {
   EXPECT_EQ(run.outcome, Outcome::Incomplete);
   EXPECT_EQ(run.reason.rfind("test.items.buttons.buttons: busy: ", 0), 0U) << run.reason;
   EXPECT_TRUE(Attempts(run).ends_with(" battery:OK")) << Attempts(run);
+}
+
+// As after a long sleep of the station: its lease ended, and another one took the camera.
+TEST_F(RunTest, ACameraThatWasTakenOverIsLeftAlone) {
+  mStation.leaseRenewal = std::chrono::milliseconds(10);
+  bool isTaken = false;
+  mOnNews = [&](const RunNews& news) {
+    if (news.kind != Kind::AttemptBegins || isTaken) return;
+    client::CameraClient other(mCamera.Port());
+    while (!isTaken) {
+      try {
+        other.TakeLease(other.Lease()["owner"], 0);
+        other.TakeLease("bench 9", 1000);
+        isTaken = true;
+      } catch (const client::RefusedError&) {  // it was renewed just now
+      }
+    }
+    other.Set("test.description.tester", "Eve");
+  };
+  const RunRecord run = Start("items = [\"battery\"]\nrounds = 1000000");
+  EXPECT_EQ(run.outcome, Outcome::Incomplete);
+  EXPECT_EQ(run.reason.rfind("the camera was taken over: bench 9 has this camera for ", 0), 0U)
+      << run.reason;
+  EXPECT_EQ(mCamera.Get("test.description.tester"), "Eve");
+  EXPECT_EQ(client::CameraClient(mCamera.Port()).Lease()["owner"], "bench 9");
 }
 
 TEST_F(RunTest, WhoHasTheCameraIsSaid) {
