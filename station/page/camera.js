@@ -17,6 +17,7 @@ export function camera(id) {
   let items = [];
   let last = null;     // the run whose failures are shown
   let screen = null;   // the element
+  let showsScreen = false;
   let generation = 0;  // what was asked for later counts
 
   const refuse = (error) => problems.show(error);
@@ -54,7 +55,9 @@ export function camera(id) {
   }
 
   function drawScreen(each) {
-    const waits = each.state === "waits for the operator" || each.screen;
+    // One that shows its screen is not waiting any more once it shows none, whatever its state says still.
+    showsScreen ||= Boolean(each.screen) || each.is_desk;
+    const waits = each.screen || (each.state === "waits for the operator" && !showsScreen);
     if (!waits) {
       screen = null;
       update(screenPlace);

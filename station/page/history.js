@@ -50,6 +50,7 @@ export function history(_, search) {
   const values = Object.fromEntries(search);
   let runs = [];
   let next = null;
+  let generation = 0;  // what was asked for later counts
 
   function draw() {
     update(list,
@@ -62,14 +63,16 @@ export function history(_, search) {
   }
 
   async function read(cursor) {
+    const mine = ++generation;
     try {
       const page = await get(`/runs${query({...values, cursor})}`);
+      if (mine !== generation) return;
       runs = cursor ? [...runs, ...page.runs] : page.runs;
       next = page.next;
       problems.clear();
       draw();
     } catch (error) {
-      problems.show(error);
+      if (mine === generation) problems.show(error);
     }
   }
 

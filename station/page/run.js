@@ -50,7 +50,7 @@ export function run(id) {
       section("Every attempt", table("Attempts in their order", ["No.", "Test", "Result", "Seconds", "Message"],
         run.attempts.map((each) => [each.number, shortItem(each.item) + (each.retry ? ` (try ${each.retry + 1})` : ""),
           mark(each.result), each.seconds.toFixed(1), each.problem || each.message]))),
-      h("details", {}, h("summary", {}, "Plan and versions"), h("p", {}, run.versions), h("pre", {}, run.plan_text)));
+      h("details", {"data-key": `plan-${run.id}`}, h("summary", {}, "Plan and versions"), h("p", {}, run.versions), h("pre", {}, run.plan_text)));
     if (noted !== run.note) {
       noted = run.note;
       update(notes, note(run, "note", (text) => { noted = text; }));

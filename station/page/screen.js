@@ -53,7 +53,7 @@ export class CameraScreen extends HTMLElement {
     this.camera = id;
     const isNew = dialog && dialog.title !== this.dialog?.title;
     this.dialog = dialog;
-    this.until = dialog && dialog.timeout_ms !== null ? Date.now() + dialog.timeout_ms : null;
+    this.until = dialog?.until ?? null;
     this.drawPicture();
     this.drawKeys();
     this.tick();

@@ -41,10 +41,21 @@ export function listen(listener) {
   listeners.add(listener);
   return () => listeners.delete(listener);
 }
+// A dialog's time runs from when it was told, however often it is drawn.
+function withEnd(screen) {
+  if (screen) screen.until = screen.timeout_ms === null ? null : Date.now() + screen.timeout_ms;
+  return screen;
+}
+const told = new Set();  // cameras that were told of while everything was read
 function tell(kind, data) {
-  if (kind === "camera") state.cameras.set(data.camera.id, data.camera);
+  if (kind === "camera") {
+    withEnd(data.camera.screen);
+    state.cameras.set(data.camera.id, data.camera);
+    told.add(data.camera.id);
+  }
   if (kind === "screen" && state.cameras.has(data.camera)) {
-    state.cameras.get(data.camera).screen = data.screen;
+    state.cameras.get(data.camera).screen = withEnd(data.screen);
+    told.add(data.camera);
   }
   const run = data?.camera && state.cameras.get(data.camera)?.run;
   if (run && run.id === data.run && data.done !== undefined) {
@@ -63,10 +74,15 @@ export async function reload() {
   try {
     while (isStale) {
       isStale = false;
+      told.clear();
       const [station, cameras, plans] =
         await Promise.all([get("/station"), get("/cameras"), get("/plans")]);
       state.station = station;
-      state.cameras = new Map(cameras.cameras.map((each) => [each.id, each]));
+      // What was told meanwhile is newer.
+      state.cameras = new Map(cameras.cameras.map((each) => {
+        withEnd(each.screen);
+        return [each.id, (told.has(each.id) && state.cameras.get(each.id)) || each];
+      }));
       state.plans = plans.plans;
     }
     connected(true);

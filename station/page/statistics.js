@@ -18,6 +18,7 @@ const kLines = ["--good", "--busy", "--warn", "--bad", "--ink"];
 // A picture beside its table: whoever does not see it reads the same there.
 async function plot(place, label, config) {
   const Chart = await charts();
+  place.chart?.destroy();
   const canvas = h("canvas", {role: "img", "aria-label": `${label}; the table below has the same figures`});
   place.replaceChildren(h("div", {class: "plot"}, canvas));
   const axis = {ticks: {color: colour("--ink")}, grid: {color: colour("--line")}};

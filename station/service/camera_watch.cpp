@@ -1,8 +1,10 @@
 #include "station/service/camera_watch.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "station/runner/run.h"
+#include "station/store/error.h"
 
 namespace station {
 
@@ -83,7 +85,12 @@ void CameraWatch::Loop() {
 void CameraWatch::Meet(client::CameraClient& camera) {
   const CameraIdentity identity = IdentityOf(camera);
   const bool isDesk = HasNode(camera, ".desk");
-  const auto last = LastRunOf(mStore, identity.serial);
+  std::optional<RunRecord> last;
+  try {
+    last = LastRunOf(mStore, identity.serial);
+  } catch (const StoreError&) {  // NOLINT(bugprone-empty-catch)
+    // The camera is there all the same; its next run's end is known again.
+  }
   mCamera.Change([&](CameraFacts& facts) {
     facts.isReachable = true;
     facts.problem.clear();
@@ -92,7 +99,7 @@ void CameraWatch::Meet(client::CameraClient& camera) {
     facts.isDesk = isDesk;
     facts.lastRun = last;
   });
-  AskForScreen(camera);
+  AskForScreen(camera, true);
 }
 
 // False: it tells no events, or has no room for another who hears them.
@@ -110,8 +117,11 @@ void CameraWatch::Hear(const client::Event& event) {
     ++mScreensHeard;
     mCamera.ChangeScreen(event.fields.value("dialog", client::Json()));
   }
-  // Whether a test ended among what was missed is not known.
-  if (event.kind == "gap") mCamera.Change([](CameraFacts& facts) { facts.testsUnderWay = 0; });
+  // Whether a test ended among what was missed is not known, nor what is on the screen by now.
+  if (event.kind == "gap") {
+    mHasMissed = true;
+    mCamera.Change([](CameraFacts& facts) { facts.testsUnderWay = 0; });
+  }
   const bool begins = event.kind == "test-started";
   if (!begins && event.kind != "test-ended") return;
   mCamera.Change([begins](CameraFacts& facts) {
@@ -126,16 +136,17 @@ void CameraWatch::Follow(client::CameraClient& camera, bool isTold) {
   constexpr std::chrono::seconds kUntold{2};  // where no event says what is new
   for (;;) {
     if (isTold) {
-      camera.AwaitEvents([] { return false; }, kLong);
+      camera.AwaitEvents([this] { return mHasMissed; }, kLong);
+      if (std::exchange(mHasMissed, false)) AskForScreen(camera, true);
     } else {
       camera.Pause(kUntold);
       camera.Get("");
-      AskForScreen(camera);
+      AskForScreen(camera, false);
     }
   }
 }
 
-void CameraWatch::AskForScreen(client::CameraClient& camera) {
+void CameraWatch::AskForScreen(client::CameraClient& camera, bool hasMissed) {
   const std::uint64_t heard = mScreensHeard;
   client::Json screen;
   try {
@@ -143,7 +154,8 @@ void CameraWatch::AskForScreen(client::CameraClient& camera) {
   } catch (const client::RefusedError&) {
     // It does not tell.
   }
-  const bool isNews = screen.is_null() != mCamera.Facts().screen.is_null();
+  const bool isOther = screen.is_null() != mCamera.Facts().screen.is_null();
+  const bool isNews = isOther || (hasMissed && !screen.is_null());
   if (isNews && heard == mScreensHeard) mCamera.ChangeScreen(screen);
 }
 

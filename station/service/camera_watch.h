@@ -29,11 +29,13 @@ class CameraWatch {
   bool Subscribes(client::CameraClient& camera);
   void Hear(const client::Event& event);
   void Follow(client::CameraClient& camera, bool isTold);
-  void AskForScreen(client::CameraClient& camera);
+  // hasMissed: a dialog that is up may be another one than is known.
+  void AskForScreen(client::CameraClient& camera, bool hasMissed);
 
   CameraState& mCamera;
   Store& mStore;
   std::uint64_t mScreensHeard = 0;
+  bool mHasMissed = false;  // events, which may have told of another screen
   std::atomic<bool> mEnds{false};
   std::mutex mLock;
   std::condition_variable mEnding;

@@ -8,6 +8,7 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -74,6 +75,60 @@ class Program:
         return code
 
 
+class Wire:
+    """The station at another port, until the wire is cut."""
+
+    def __init__(self, port):
+        self.to = port
+        self.streams = 0  # of events, that are open now
+        self.lock = threading.Lock()
+        self.port = 0
+        self.mend()
+
+    def mend(self):
+        self.ends = []
+        self.listener = socket.create_server(("127.0.0.1", self.port))
+        self.port = self.listener.getsockname()[1]
+        threading.Thread(target=self.accept, args=(self.listener,), daemon=True).start()
+
+    def cut(self):
+        with self.lock:
+            for each in [self.listener, *self.ends]:
+                try:
+                    each.shutdown(socket.SHUT_RDWR)
+                except OSError:
+                    pass  # has ended by itself
+                each.close()
+
+    def accept(self, listener):
+        try:
+            while True:
+                client = listener.accept()[0]
+                station = socket.create_connection(("127.0.0.1", self.to))
+                with self.lock:
+                    self.ends += [client, station]
+                for pair in [(client, station), (station, client)]:
+                    threading.Thread(target=self.pump, args=pair, daemon=True).start()
+        except OSError:
+            pass  # cut
+
+    def pump(self, source, sink):
+        is_stream = False
+        try:
+            while data := source.recv(65536):
+                if not is_stream and data.startswith(b"GET /api/v1/events"):
+                    is_stream = True
+                    with self.lock:
+                        self.streams += 1
+                sink.sendall(data)
+            sink.shutdown(socket.SHUT_RDWR)
+        except OSError:
+            pass
+        if is_stream:
+            with self.lock:
+                self.streams -= 1
+
+
 def start_camera(folder, name, variant, port=0, clock="real", knobs=""):
     return Program(["diagor", "-p", str(port)], "http://", DIAGOR_VARIANT=variant, DIAGOR_CLOCK=clock,
                    DIAGOR_ROOT=str(folder / name), DIAGOR_KNOBS=knobs)
@@ -106,6 +161,7 @@ class PageTest(unittest.TestCase):
         plans.mkdir()
         (plans / "short.toml").write_text('title = "Short"\nitems = ["battery", "eeprom.main"]\noperator = true\n')
         (plans / "keys.toml").write_text('title = "Keys %s"\nitems = ["battery", "buttons.buttons"]\n' % HOSTILE)
+        (plans / "hands.toml").write_text('title = "Hands"\nitems = ["touchscreen.touchscreen", "lcd_i.bitmaps"]\n')
         (cls.folder / "station.toml").write_text('name = "bench <b>"\ndata = "data"\nplans = "plans"\n' + "".join(
             f'[[camera]]\nname = "{name}"\naddress = "127.0.0.1:{camera.port}"\n' for name, camera in cls.cameras.items()))
         cls.station = cls.start_station(0)
@@ -255,6 +311,69 @@ class PageTest(unittest.TestCase):
                 "const key = document.getElementById(arguments[0]); return key && !key.classList.contains('hit')", left), left)
         self.assertTrue(first)
         self.wait_for("passed", "main section .state")
+
+    def test_an_operator_touches_and_judges_a_picture(self):
+        self.idle("left")
+        self.open("camera/left")
+        self.choose("#plan", "Hands")
+        self.click("button", "Start")
+        self.wait_for("Touch Screen Test", ".beside")
+        targets = [each for each in self.api("GET", "/cameras/left/screen")["controls"] if each["kind"] == "button"]
+        self.assertEqual(len(targets), 9)
+        for number, target in enumerate(targets):
+            # Whoever works at a small window hits the same.
+            self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                                         {"width": 1280 if number % 2 else 500, "height": 800, "deviceScaleFactor": 1, "mobile": False})
+            picture = self.browser.find_element(By.CSS_SELECTOR, ".glass img")
+            self.wait(lambda: picture.get_property("naturalWidth") > 0, "a picture")
+            self.browser.execute_script("arguments[0].scrollIntoView({block: 'center'})", picture)
+            scale = picture.rect["width"] / picture.get_property("naturalWidth")
+            # Near a corner of the target, which is nobody else's.
+            ActionChains(self.browser).move_to_element_with_offset(
+                picture, (target["x"] + 8) * scale - picture.rect["width"] / 2,
+                (target["y"] + 8) * scale - picture.rect["height"] / 2).click().perform()
+            self.wait(lambda: (self.api("GET", "/cameras/left/screen") or {}).get("title") != "Touch Screen Test" or
+                      self.api("GET", "/cameras/left/screen")["controls"][number]["hit"], target)
+        self.browser.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
+        # Each of the camera's pictures is to be judged.
+        def judged():
+            self.browser.execute_script(
+                "[...document.querySelectorAll('.keypad button')].find((each) => each.textContent.includes('OK (button2)'))?.click()")
+            return "passed" in self.text("main section .state")
+        self.wait(judged, "the pictures are judged")
+
+    # Two windows of one browser share one stream; what it misses is made up for.
+    def test_a_stream_that_was_cut_misses_nothing(self):
+        self.idle("left")
+        wire = Wire(self.station.port)
+        self.origin = f"http://127.0.0.1:{wire.port}"
+        first = self.browser.current_window_handle
+        self.open("camera/left")
+        self.wait_for("battery", ".groups")
+        self.browser.switch_to.new_window("window")
+        self.open("")
+        self.wait_for("left", ".tile")
+        self.assertEqual(wire.streams, 1)
+        run = self.api("POST", "/runs", {"camera": "left", "items": ["buttons.buttons", "battery"], "operator": "Ada"})
+        self.wait_for("waits for the operator", ".tile")
+        wire.cut()
+        self.wait_for("looking for it", "#connection")
+        apart, self.origin = self.origin, f"http://127.0.0.1:{self.station.port}"
+        while self.api("GET", f"/runs/{run['id']}")["outcome"] == "running":
+            self.answer("left")
+        self.origin = apart
+        wire.mend()
+        for window in [self.browser.current_window_handle, first]:
+            self.browser.switch_to.window(window)
+            self.wait(lambda: not self.text("#connection"), "the station is there again")
+            self.wait_for("passed", ".tile, main section .state")
+            seen = self.text("main")
+            self.browser.refresh()
+            self.wait(lambda: self.text("main") == seen, f"the same after a reload: {seen}")
+            if window != first:
+                self.browser.close()
+        self.browser.switch_to.window(first)
+        wire.cut()
 
     def test_a_run_is_ended_and_goes_on(self):
         self.idle("left")
