@@ -52,6 +52,12 @@ struct Attempt {
   std::vector<Cause> causes;  // known ones of a failure, most likely first
   Json trace =
       Json();  // of a traced write: its "steps", and how many more were "left_out"; else null
+  // Of a cooler's plan: the detector's temperature after each step.
+  struct Sample {
+    double seconds = 0;  // that the plan has let pass
+    double kelvin = 0;
+  };
+  std::vector<Sample> curve = {};
 };
 
 // Of an attempt: it begins; it has come to another stage, whose name is its message; it has ended.

@@ -77,6 +77,14 @@ AttemptEnd EndOf(std::int64_t number, const client::Attempt& attempt) {
         {EvidenceKind::Trace,
          attempt.trace.dump(-1, ' ', false, client::Json::error_handler_t::replace)});
   }
+  // A cooler's plan has no trace; how the detector cooled is kept in its place, of those that pass
+  // too.
+  if (!attempt.curve.empty()) {
+    client::Json trace{{"steps", client::Json::array()}, {"left_out", 0}};
+    client::Json& curve = trace["curve"] = client::Json::array();
+    for (const auto& [seconds, kelvin] : attempt.curve) curve.push_back({seconds, kelvin});
+    end.evidence.push_back({EvidenceKind::Trace, trace.dump()});
+  }
   for (const client::Measurement& each :
        client::MeasurementsOf(attempt.className, attempt.message)) {
     if (std::isfinite(each.value)) {

@@ -77,6 +77,11 @@ class Store {
   // The latest of a measurement, limit at most, newest first.
   std::vector<TrendPoint> Trend(const TrendFilter& filter, std::size_t limit);
 
+  // The latest that are kept of an item's attempts, limit at most, newest first; serial: of that
+  // camera alone.
+  std::vector<KeptTrace> Traces(const std::string& item, const std::optional<std::string>& serial,
+                                std::size_t limit);
+
   // Deletes the runs that began before that and have ended, with all that belongs to them, some at
   // a time, so that others' writes come between. Returns how many.
   std::size_t Prune(Time before, bool onlyArchived);

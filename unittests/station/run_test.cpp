@@ -162,6 +162,24 @@ TEST_F(RunTest, ABusyTestIsAskedAgainAndThenLeft) {
   EXPECT_TRUE(Attempts(run).ends_with(" battery:OK")) << Attempts(run);
 }
 
+TEST_F(RunTest, HowADetectorCooledIsKept) {
+  DeskProcess camera(std::map<std::string, std::string>{{"DIAGOR_VARIANT", "H"}});
+  const RunRecord run = StartRun(mStore, mStation, {"", "127.0.0.1", camera.Port()},
+                                 Request("items = [\"cooler\"]"), mControl, mOnNews);
+  EXPECT_EQ(run.outcome, Outcome::Passed) << run.reason;
+  const auto traces = mStore.Traces("test.items.cooler.cooler", run.serial, 9);
+  ASSERT_EQ(traces.size(), 1U);
+  EXPECT_EQ(traces[0].run, run.id);
+  const Json curve = Json::parse(traces[0].bytes)["curve"];
+  // Steps ten seconds apart, from the surroundings' 298 K down to the set point's 70 K.
+  EXPECT_EQ(curve[2][0].get<double>() - curve[1][0].get<double>(), 10);
+  double warmest = 0;
+  for (const Json& each : curve) warmest = std::max(warmest, each[1].get<double>());
+  EXPECT_NEAR(warmest, 298, 10);
+  EXPECT_NEAR(curve.back()[1].get<double>(), 70, 1);
+  EXPECT_TRUE(mStore.Traces("test.items.cooler.cooler", "another", 9).empty());
+}
+
 // As after a long sleep of the station: its lease ended, and another one took the camera.
 TEST_F(RunTest, ACameraThatWasTakenOverIsLeftAlone) {
   mStation.leaseRenewal = std::chrono::milliseconds(10);
