@@ -337,11 +337,13 @@ Json CameraClient::Get(const std::string& path, int depth) {
   return ParsedNode(Request({"GET", Target(path) + "?depth=" + std::to_string(depth), "", ""}));
 }
 
-Json CameraClient::Set(const std::string& path, const Json& value, bool traced) {
+Json CameraClient::Set(const std::string& path, const Json& value, Traced traced) {
+  static constexpr const char* kWishes[] = {"", "?trace=failed", "?trace=1"};
   Json body;
   body["value"] = value;
-  return Parsed(Request({"PUT", Target(path) + (traced ? "?trace=1" : ""), body.dump(), ""}),
-                {"status", "value", "records"});
+  return Parsed(
+      Request({"PUT", Target(path) + kWishes[static_cast<std::size_t>(traced)], body.dump(), ""}),
+      {"status", "value", "records"});
 }
 
 Json CameraClient::Knobs() {

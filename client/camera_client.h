@@ -47,6 +47,10 @@ struct TimeOuts {
 };
 
 // A process may have as many as it likes, each for one thread.
+// Whether a write's answer tells what the program asked of the camera; OfFailure: where its status
+// is not 0, or it leaves another text than a test that passed.
+enum class Traced { No, OfFailure, Always };
+
 class CameraClient {
  public:
   using Interrupted = std::function<bool()>;
@@ -64,7 +68,7 @@ class CameraClient {
   Json Get(const std::string& path, int depth = 0);
   // Returns when the write has been delivered, however long its test takes; ConnectionError when
   // the camera is lost meanwhile.
-  Json Set(const std::string& path, const Json& value, bool traced = false);
+  Json Set(const std::string& path, const Json& value, Traced traced = Traced::No);
   // All knobs of a simulated camera, with the faults that they make: docs/protocol.md.
   Json Knobs();
   // Who has the camera to himself, "owner" or null, and for how many "seconds" more. A camera that

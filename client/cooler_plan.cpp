@@ -24,6 +24,7 @@ class Driver {
   std::string Step() {
     Judge(mCamera.Set(mAttempt.path, "run"), mAttempt);
     ++mSteps;
+    Sample();
     return State();
   }
   unsigned Steps() const { return mSteps; }
@@ -33,7 +34,10 @@ class Driver {
 
   bool IsActive() { return mCamera.Get(".system.cooler.active")["value"] == true; }
 
-  void Pass(int seconds) { mCamera.Set(".desk.clock.advance", std::to_string(seconds)); }
+  void Pass(int seconds) {
+    mCamera.Set(".desk.clock.advance", std::to_string(seconds));
+    mSeconds += seconds;
+  }
 
   std::string State() {
     const Json value = mCamera.Get(mGroup + ".state")["value"];
@@ -41,8 +45,21 @@ class Driver {
   }
 
  private:
+  void Sample() {
+    constexpr double kKelvin = 0.01;  // what the node counts in
+    try {
+      const Json temperature = mCamera.Get(".system.cooler.temperature")["value"];
+      if (temperature.is_number()) {
+        mAttempt.curve.push_back({mSeconds, temperature.get<double>() * kKelvin});
+      }
+    } catch (const RefusedError&) {  // NOLINT(bugprone-empty-catch)
+      // It tells no temperature: the test itself says so.
+    }
+  }
+
   CameraClient& mCamera;
   Attempt& mAttempt;
+  double mSeconds = 0;
   const std::string mGroup;
   unsigned mSteps = 0;
 };
@@ -87,6 +104,7 @@ bool IsCooler(const std::string& className) {
 }
 
 unsigned RunCooler(CameraClient& camera, Attempt& attempt) {
+  attempt.curve.clear();
   camera.Set(attempt.path, "Untested");
   Driver driver(camera, attempt);
   std::string state = CoolDown(driver);

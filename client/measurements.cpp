@@ -19,26 +19,34 @@ struct Quantity {
 // number.
 struct Form {
   const char* className;
-  const char* pattern;
+  std::regex pattern;
   std::vector<Quantity> quantities;
 };
 
 const std::vector<Form>& Forms() {
   // The least and the most that is plausible to the tests.
-  const Quantity temperature = {"", "K", 243.0001, 342.9999};
-  const char* const temperatures = R"(([^:,]+):(?:Out of range )?(-?\d+\.\d+) K, )";
+  static const Quantity temperature = {"", "K", 243.0001, 342.9999};
+  static const std::regex temperatures(R"(([^:,]+):(?:Out of range )?(-?\d+\.\d+) K, )");
   static const std::vector<Form> kForms = {
       {"CResBitBatteryFG",
-       R"(^Fuel Gauge detected U=(-?\d+), I=(-?\d+), C=(-?\d+)%$)",
+       std::regex(R"(^Fuel Gauge detected U=(-?\d+), I=(-?\d+), C=(-?\d+)%$)"),
        {{"voltage", "mV"}, {"current", "mA"}, {"charge", "%"}}},
       {"CResBitTempsens*", temperatures, {temperature}},
       {"CResBitDualTempsensItems", temperatures, {temperature}},
-      {"CResBitShutter*", R"(stucked, diff: ?(-?\d+)$)", {{"largest difference", "counts"}}},
-      {"CResBitShutter*", R"(locked, diff: ?(-?\d+)$)", {{"difference of the means", "counts"}}},
-      {"CResBitAperture*", R"(stucked, diff: ?(-?\d+)$)", {{"largest difference", "counts"}}},
-      {"CResBitAperture*", R"(locked, diff: ?(-?\d+)$)", {{"difference of the means", "counts"}}},
-      {"CResBitFilterH", R"(maxdiff (-?\d+))", {{"largest difference", "counts"}}},
-      {"CResBitCooler", R"(Cool down time: (\d+) S)", {{"cool-down time", "s"}}},
+      {"CResBitShutter*",
+       std::regex(R"(stucked, diff: ?(-?\d+)$)"),
+       {{"largest difference", "counts"}}},
+      {"CResBitShutter*",
+       std::regex(R"(locked, diff: ?(-?\d+)$)"),
+       {{"difference of the means", "counts"}}},
+      {"CResBitAperture*",
+       std::regex(R"(stucked, diff: ?(-?\d+)$)"),
+       {{"largest difference", "counts"}}},
+      {"CResBitAperture*",
+       std::regex(R"(locked, diff: ?(-?\d+)$)"),
+       {{"difference of the means", "counts"}}},
+      {"CResBitFilterH", std::regex(R"(maxdiff (-?\d+))"), {{"largest difference", "counts"}}},
+      {"CResBitCooler", std::regex(R"(Cool down time: (\d+) S)"), {{"cool-down time", "s"}}},
   };
   return kForms;
 }
@@ -50,8 +58,7 @@ std::string WithoutBlanks(const std::string& text) {
 }
 
 void Read(const std::string& message, const Form& form, std::vector<Measurement>& measurements) {
-  const std::regex pattern(form.pattern);
-  for (std::sregex_iterator match(message.begin(), message.end(), pattern), end; match != end;
+  for (std::sregex_iterator match(message.begin(), message.end(), form.pattern), end; match != end;
        ++match) {
     std::size_t group = 1;
     for (const Quantity& quantity : form.quantities) {

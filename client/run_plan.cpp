@@ -183,7 +183,7 @@ void Judge(const Json& reply, Attempt& attempt) {
       attempt.status == 0 && (attempt.value == "OK      " || attempt.value == "Tested  ");
 }
 
-unsigned RunTest(CameraClient& camera, const TestItem& item, bool traced, Attempt& attempt) {
+unsigned RunTest(CameraClient& camera, const TestItem& item, Traced traced, Attempt& attempt) {
   if (IsCooler(item.className)) {
     const double start = CameraSeconds(camera);
     const unsigned writes = RunCooler(camera, attempt);
@@ -204,7 +204,7 @@ void RunItem(CameraClient& camera, const TestItem& item, StageWatch& watch, Atte
              bool& hasResult) {
   attempt.started = Text(camera, ".desk.clock.local");
   try {
-    const unsigned writes = RunTest(camera, item, false, attempt);
+    const unsigned writes = RunTest(camera, item, Traced::No, attempt);
     hasResult = true;
     watch.AwaitEnd(writes);
   } catch (const RefusedError& error) {

@@ -52,6 +52,12 @@ struct Attempt {
   std::vector<Cause> causes;  // known ones of a failure, most likely first
   Json trace =
       Json();  // of a traced write: its "steps", and how many more were "left_out"; else null
+  // Of a cooler's plan: the detector's temperature after each step.
+  struct Sample {
+    double seconds = 0;  // that the plan has let pass
+    double kelvin = 0;
+  };
+  std::vector<Sample> curve = {};
 };
 
 // Of an attempt: it begins; it has come to another stage, whose name is its message; it has ended.
@@ -73,7 +79,7 @@ void Run(CameraClient& camera, const std::vector<TestItem>& items, const RunOpti
 // Runs the item's test, a cooler's by its plan, and judges it into the attempt, with its length.
 // traced: also what it asked of the camera; a cooler's test tells nothing. Returns how many writes
 // it made. RefusedError: the test did not run.
-unsigned RunTest(CameraClient& camera, const TestItem& item, bool traced, Attempt& attempt);
+unsigned RunTest(CameraClient& camera, const TestItem& item, Traced traced, Attempt& attempt);
 
 // What the reply to a test's write says, into the attempt.
 void Judge(const Json& reply, Attempt& attempt);

@@ -199,7 +199,12 @@ void Api::HandleTree(const Request& request, bool isTask, std::string_view path,
                      const http::Target& target, const Send& send) {
   if (request.method == "PUT") {
     if (isTask) {
-      WriteTask(request, path, target.QueryValue("trace") == "1", send);
+      const auto trace = target.QueryValue("trace");
+      WriteTask(request, path,
+                trace == "1"        ? TraceWish::Always
+                : trace == "failed" ? TraceWish::OfFailure
+                                    : TraceWish::None,
+                send);
     } else {
       WriteCamera(request, path, send);
     }
@@ -236,7 +241,8 @@ void Api::ReadNode(bool isTask, std::string_view path, const http::Target& targe
   }
 }
 
-void Api::WriteTask(const Request& request, std::string_view path, bool traced, const Send& send) {
+void Api::WriteTask(const Request& request, std::string_view path, TraceWish trace,
+                    const Send& send) {
   TARQ::CServerResource* const node = NodeAccess::Find(NodeAccess::Root(mCamera.TaskTree()), path);
   if (node == nullptr) {
     send(NoSuchNode(path));
@@ -253,13 +259,13 @@ void Api::WriteTask(const Request& request, std::string_view path, bool traced, 
     return;
   }
   const auto started = mCamera.Deliveries().Deliver(
-      *node, *body.value, traced,
-      [node, traced, send, room, name = std::string(path)](const Delivered& delivered) {
+      *node, *body.value, trace != TraceWish::None,
+      [node, trace, send, room, name = std::string(path)](const Delivered& delivered) {
         room->Leave();
         if (delivered.status == TARQ::kStatusRefused) {
           send(Refused(name));
         } else {
-          send({200, "application/json", Dump(DeliveredJson(*node, delivered, traced))});
+          send({200, "application/json", Dump(DeliveredJson(*node, delivered, trace))});
         }
       });
   if (started == Deliveries::Start::Busy) {

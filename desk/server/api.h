@@ -13,6 +13,8 @@
 
 namespace desk {
 
+enum class TraceWish;
+
 class Camera;
 
 class Api {
@@ -37,7 +39,7 @@ class Api {
                   const http::Target& target, const http::Send& send);
   void ReadNode(bool isTask, std::string_view path, const http::Target& target,
                 const http::Send& send);
-  void WriteTask(const http::Request& request, std::string_view path, bool traced,
+  void WriteTask(const http::Request& request, std::string_view path, TraceWish trace,
                  const http::Send& send);
   void WriteCamera(const http::Request& request, std::string_view path, const http::Send& send);
   void SendScreen(bool viewFinder, const http::Send& send);

@@ -137,7 +137,17 @@ Json NodeJson(TARQ::CServerResource& node, int depth) {
   return json;
 }
 
-Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, bool traced) {
+namespace {
+
+// As clients judge a test: by its status and by the text that it leaves.
+bool IsFailure(const Json& delivered) {
+  const Json& value = delivered["value"];
+  return delivered["status"] != 0 || (value != "OK      " && value != "Tested  ");
+}
+
+}  // namespace
+
+Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, TraceWish wish) {
   Json json;
   json["status"] = delivered.status;
   json["value"] = node.Type() == TARQ::kValueNode ? ValueJson(delivered.value) : Json(nullptr);
@@ -146,7 +156,9 @@ Json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered, bool
     json["records_left_out"] = delivered.observation.RecordsLeftOut();
   }
   json["elapsed_ms"] = ToMilliseconds(delivered.elapsed);
-  if (!traced) return json;
+  const bool isWanted =
+      wish == TraceWish::Always || (wish == TraceWish::OfFailure && IsFailure(json));
+  if (!isWanted) return json;
   json["trace"] = Json::array();
   for (const TraceStep& step : delivered.observation.Steps()) {
     json["trace"].push_back(StepJson(step));

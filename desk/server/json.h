@@ -15,8 +15,9 @@ namespace desk {
 // depth: how many levels of children are nested as objects; below that, their names.
 nlohmann::ordered_json NodeJson(TARQ::CServerResource& node, int depth);
 nlohmann::ordered_json ValueJson(const TARQ::CResourceValue& value);
+enum class TraceWish { None, OfFailure, Always };
 nlohmann::ordered_json DeliveredJson(TARQ::CServerResource& node, const Delivered& delivered,
-                                     bool traced);
+                                     TraceWish wish);
 // A dialog, its places in pixels of the screen; null: none.
 nlohmann::ordered_json DialogJson(const std::optional<WaitingDialog>& dialog, TimePoint now);
 // The event's fields, with its time in seconds of the camera's clock.

@@ -1,5 +1,5 @@
 // What many runs tell: yield, failing tests, the course of a measurement. Each as a picture and a table.
-import {field, h, moment, number, section, shortItem, table, update} from "./dom.js";
+import {field, h, lasting, moment, number, section, shortItem, table, update} from "./dom.js";
 import {problemPlace} from "./begin.js";
 import {filterForm} from "./history.js";
 import {get, query, state} from "./station.js";
@@ -18,6 +18,7 @@ const kLines = ["--good", "--busy", "--warn", "--bad", "--ink"];
 // A picture beside its table: whoever does not see it reads the same there.
 async function plot(place, label, config) {
   const Chart = await charts();
+  place.chart?.destroy();
   const canvas = h("canvas", {role: "img", "aria-label": `${label}; the table below has the same figures`});
   place.replaceChildren(h("div", {class: "plot"}, canvas));
   const axis = {ticks: {color: colour("--ink")}, grid: {color: colour("--line")}};
@@ -52,12 +53,20 @@ function trendPlot(place, points, unit) {
   options: {scales: {x: {}, y: {}}}});
 }
 
+function curvePlot(place, curves) {
+  const axis = (text) => ({type: "linear", title: {display: true, text, color: colour("--ink")}});
+  return plot(place, "Cool-down curves", {type: "scatter", data: {datasets: curves.map((each, index) => ({
+    label: `${each.serial}, ${moment(each.started_at)}`, showLine: true, pointRadius: 0, borderColor: colour(kLines[index]),
+    borderDash: [[], [8, 4], [2, 3], [12, 3, 2, 3], [4, 8]][index], data: each.points.map(([x, y]) => ({x: x / 60, y}))}))},
+  options: {scales: {x: axis("Minutes since the test began"), y: axis("K")}}});
+}
+
 export function statistics(_, search) {
   const values = Object.fromEntries(search);
   const problems = problemPlace();
   const filters = h("div");
-  const places = {yields: h("div"), failures: h("div"), trend: h("div")};
-  const plots = {yields: h("div"), failures: h("div"), trend: h("div")};
+  const places = {yields: h("div"), failures: h("div"), trend: h("div"), curves: h("div")};
+  const plots = {yields: h("div"), failures: h("div"), trend: h("div"), curves: h("div")};
   const apply = (wish) => {
     const address = `#/statistics${query({...values, ...wish})}`;
     if (location.hash === address) read();
@@ -118,9 +127,19 @@ export function statistics(_, search) {
     else update(plots.trend);
   }
 
+  async function readCurves() {
+    const {curves} = await get(`/statistics/curves${query({serial: values.serial, limit: kLines.length})}`);
+    const coldest = (curve) => curve.points.reduce((least, each) => (each[1] < least[1] ? each : least));
+    update(places.curves, curves.length ? table("The latest cool-downs", ["When", "Serial", "Coldest", "After"], curves.map((each) =>
+      [h("a", {href: `#/run/${each.run}`}, moment(each.started_at)), each.serial, `${number(coldest(each)[1])} K`, lasting(1000 * coldest(each)[0])]))
+      : h("p", {}, "No cooler has been tested there."));
+    if (curves.length) await curvePlot(plots.curves, curves);
+    else update(plots.curves);
+  }
+
   async function read() {
     problems.clear();
-    for (const each of [readYield, readFailures, readTrend]) {
+    for (const each of [readYield, readFailures, readTrend, readCurves]) {
       await each().catch((error) => problems.show(error));
     }
   }
@@ -130,7 +149,8 @@ export function statistics(_, search) {
     element: h("div", {}, filters, problems.element,
       section("First-pass yield", plots.yields, places.yields),
       section("What fails", plots.failures, places.failures),
-      section("Course of a measurement", plots.trend, places.trend)),
+      section("Course of a measurement", plots.trend, places.trend),
+      section("Cool-down curves", plots.curves, places.curves)),
     onNews(kind) {
       if (kind !== "reload") return;
       update(filters, filterForm(values, ["plan", "variant", "from", "to"], apply));

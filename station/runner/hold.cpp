@@ -16,8 +16,7 @@ namespace station {
 
 namespace {
 
-constexpr std::chrono::seconds kRenewal{10};
-constexpr double kLeaseSeconds = 30;
+constexpr unsigned kTaken = 409;  // somebody else has the lease
 constexpr char kDescription[] = "test.description.";
 
 std::filesystem::path FileOf(const std::filesystem::path& folder, const CameraAddress& address,
@@ -72,11 +71,12 @@ CameraHold::LockedFile::~LockedFile() {
 }
 
 CameraHold::CameraHold(const CameraAddress& address, const std::string& owner,
-                       const std::filesystem::path& folder)
+                       const std::filesystem::path& folder, std::chrono::milliseconds renewal)
     : mAddress(address),
       mOwner(owner),
       mChanges(FileOf(folder, address, ".json")),
-      mLocked(FileOf(folder, address, ".lock"), address.Text()) {
+      mLocked(FileOf(folder, address, ".lock"), address.Text()),
+      mRenewalTime(renewal) {
   TakeLease();
 }
 
@@ -89,17 +89,25 @@ CameraHold::~CameraHold() {
   if (mRenewal.joinable()) mRenewal.join();
 }
 
+double CameraHold::LeaseSeconds() const {
+  return 3 * std::chrono::duration<double>(mRenewalTime).count();
+}
+
+std::string CameraHold::TakenBy() const {
+  const std::lock_guard lock(mLock);
+  return mTakenBy;
+}
+
 void CameraHold::TakeLease() {
   constexpr std::chrono::seconds kPatience{10};  // a write has no end of its own
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
   try {
     client::CameraClient(mAddress.host, mAddress.port, [deadline] {
       return std::chrono::steady_clock::now() > deadline;
-    }).TakeLease(mOwner, kLeaseSeconds);
+    }).TakeLease(mOwner, LeaseSeconds());
   } catch (const client::InterruptedError&) {
     throw client::ConnectionError("no answer in time when it was asked for its lease");
   } catch (const client::RefusedError& error) {
-    constexpr unsigned kTaken = 409;
     constexpr unsigned kUnknown = 404;
     if (error.status == kUnknown) return;
     if (error.status != kTaken) throw;
@@ -116,8 +124,12 @@ void CameraHold::RenewLease() {
       client::CameraClient camera(mAddress.host, mAddress.port, interrupted,
                                   {kPatience, kPatience});
       camera.TakeLease(mOwner, seconds);
+    } catch (const client::RefusedError& error) {
+      if (error.status != kTaken) return;
+      const std::lock_guard taken(mLock);
+      mTakenBy = error.what();
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
-      // The lease is a word among stations: the run does not depend on it.
+      // A camera that is away for a while does not end the run.
     }
   };
   const auto ends = [this] {
@@ -125,9 +137,9 @@ void CameraHold::RenewLease() {
     return mEnds;
   };
   std::unique_lock lock(mLock);
-  while (!mEnding.wait_for(lock, kRenewal, [this] { return mEnds; })) {
+  while (!mEnding.wait_for(lock, mRenewalTime, [this] { return mEnds; })) {
     lock.unlock();
-    say(kLeaseSeconds, ends);
+    say(LeaseSeconds(), ends);
     lock.lock();
   }
   lock.unlock();

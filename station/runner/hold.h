@@ -1,6 +1,7 @@
 // Having a camera to oneself, and giving it back as it was found.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <map>
@@ -29,8 +30,10 @@ class CameraHold {
   // owner: as other stations are told. RunRefused: somebody else has it, and who.
   // client::ConnectionError.
   CameraHold(const CameraAddress& address, const std::string& owner,
-             const std::filesystem::path& folder);
+             const std::filesystem::path& folder, std::chrono::milliseconds renewal);
   ~CameraHold();  // ends the lease
+  // Who has the camera by now, since our lease had ended before it was renewed; empty: it is ours.
+  std::string TakenBy() const;
   CameraHold(const CameraHold&) = delete;
   CameraHold& operator=(const CameraHold&) = delete;
 
@@ -54,6 +57,7 @@ class CameraHold {
     int mFile;
   };
 
+  double LeaseSeconds() const;
   void TakeLease();
   void RenewLease();
 
@@ -61,9 +65,11 @@ class CameraHold {
   const std::string mOwner;
   const std::filesystem::path mChanges;  // the file
   const LockedFile mLocked;
-  std::mutex mLock;
+  const std::chrono::milliseconds mRenewalTime;
+  mutable std::mutex mLock;
   std::condition_variable mEnding;
   bool mEnds = false;
+  std::string mTakenBy;
   std::thread mRenewal;  // none where the camera knows no leases
 };
 

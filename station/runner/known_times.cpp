@@ -6,13 +6,20 @@ namespace station {
 
 using std::chrono::milliseconds;
 
-KnownTimes::KnownTimes(Store& store, const std::string& planTitle, const std::string& variant) {
+namespace {
+
+constexpr std::size_t kEnough = 500;  // of a soak's millions: all of its tests are among them
+
+}  // namespace
+
+KnownTimes::KnownTimes(Store& store, const std::string& planTitle, const std::string& variant,
+                       const std::string& exceptRun) {
   constexpr std::size_t kLatest = 5;
   RunFilter filter;
   filter.planTitle = planTitle;
   filter.variant = variant;
-  for (const RunRecord& run : store.Runs(filter, std::nullopt, kLatest)) {
-    Add(run, store.Attempts(run.id));
+  for (const RunRecord& run : store.Runs(filter, std::nullopt, kLatest + 1)) {
+    if (run.id != exceptRun) Add(run, store.FirstAttempts(run.id, kEnough));
   }
 }
 
@@ -25,7 +32,7 @@ void KnownTimes::Add(const RunRecord& run, const std::vector<AttemptRecord>& att
     const AttemptRecord& attempt = attempts[i];
     if (!attempt.isEnded || !attempt.problem.empty()) continue;
     const bool isLast = i + 1 == attempts.size();
-    if (isLast && !run.endedAt) break;
+    if (isLast && (!run.endedAt || attempts.size() == kEnough)) break;
     const milliseconds length((isLast ? *run.endedAt : attempts[i + 1].startedAt) -
                               attempt.startedAt);
     const milliseconds most =

@@ -15,8 +15,9 @@ namespace station {
 class KnownTimes {
  public:
   KnownTimes() = default;
-  // From the latest runs of that plan on such cameras.
-  KnownTimes(Store& store, const std::string& planTitle, const std::string& variant);
+  // From the latest runs of that plan on such cameras, but for that run itself.
+  KnownTimes(Store& store, const std::string& planTitle, const std::string& variant,
+             const std::string& exceptRun);
 
   // None: no attempt of it is known.
   std::optional<std::chrono::milliseconds> Longest(const std::string& item) const;

@@ -22,9 +22,9 @@ using std::chrono::milliseconds;
 using SteadyClock = std::chrono::steady_clock;
 using Kind = RunNews::Kind;
 
-// Its tests fill megabytes with what they ask, all of it alike.
-bool IsTraced(const std::string& className) {
-  return className != "CResBitVDDR";
+// The video memory's tests fill megabytes with what they ask, all of it alike.
+client::Traced TracedOf(const std::string& className) {
+  return className == "CResBitVDDR" ? client::Traced::No : client::Traced::OfFailure;
 }
 
 // Refused for now: another client's write, or more clients than there is room for.
@@ -77,6 +77,14 @@ AttemptEnd EndOf(std::int64_t number, const client::Attempt& attempt) {
         {EvidenceKind::Trace,
          attempt.trace.dump(-1, ' ', false, client::Json::error_handler_t::replace)});
   }
+  // A cooler's plan has no trace; how the detector cooled is kept in its place, of those that pass
+  // too.
+  if (!attempt.curve.empty()) {
+    client::Json trace{{"steps", client::Json::array()}, {"left_out", 0}};
+    client::Json& curve = trace["curve"] = client::Json::array();
+    for (const auto& [seconds, kelvin] : attempt.curve) curve.push_back({seconds, kelvin});
+    end.evidence.push_back({EvidenceKind::Trace, trace.dump()});
+  }
   for (const client::Measurement& each :
        client::MeasurementsOf(attempt.className, attempt.message)) {
     if (std::isfinite(each.value)) {
@@ -85,6 +93,12 @@ AttemptEnd EndOf(std::int64_t number, const client::Attempt& attempt) {
   }
   return end;
 }
+
+// Another station has the camera's lease by now; says which.
+class HeldByOther : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 // One run on one camera, from its hold to its end.
 class CameraRun {
@@ -97,7 +111,7 @@ class CameraRun {
         mOnNews(onNews),
         mAddress(address),
         mCamera(address.host, address.port, [&control] { return control.interrupts.load(); }),
-        mHold(address, OwnerOf(station, address), station.folder) {}
+        mHold(address, OwnerOf(station, address), station.folder, station.leaseRenewal) {}
 
   RunRecord Start(const RunRequest& request) {
     const CameraIdentity camera = IdentityOf(mCamera);
@@ -169,7 +183,7 @@ class CameraRun {
 
   RunRecord Go(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier,
                bool isFresh) {
-    mTimes = KnownTimes(mStore, mRun.planTitle, mRun.variant);
+    mTimes = KnownTimes(mStore, mRun.planTitle, mRun.variant, mRun.id);
     std::string broken;
     try {
       Tell(Kind::Begins, state);
@@ -183,11 +197,14 @@ class CameraRun {
       broken = std::string("camera lost: ").append(error.what());
     } catch (const RefusedError& error) {
       broken = std::string("refused by the camera: ").append(error.what());
+    } catch (const HeldByOther& other) {
+      broken = std::string("the camera was taken over: ").append(other.what());
     } catch (...) {
       GiveBack();
       throw;
     }
-    GiveBack();
+    // What stands in the camera then is the other station's.
+    if (mHold.TakenBy().empty()) GiveBack();
     const auto [outcome, reason] = state.Result(broken);
     const RunEnd end{Now(), outcome, reason};
     mStore.EndRun(mRun.id, end);
@@ -286,7 +303,10 @@ class CameraRun {
       Progress(state, news);
       Tell(Kind::AttemptEnds, std::move(news));
     };
+    std::string takenBy;
     while (!isLost && !mControl.aborts && !mControl.interrupts) {
+      takenBy = mHold.TakenBy();
+      if (!takenBy.empty()) break;
       const auto next = state.NextAttempt(isTimeOver());
       if (!next) break;
       const AttemptStart begins{++number,    next->item.path, next->item.className,
@@ -301,8 +321,10 @@ class CameraRun {
       ended = MakeAttempt(next->item, number, isLost);
       seconds += ended->seconds;
       state.Add(start, *ended);
+      mProgress.reset();
     }
     journal(std::nullopt);
+    if (!takenBy.empty()) throw HeldByOther(takenBy);
     if (isLost) throw client::ConnectionError(ended->problem.substr(sizeof kLost - 1));
     return !state.NextAttempt(isTimeOver());
   }
@@ -317,7 +339,7 @@ class CameraRun {
     const milliseconds patience = longest ? std::max(*longest, kLeast) : mStation.busyPatience;
     try {
       WhenFree(patience,
-               [&] { client::RunTest(mCamera, item, IsTraced(item.className), attempt); });
+               [&] { client::RunTest(mCamera, item, TracedOf(item.className), attempt); });
     } catch (const RefusedError& error) {
       attempt.problem = std::string(IsBusy(error) ? "busy: " : "refused: ").append(error.what());
     } catch (const client::ConnectionError& error) {
@@ -351,12 +373,18 @@ class CameraRun {
   }
 
   void Progress(const RunState& state, RunNews& news) {
-    const auto left = state.Left();
-    news.done = state.Done();
-    news.left =
-        std::accumulate(left.begin(), left.end(), std::size_t{0},
-                        [](std::size_t sum, const auto& each) { return sum + each.second; });
-    news.timeLeft = mTimes.Total(left);
+    if (!mProgress) {
+      const auto left = state.Left();
+      mProgress.emplace();
+      mProgress->done = state.Done();
+      mProgress->left =
+          std::accumulate(left.begin(), left.end(), std::size_t{0},
+                          [](std::size_t sum, const auto& each) { return sum + each.second; });
+      mProgress->timeLeft = mTimes.Total(left);
+    }
+    news.done = mProgress->done;
+    news.left = mProgress->left;
+    news.timeLeft = mProgress->timeLeft;
   }
   void Tell(Kind kind, const RunState& state) {
     RunNews news;
@@ -380,7 +408,13 @@ class CameraRun {
   CameraHold mHold;
   RunRecord mRun;
   KnownTimes mTimes;
-  std::string mPicture;  // of the attempt under way
+  struct Progressed {
+    std::size_t done = 0;
+    std::size_t left = 0;
+    std::optional<milliseconds> timeLeft;
+  };
+  std::optional<Progressed> mProgress;  // none: an attempt has ended since it was reckoned
+  std::string mPicture;                 // of the attempt under way
 };
 
 }  // namespace

@@ -22,6 +22,7 @@ struct StationIdentity {
   std::string version;           // of its software
   // How long a busy camera is asked again for an item whose length is not known yet.
   std::chrono::milliseconds busyPatience{60'000};
+  std::chrono::milliseconds leaseRenewal{10'000};  // a lease lasts three of them
 };
 
 struct RunRequest {

@@ -300,6 +300,24 @@ Api::Answer Api::GetFailures(const Call& call) {
   return JsonReply({{"rows", rows}});
 }
 
+// What else is kept as an item's trace has no curve.
+Api::Answer Api::GetCurves(const Call& call) {
+  constexpr std::size_t kUsual = 10;
+  constexpr std::size_t kMost = 100;
+  const std::size_t limit = std::max<std::size_t>(1, call.WishedCount("limit", kUsual, kMost));
+  const std::string item = client::FullPath(call.Wish("item").value_or("cooler.cooler"));
+  Json curves = Json::array();
+  for (const KeptTrace& each : mParts.store.Traces(item, call.Wish("serial"), limit)) {
+    const Json trace = Json::parse(each.bytes, nullptr, false);
+    if (!trace.is_object() || !trace.contains("curve")) continue;
+    curves.push_back({{"started_at", TimeText(each.startedAt)},
+                      {"run", each.run},
+                      {"serial", each.serial},
+                      {"points", trace["curve"]}});
+  }
+  return JsonReply({{"curves", curves}});
+}
+
 Api::Answer Api::GetTrend(const Call& call) {
   constexpr std::size_t kUsual = 200;
   constexpr std::size_t kMost = 5000;

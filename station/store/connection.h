@@ -5,6 +5,8 @@
 #include <soci/soci.h>
 
 #include <chrono>
+#include <deque>
+#include <map>
 #include <string>
 
 #include "station/store/error.h"
@@ -19,6 +21,18 @@ struct Place {
 // "sqlite:PATH", "postgresql://...", or a path; StoreError for another scheme.
 Place PlaceOf(const std::string& url);
 
+// A statement, with the values that are bound to it in the order in which they were given. Once
+// prepared it may be run again with others: what is bound stays where it is.
+struct Prepared {
+  explicit Prepared(soci::session& session) : statement(session) {}
+  soci::statement statement;
+  std::deque<std::string> texts;
+  std::deque<long long> numbers;
+  std::deque<double> reals;
+  std::deque<soci::indicator> indicators;
+  bool isReady = false;
+};
+
 class Connection {
  public:
   enum class Role { Writes, Reads };
@@ -29,6 +43,9 @@ class Connection {
   bool IsPostgresql() const { return mPlace.isPostgresql; }
   const std::string& Name() const { return mPlace.name; }
   soci::session& Session() { return mSession; }
+
+  // Those that are made again and again, by their SQL.
+  std::map<std::string, Prepared, std::less<>>& KeptStatements() { return mKept; }
 
   // One statement.
   void Execute(const std::string& sql) { mSession << sql; }
@@ -52,6 +69,7 @@ class Connection {
   const Place mPlace;
   const Role mRole;
   soci::session mSession;
+  std::map<std::string, Prepared, std::less<>> mKept;  // end before their session
 };
 
 // How each database writes what differs, in place of words in braces: {text}, {integer}, {real},

@@ -1,5 +1,6 @@
 #include "station/store/statement.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "station/store/text.h"
@@ -28,10 +29,28 @@ unsigned Digit(char hex) {
 }  // namespace
 
 Statement::Statement(Connection& connection, std::string sql)
-    : mConnection(connection), mSql(std::move(sql)), mStatement(connection.Session()) {}
+    : mConnection(connection),
+      mSql(std::move(sql)),
+      mOwn(std::in_place, connection.Session()),
+      mPrepared(&*mOwn) {}
+
+Statement::Statement(Connection& connection, std::string sql, Prepared& kept)
+    : mConnection(connection), mSql(std::move(sql)), mPrepared(&kept) {}
+
+Statement Statement::Kept(Connection& connection, const char* sql) {
+  auto& kept = connection.KeptStatements();
+  auto place = kept.find(sql);
+  // One whose values were refused was never prepared.
+  if (place != kept.end() && !place->second.isReady) {
+    kept.erase(place);
+    place = kept.end();
+  }
+  if (place == kept.end()) place = kept.try_emplace(sql, connection.Session()).first;
+  return {connection, sql, place->second};
+}
 
 Statement& Statement::Use(const std::string& name, const std::string& text) {
-  return Bind(name, mTexts.emplace_back(Settled(text)));
+  return Bind(name, mPrepared->texts, mText, Settled(text));
 }
 
 Statement& Statement::UseName(const std::string& name, const std::string& text) {
@@ -45,29 +64,46 @@ Statement& Statement::UseName(const std::string& name, const std::string& text) 
 }
 
 Statement& Statement::Use(const std::string& name, double number) {
-  return Bind(name, mReals.emplace_back(number));
+  return Bind(name, mPrepared->reals, mReal, number);
 }
 
 Statement& Statement::UseBytes(const std::string& name, const std::string& bytes) {
   const bool isHex = mConnection.IsPostgresql();
   const std::string word = std::string("{").append(name).append("}");
-  mSql.replace(mSql.find(word), word.size(),
-               std::string(isHex ? "decode(:" : "CAST(:")
-                   .append(name)
-                   .append(isHex ? ", 'hex')" : " AS BLOB)"));
-  return Bind(name, mTexts.emplace_back(isHex ? Hex(bytes) : bytes));
+  if (!mPrepared->isReady) {
+    mSql.replace(mSql.find(word), word.size(),
+                 std::string(isHex ? "decode(:" : "CAST(:")
+                     .append(name)
+                     .append(isHex ? ", 'hex')" : " AS BLOB)"));
+  }
+  return Bind(name, mPrepared->texts, mText, isHex ? Hex(bytes) : bytes);
 }
 
 std::size_t Statement::Run() {
-  Start(true);
-  return static_cast<std::size_t>(mStatement.get_affected_rows());
+  try {
+    Start(true);
+    return static_cast<std::size_t>(mPrepared->statement.get_affected_rows());
+  } catch (...) {
+    // Of one that failed nothing is left that the next one could trip over.
+    if (!mOwn) {
+      auto& kept = mConnection.KeptStatements();
+      const auto found = std::find_if(
+          kept.begin(), kept.end(), [this](const auto& each) { return &each.second == mPrepared; });
+      kept.erase(found);
+    }
+    throw;
+  }
 }
 
 void Statement::Start(bool exchanges) {
-  mStatement.alloc();
-  mStatement.prepare(mSql, soci::details::st_one_time_query);
-  mStatement.define_and_bind();
-  mStatement.execute(exchanges);
+  soci::statement& statement = mPrepared->statement;
+  if (!mPrepared->isReady) {
+    statement.alloc();
+    statement.prepare(mSql, soci::details::st_one_time_query);
+    statement.define_and_bind();
+    mPrepared->isReady = true;
+  }
+  statement.execute(exchanges);
 }
 
 std::string BytesColumn(const Connection& connection, const std::string& column) {

@@ -45,6 +45,9 @@ struct Column<EvidenceKind> : Column<std::string> {
 class Statement {
  public:
   Statement(Connection& connection, std::string sql);
+  // One that is made again and again, with the same calls of Use: it is prepared once. Only to Run,
+  // and no second one of it meanwhile.
+  static Statement Kept(Connection& connection, const char* sql);
 
   // Texts are settled here, whoever wrote them.
   Statement& Use(const std::string& name, const std::string& text);
@@ -53,12 +56,12 @@ class Statement {
   Statement& UseName(const std::string& name, const std::string& text);
   template <std::integral Number>
   Statement& Use(const std::string& name, Number number) {
-    return Bind(name, mNumbers.emplace_back(number));
+    return Bind(name, mPrepared->numbers, mNumber, static_cast<long long>(number));
   }
   template <typename Value>
   Statement& Use(const std::string& name, const std::optional<Value>& value) {
     Use(name, value.value_or(Value{}));
-    if (!value) mIndicators.back() = soci::i_null;
+    if (!value) mPrepared->indicators[mIndicator - 1] = soci::i_null;
     return *this;
   }
   // In place of "{name}" of the SQL.
@@ -72,11 +75,11 @@ class Statement {
     std::tuple<Column<Targets>...> columns;
     std::apply(
         [this](auto&... column) {
-          (mStatement.exchange(soci::into(column.raw, column.indicator)), ...);
+          (mPrepared->statement.exchange(soci::into(column.raw, column.indicator)), ...);
         },
         columns);
     Start(false);
-    while (mStatement.fetch()) {
+    while (mPrepared->statement.fetch()) {
       StoreAll(columns, targets, std::index_sequence_for<Targets...>());
       take();
     }
@@ -90,9 +93,22 @@ class Statement {
   }
 
  private:
+  Statement(Connection& connection, std::string sql, Prepared& kept);
+  // place: of the value among those of its kind.
   template <typename Value>
-  Statement& Bind(const std::string& name, Value& value) {
-    mStatement.exchange(soci::use(value, mIndicators.emplace_back(soci::i_ok), name));
+  Statement& Bind(const std::string& name, std::deque<Value>& values, std::size_t& place,
+                  Value value) {
+    auto& indicators = mPrepared->indicators;
+    if (mPrepared->isReady) {
+      values.at(place) = std::move(value);
+      indicators.at(mIndicator) = soci::i_ok;
+    } else {
+      values.push_back(std::move(value));
+      indicators.push_back(soci::i_ok);
+      mPrepared->statement.exchange(soci::use(values.back(), indicators.back(), name));
+    }
+    ++place;
+    ++mIndicator;
     return *this;
   }
   template <typename Columns, typename Targets, std::size_t... Places>
@@ -105,12 +121,13 @@ class Statement {
 
   Connection& mConnection;
   std::string mSql;
-  soci::statement mStatement;
-  // What is bound must stay where it is.
-  std::deque<std::string> mTexts;
-  std::deque<long long> mNumbers;
-  std::deque<double> mReals;
-  std::deque<soci::indicator> mIndicators;
+  std::optional<Prepared> mOwn;  // else the connection's
+  Prepared* mPrepared;
+  // How many were given.
+  std::size_t mText = 0;
+  std::size_t mNumber = 0;
+  std::size_t mReal = 0;
+  std::size_t mIndicator = 0;
 };
 
 // How a column of bytes is selected, for FromBytesColumn.

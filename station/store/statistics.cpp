@@ -91,6 +91,32 @@ std::vector<FailureRow> Store::Failures(const RunFilter& filter) {
   return failures;
 }
 
+std::vector<KeptTrace> Store::Traces(const std::string& item,
+                                     const std::optional<std::string>& serial, std::size_t limit) {
+  Conditions conditions;
+  conditions.Add(
+      "attempt.run_id = run.id AND evidence.run_id = run.id AND "
+      "evidence.attempt = attempt.number AND evidence.kind = 'trace'");
+  conditions.Add("attempt.item = :item", "item", std::optional(item));
+  conditions.Add("run.serial = :serial", "serial", serial);
+  return mState->Read([&](Connection& connection) {
+    std::vector<KeptTrace> traces;
+    KeptTrace trace;
+    Statement statement(connection,
+                        "SELECT attempt.started_at, run.id, run.serial, " +
+                            BytesColumn(connection, "evidence.content") +
+                            " FROM attempt CROSS JOIN run CROSS JOIN evidence" + conditions.Sql() +
+                            " ORDER BY attempt.started_at DESC, attempt.run_id DESC LIMIT :limit");
+    conditions.Bind(statement)
+        .Use("limit", limit)
+        .Each(std::tie(trace.startedAt, trace.run, trace.serial, trace.bytes), [&] {
+          traces.push_back(trace);
+          traces.back().bytes = FromBytesColumn(connection, trace.bytes);
+        });
+    return traces;
+  });
+}
+
 std::vector<TrendPoint> Store::Trend(const TrendFilter& filter, std::size_t limit) {
   Conditions conditions;
   conditions.Add(

@@ -68,9 +68,10 @@ void WriteMeasurement(Connection& connection, const std::string& run, std::int64
         Kind::Constraint,
         NameOf(run, attempt).append(": no number is measured as ").append(measurement.name));
   }
-  Statement(connection,
-            "INSERT INTO measurement (run_id, attempt, place, name, unit, value, lower_limit, "
-            "upper_limit) VALUES (:run, :attempt, :place, :name, :unit, :value, :lower, :upper)")
+  Statement::Kept(
+      connection,
+      "INSERT INTO measurement (run_id, attempt, place, name, unit, value, lower_limit, "
+      "upper_limit) VALUES (:run, :attempt, :place, :name, :unit, :value, :lower, :upper)")
       .Use("run", run)
       .Use("attempt", attempt)
       .Use("place", place)
@@ -84,9 +85,9 @@ void WriteMeasurement(Connection& connection, const std::string& run, std::int64
 
 void WriteEvidence(Connection& connection, const std::string& run, std::int64_t attempt,
                    std::size_t place, const EvidenceRecord& evidence) {
-  Statement(connection,
-            "INSERT INTO evidence (run_id, attempt, place, kind, content) "
-            "VALUES (:run, :attempt, :place, :kind, {content})")
+  Statement::Kept(connection,
+                  "INSERT INTO evidence (run_id, attempt, place, kind, content) "
+                  "VALUES (:run, :attempt, :place, :kind, {content})")
       .Use("run", run)
       .Use("attempt", attempt)
       .Use("place", place)
@@ -96,7 +97,8 @@ void WriteEvidence(Connection& connection, const std::string& run, std::int64_t 
 }
 
 void WriteEnd(Connection& connection, const std::string& run, const AttemptEnd& end) {
-  Statement statement(connection,
+  Statement statement =
+      Statement::Kept(connection,
                       "UPDATE attempt SET passed = :passed, seconds = :seconds, status = :status, "
                       "value = :value, code = :code, message = :message, problem = :problem "
                       "WHERE run_id = :run AND number = :number AND passed IS NULL");
@@ -117,7 +119,7 @@ void WriteEnd(Connection& connection, const std::string& run, const AttemptEnd& 
 }
 
 void WriteStart(Connection& connection, const std::string& run, const AttemptStart& start) {
-  Statement statement(
+  Statement statement = Statement::Kept(
       connection,
       "INSERT INTO attempt (run_id, number, item, class_name, round, retry, started_at) "
       "SELECT id, :number, :item, :class, :round, :retry, :started "

@@ -64,6 +64,8 @@ class Store {
                               std::size_t limit);
   // In the order of their numbers.
   std::vector<AttemptRecord> Attempts(const std::string& run);
+  // The first of them, limit at most, without their measurements.
+  std::vector<AttemptRecord> FirstAttempts(const std::string& run, std::size_t limit);
   std::vector<EvidenceRecord> Evidence(const std::string& run, std::int64_t attempt);
   // By serial.
   std::vector<CameraRecord> Cameras();
@@ -74,6 +76,11 @@ class Store {
   std::vector<FailureRow> Failures(const RunFilter& filter);
   // The latest of a measurement, limit at most, newest first.
   std::vector<TrendPoint> Trend(const TrendFilter& filter, std::size_t limit);
+
+  // The latest that are kept of an item's attempts, limit at most, newest first; serial: of that
+  // camera alone.
+  std::vector<KeptTrace> Traces(const std::string& item, const std::optional<std::string>& serial,
+                                std::size_t limit);
 
   // Deletes the runs that began before that and have ended, with all that belongs to them, some at
   // a time, so that others' writes come between. Returns how many.

@@ -191,4 +191,12 @@ struct TrendPoint {
   bool operator==(const TrendPoint&) const = default;
 };
 
+// What is kept as the trace of an attempt.
+struct KeptTrace {
+  Time startedAt = 0;  // of the attempt
+  std::string run;
+  std::string serial;
+  std::string bytes;
+};
+
 }  // namespace station

@@ -22,18 +22,20 @@ Writer::~Writer() {
 }
 
 void Writer::Write(const Work& work) {
-  Submit({work, false});
+  Waiting waiting{work, false};
+  Submit(waiting);
 }
 
 void Writer::WriteAlone(const Work& work) {
-  Submit({work, true});
+  Waiting waiting{work, true};
+  Submit(waiting);
 }
 
-void Writer::Submit(Waiting waiting) {
+void Writer::Submit(Waiting& waiting) {
   std::unique_lock lock(mLock);
   mQueue.push_back(&waiting);
-  mCame.notify_one();
-  mIsDone.wait(lock, [&waiting] { return waiting.isDone; });
+  if (mQueue.size() == 1) mCame.notify_one();  // else it was told already
+  waiting.wake.wait(lock, [&waiting] { return waiting.isDone; });
   if (waiting.error) throw StoreError(*waiting.error);
 }
 
@@ -55,11 +57,12 @@ void Writer::Loop() {
     const Batch batch = TakeBatch();
     if (batch.empty()) return;
     Commit(batch);
-    {
-      const std::lock_guard lock(mLock);
-      for (Waiting* each : batch) each->isDone = true;
+    // Whoever sees that it is done takes it away: not before it was notified.
+    const std::lock_guard lock(mLock);
+    for (Waiting* each : batch) {
+      each->isDone = true;
+      each->wake.notify_one();
     }
-    mIsDone.notify_all();
   }
 }
 

@@ -36,12 +36,13 @@ class Writer {
   struct Waiting {
     const Work& work;
     bool isAlone;
+    std::condition_variable wake = {};  // one of its own: nobody is woken for another's end
     bool isDone = false;
     std::optional<StoreError> error = std::nullopt;
   };
   using Batch = std::vector<Waiting*>;
 
-  void Submit(Waiting waiting);
+  void Submit(Waiting& waiting);
   void Loop();
   Batch TakeBatch();
   void Commit(const Batch& batch);
@@ -54,7 +55,6 @@ class Writer {
   std::unique_ptr<Connection> mConnection;  // the thread's; null after it was lost
   std::mutex mLock;
   std::condition_variable mCame;
-  std::condition_variable mIsDone;
   std::deque<Waiting*> mQueue;
   bool mIsStopped = false;
   std::thread mThread;

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <csignal>
 #include <iostream>
-#include <iterator>
 #include <map>
 #include <mutex>
 #include <sstream>
@@ -73,6 +72,7 @@ class Progress {
   explicit Progress(bool isQuiet) : mIsQuiet(isQuiet) {}
 
   void operator()(const RunNews& news) {
+    if (mIsQuiet && news.kind != RunNews::Kind::Warns) return;
     std::ostringstream line;
     line << ShownAsError(news.run->cameraName) << ": ";
     switch (news.kind) {
@@ -102,7 +102,6 @@ class Progress {
         break;
     }
     line << "\n";
-    if (mIsQuiet && news.kind != RunNews::Kind::Warns) return;
     const std::lock_guard lock(mLock);
     std::cerr << line.str() << std::flush;
   }
@@ -119,8 +118,9 @@ struct Result {
   int code = kNothingFailed;
 };
 
+// subject: whose result it is, as a person knows it.
 template <typename Act>
-Result ResultOf(const CameraAddress& address, const Act& act) {
+Result ResultOf(const std::string& subject, const Act& act) {
   Result result;
   const auto fail = [&](int code, const std::string& text) {
     result.code = code;
@@ -129,11 +129,11 @@ Result ResultOf(const CameraAddress& address, const Act& act) {
   try {
     result.run = act();
   } catch (const client::ConnectionError& error) {
-    fail(kNoConnection, "no camera at " + address.Text() + ": " + error.what());
+    fail(kNoConnection, subject + " is not reachable: " + error.what());
   } catch (const client::InterruptedError&) {
-    fail(kRefused, "camera " + address.Text() + ": interrupted before its run began");
+    fail(kRefused, subject + ": interrupted before its run began");
   } catch (const client::RefusedError& error) {
-    fail(kRefused, "camera " + address.Text() + ": " + error.what());
+    fail(kRefused, subject + ": " + error.what());
   } catch (const station::RunRefused& error) {
     fail(kRefused, error.what());
   } catch (const std::exception& error) {
@@ -168,10 +168,11 @@ std::vector<CameraAddress> CamerasOf(const station::StationConfig& config,
 }
 
 // The one of that serial; where there is only one camera, that one, whose serial is looked at when
-// its run begins.
+// its run begins. ConnectionError: it may be one of those that do not answer.
 CameraAddress CameraOfSerial(const std::vector<CameraAddress>& cameras, const std::string& serial) {
   if (cameras.size() == 1) return cameras.front();
   std::string others;
+  bool haveAllSaid = true;
   for (const CameraAddress& address : cameras) {
     std::string said;
     try {
@@ -179,11 +180,14 @@ CameraAddress CameraOfSerial(const std::vector<CameraAddress>& cameras, const st
       said = station::IdentityOf(camera).serial;
     } catch (const client::ConnectionError& error) {
       said = error.what();
+      haveAllSaid = false;
     }
     if (said == serial) return address;
     others.append(others.empty() ? " (" : ", ").append(address.Text()).append(": ").append(said);
   }
-  throw UsageError("no camera has the serial " + serial + others + ")");
+  const std::string text = "no camera says that serial" + others + ")";
+  if (!haveAllSaid) throw client::ConnectionError(text);
+  throw UsageError("serial " + serial + ": " + text);
 }
 
 // Of each test of each round the latest result: a failure that a retry made good is none.
@@ -304,7 +308,13 @@ int RunAll(Station& station, const Options& options) {
   request.mayContradict = options.despiteSerial;
   EndOnSignals();
   auto cameras = CamerasOf(station.config, options.cameras);
-  if (!options.serial.empty()) cameras = {CameraOfSerial(cameras, options.serial)};
+  if (!options.serial.empty()) {
+    const Result found = ResultOf("the camera with the serial " + options.serial, [&] {
+      cameras = {CameraOfSerial(cameras, options.serial)};
+      return std::nullopt;
+    });
+    if (found.code != kNothingFailed) return Finish(station, options, {found});
+  }
   const auto identity = IdentityOfStation(station);
   const std::string who = WhoActs(options);
   Progress progress(options.quiet);
@@ -319,7 +329,7 @@ int RunAll(Station& station, const Options& options) {
     WriteAudit(station, who, what);
   };
   const auto results = AllAtOnce(cameras.size(), [&](std::size_t i) {
-    return ResultOf(cameras[i], [&] {
+    return ResultOf("camera " + cameras[i].Text(), [&] {
       return station::StartRun(*station.store, identity, cameras[i], request, gControl, onNews);
     });
   });
@@ -336,9 +346,6 @@ int ResumeAll(Station& station, const Options& options) {
   }
   EndOnSignals();
   const auto cameras = CamerasOf(station.config, options.cameras);
-  std::vector<CameraAddress> addresses;
-  std::transform(runs.begin(), runs.end(), std::back_inserter(addresses),
-                 [&cameras](const RunRecord& run) { return CameraOfSerial(cameras, run.serial); });
   const auto identity = IdentityOfStation(station);
   const std::string who = WhoActs(options);
   Progress progress(options.quiet);
@@ -348,8 +355,9 @@ int ResumeAll(Station& station, const Options& options) {
     WriteAudit(station, who, "run " + news.run->id + " resumed: camera " + news.run->serial);
   };
   const auto results = AllAtOnce(runs.size(), [&](std::size_t i) {
-    return ResultOf(addresses[i], [&] {
-      return station::ResumeRun(*station.store, identity, addresses[i], runs[i], gControl, onNews);
+    return ResultOf("the camera of run " + runs[i].id, [&] {
+      return station::ResumeRun(*station.store, identity, CameraOfSerial(cameras, runs[i].serial),
+                                runs[i], gControl, onNews);
     });
   });
   return Finish(station, options, results);

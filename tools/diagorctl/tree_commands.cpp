@@ -93,7 +93,8 @@ int Get(client::CameraClient& camera, const Options& options) {
 
 int Set(client::CameraClient& camera, const Options& options) {
   const client::Json reply =
-      camera.Set(client::FullPath(options.path), options.value, options.trace);
+      camera.Set(client::FullPath(options.path), options.value,
+                 options.trace ? client::Traced::Always : client::Traced::No);
   if (options.json || options.trace) {
     PrintJson(reply);
   } else if (!options.quiet) {

@@ -8,6 +8,7 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -72,6 +73,60 @@ class Program:
         self.reader.join()
         self.process.stderr.close()
         return code
+
+
+class Wire:
+    """The station at another port, until the wire is cut."""
+
+    def __init__(self, port):
+        self.to = port
+        self.streams = 0  # of events, that are open now
+        self.lock = threading.Lock()
+        self.port = 0
+        self.mend()
+
+    def mend(self):
+        self.ends = []
+        self.listener = socket.create_server(("127.0.0.1", self.port))
+        self.port = self.listener.getsockname()[1]
+        threading.Thread(target=self.accept, args=(self.listener,), daemon=True).start()
+
+    def cut(self):
+        with self.lock:
+            for each in [self.listener, *self.ends]:
+                try:
+                    each.shutdown(socket.SHUT_RDWR)
+                except OSError:
+                    pass  # has ended by itself
+                each.close()
+
+    def accept(self, listener):
+        try:
+            while True:
+                client = listener.accept()[0]
+                station = socket.create_connection(("127.0.0.1", self.to))
+                with self.lock:
+                    self.ends += [client, station]
+                for pair in [(client, station), (station, client)]:
+                    threading.Thread(target=self.pump, args=pair, daemon=True).start()
+        except OSError:
+            pass  # cut
+
+    def pump(self, source, sink):
+        is_stream = False
+        try:
+            while data := source.recv(65536):
+                if not is_stream and data.startswith(b"GET /api/v1/events"):
+                    is_stream = True
+                    with self.lock:
+                        self.streams += 1
+                sink.sendall(data)
+            sink.shutdown(socket.SHUT_RDWR)
+        except OSError:
+            pass
+        if is_stream:
+            with self.lock:
+                self.streams -= 1
 
 
 def start_camera(folder, name, variant, port=0, clock="real", knobs=""):
@@ -326,6 +381,48 @@ class PageTest(unittest.TestCase):
         self.assertEqual(len(self.browser.find_elements(By.CSS_SELECTOR, "failure-card")), 1)
         self.click("failure-card summary")
         self.wait(lambda: self.browser.find_elements(By.CSS_SELECTOR, "failure-card img"), "what he saw")
+
+    # Two windows of one browser share one stream; what it misses is made up for.
+    def test_a_stream_that_was_cut_misses_nothing(self):
+        self.idle("left")
+        wire = Wire(self.station.port)
+        self.origin = f"http://127.0.0.1:{wire.port}"
+        first = self.browser.current_window_handle
+        self.open("camera/left")
+        self.wait_for("battery", ".groups")
+        self.browser.switch_to.new_window("window")
+        self.open("")
+        self.wait_for("left", ".tile")
+        self.assertEqual(wire.streams, 1)
+        run = self.api("POST", "/runs", {"camera": "left", "items": ["buttons.buttons", "battery"], "operator": "Ada"})
+        self.wait_for("waits for the operator", ".tile")
+        wire.cut()
+        self.wait_for("looking for it", "#connection")
+        apart, self.origin = self.origin, f"http://127.0.0.1:{self.station.port}"
+        while self.api("GET", f"/runs/{run['id']}")["outcome"] == "running":
+            self.answer("left")
+        self.origin = apart
+        wire.mend()
+        second = self.browser.current_window_handle
+        for window in [first, second]:
+            self.browser.switch_to.window(window)
+            self.wait(lambda: not self.text("#connection"), "the station is there again")
+            self.wait_for("passed", ".tile, main section .state")
+            seen = self.text("main")
+            self.browser.refresh()
+            self.wait(lambda: self.text("main") == seen, f"the same after a reload: {seen}")
+            if window == first:
+                self.browser.close()
+        # Who is left has the stream, and nobody while the window is not seen; then it shows what has come meanwhile.
+        self.wait(lambda: wire.streams == 1, "its heir")
+        self.browser.minimize_window()
+        self.wait(lambda: wire.streams == 0, "nobody looks")
+        run = self.api("POST", "/runs", {"camera": "left", "items": ["battery"]})
+        self.idle("left")
+        self.browser.set_window_size(1280, 800)
+        self.wait(lambda: self.browser.find_elements(By.CSS_SELECTOR, f".tile a[href='#/run/{run['id']}']"), "the run")
+        self.assertEqual(wire.streams, 1)
+        wire.cut()
 
     def test_a_run_is_ended_and_goes_on(self):
         self.idle("left")

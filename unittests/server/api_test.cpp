@@ -76,6 +76,14 @@ TEST_F(ApiTest, WritesAnswerWithStatusStoredValueAndRecords) {
   EXPECT_EQ(failed.json["trace"][0],
             Json::parse(R"({"ms":0.0,"op":"i2c","device":"I2C1:","address":"ae","written":"00",
                 "read":"","ok":false})"));
+  // Of a failure alone: what passes is told as shortly as without.
+  const auto whenFailed = [this](const char* item) {
+    return Ask("PUT", std::string("/api/v1/task/test.items.") + item + "?trace=failed",
+               R"({"value":"run"})")
+        .json;
+  };
+  EXPECT_EQ(whenFailed("eeprom.main")["trace"].size(), failed.json["trace"].size());
+  EXPECT_FALSE(whenFailed("battery.battery").contains("trace"));
   const Json cleared = Ask("PUT", "/api/v1/task/test.clearLog?trace=1", R"({"value":true})").json;
   EXPECT_EQ(cleared["records"], Json::array());  // a header is no record
   EXPECT_EQ(TraceLines(cleared),

@@ -62,7 +62,8 @@ class RunTest : public testing::Test {
   TemporaryFolder mFolder;
   DeskProcess mCamera;
   Store mStore{(mFolder.Path() / "s.db").string()};
-  StationIdentity mStation{"bench", mFolder.Path(), "1", std::chrono::milliseconds(100)};
+  StationIdentity mStation{"bench", mFolder.Path(), "1", std::chrono::milliseconds(100),
+                           std::chrono::milliseconds(10'000)};
   RunControl mControl;
   OnNews mOnNews;
 };
@@ -159,6 +160,49 @@ TEST_F(RunTest, ABusyTestIsAskedAgainAndThenLeft) {
   EXPECT_EQ(run.outcome, Outcome::Incomplete);
   EXPECT_EQ(run.reason.rfind("test.items.buttons.buttons: busy: ", 0), 0U) << run.reason;
   EXPECT_TRUE(Attempts(run).ends_with(" battery:OK")) << Attempts(run);
+}
+
+TEST_F(RunTest, HowADetectorCooledIsKept) {
+  DeskProcess camera(std::map<std::string, std::string>{{"DIAGOR_VARIANT", "H"}});
+  const RunRecord run = StartRun(mStore, mStation, {"", "127.0.0.1", camera.Port()},
+                                 Request("items = [\"cooler\"]"), mControl, mOnNews);
+  EXPECT_EQ(run.outcome, Outcome::Passed) << run.reason;
+  const auto traces = mStore.Traces("test.items.cooler.cooler", run.serial, 9);
+  ASSERT_EQ(traces.size(), 1U);
+  EXPECT_EQ(traces[0].run, run.id);
+  const Json curve = Json::parse(traces[0].bytes)["curve"];
+  // Steps ten seconds apart, from the surroundings' 298 K down to the set point's 70 K.
+  EXPECT_EQ(curve[2][0].get<double>() - curve[1][0].get<double>(), 10);
+  double warmest = 0;
+  for (const Json& each : curve) warmest = std::max(warmest, each[1].get<double>());
+  EXPECT_NEAR(warmest, 298, 10);
+  EXPECT_NEAR(curve.back()[1].get<double>(), 70, 1);
+  EXPECT_TRUE(mStore.Traces("test.items.cooler.cooler", "another", 9).empty());
+}
+
+// As after a long sleep of the station: its lease ended, and another one took the camera.
+TEST_F(RunTest, ACameraThatWasTakenOverIsLeftAlone) {
+  mStation.leaseRenewal = std::chrono::milliseconds(10);
+  bool isTaken = false;
+  mOnNews = [&](const RunNews& news) {
+    if (news.kind != Kind::AttemptBegins || isTaken) return;
+    client::CameraClient other(mCamera.Port());
+    while (!isTaken) {
+      try {
+        other.TakeLease(other.Lease()["owner"], 0);
+        other.TakeLease("bench 9", 1000);
+        isTaken = true;
+      } catch (const client::RefusedError&) {  // it was renewed just now
+      }
+    }
+    other.Set("test.description.tester", "Eve");
+  };
+  const RunRecord run = Start("items = [\"battery\"]\nrounds = 1000000");
+  EXPECT_EQ(run.outcome, Outcome::Incomplete);
+  EXPECT_EQ(run.reason.rfind("the camera was taken over: bench 9 has this camera for ", 0), 0U)
+      << run.reason;
+  EXPECT_EQ(mCamera.Get("test.description.tester"), "Eve");
+  EXPECT_EQ(client::CameraClient(mCamera.Port()).Lease()["owner"], "bench 9");
 }
 
 TEST_F(RunTest, WhoHasTheCameraIsSaid) {

@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <csignal>
+#include <deque>
 #include <fstream>
 
 #include "http/server.h"
@@ -303,6 +304,27 @@ TEST_F(ServiceTest, WhatIsNotKeptIsNotSaidToBe) {
   Events(ends.id).UntilAct("run", "ends");
   EXPECT_EQ(Camera()["last_run"]["outcome"], "passed");
   EXPECT_EQ(Camera()["problem"], "");
+}
+
+// Two hundred whose requests never end, and streams that nobody reads, cost the others nothing.
+TEST_F(ServiceTest, WhoIsSlowHoldsUpNobody) {
+  std::deque<RawClient> slow;
+  for (int i = 0; i < 200; ++i) {
+    slow.emplace_back(mService->Port(),
+                      i % 2 == 0 ? "GET /api/v1/cam" : Put("/x", "{}").substr(0, 60));
+  }
+  const std::string streams = std::string("GET /api/v1/events HTTP/1.1\r\n")
+                                  .append(kHere)
+                                  .append("Last-Event-ID: 0\r\n\r\n");
+  std::deque<RawClient> deaf;
+  for (int i = 0; i < 100; ++i) deaf.emplace_back(mService->Port(), streams);
+  const Answer begun = Start(R"(["battery", "clock", "eeprom", "tempsens", "shutter"])");
+  ASSERT_EQ(begun.Status(), 201U) << begun.body;
+  EXPECT_EQ(Events().UntilAct("run", "ends").data["outcome"], "passed");
+  EXPECT_EQ(Ask("GET", "/api/v1/cameras").Status(), 200U);
+  // One that reads at last has missed nothing that is kept.
+  EXPECT_NE(deaf.front().ReadUntil("\"act\":\"ends\",\"run\"").find("event: run"),
+            std::string::npos);
 }
 
 // Its tests last until somebody acts.

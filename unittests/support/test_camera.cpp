@@ -68,12 +68,12 @@ std::string BareCamera::Get(const std::string& path) {
 std::future<Json> BareCamera::Ask(const std::string& path, const Json& value) {
   const auto reply = std::make_shared<std::promise<Json>>();
   TARQ::CServerResource* const node = NodeAccess::Find(NodeAccess::Root(mCamera->TaskTree()), path);
-  if (node == nullptr ||
-      mCamera->Deliveries().Deliver(
-          *node, *desk::ValueFromJson(value, NodeAccess::Stored(*node).Type()), true,
-          [node, reply](const desk::Delivered& delivered) {
-            reply->set_value(Json::parse(desk::Dump(desk::DeliveredJson(*node, delivered, true))));
-          }) != desk::Deliveries::Start::Started) {
+  if (node == nullptr || mCamera->Deliveries().Deliver(
+                             *node, *desk::ValueFromJson(value, NodeAccess::Stored(*node).Type()),
+                             true, [node, reply](const desk::Delivered& delivered) {
+                               reply->set_value(Json::parse(desk::Dump(desk::DeliveredJson(
+                                   *node, delivered, desk::TraceWish::Always))));
+                             }) != desk::Deliveries::Start::Started) {
     reply->set_value(Json());
   }
   return reply->get_future();
