@@ -290,7 +290,12 @@ class PageTest(unittest.TestCase):
         self.click("#save")
         self.wait(lambda: (self.folder / "runs.csv").exists(), "the export")
         self.assertIn(serial, (self.folder / "runs.csv").read_text())
-        self.open("statistics?trend=battery.battery voltage")
+        self.idle("left")
+        self.api("POST", "/runs", {"camera": "left", "items": ["battery"]})
+        self.idle("left")
+        self.open("statistics?plan=Short")
+        self.choose("#trend", "battery.battery voltage")
+        self.click("button", "Draw")
         self.wait(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, "canvas")) == 3, "three plots")
         self.wait_for("3700 mV")
 
