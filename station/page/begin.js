@@ -28,16 +28,18 @@ export function problemPlace() {
 // Begins a run; what it may not do it shows there. wish: as docs/station-api.md has it.
 export async function begin(wish, problems) {
   problems.clear();
+  if (!chosen.operator.trim() && state.plans.find((each) => each.name === wish.plan)?.asks_operator) {
+    problems.show(new Error("This plan asks who tests: type the operator's name, then press Enter."));
+    document.getElementById("operator")?.focus();
+    return null;
+  }
   try {
     const run = await call("POST", "/runs", {operator: chosen.operator.trim(), ...wish});
     return run;
   } catch (error) {
     const ways = [];
-    if (error.status === 422 && !chosen.operator.trim()) {
-      ways.push(h("button", {onclick: () => document.getElementById("operator")?.focus()}, "Say who tests"));
-    }
     const isOther = wish.serial && wish.camera && state.cameras.get(wish.camera)?.serial !== wish.serial;
-    if (error.status === 422 && isOther && chosen.operator.trim() && !wish.despite_serial) {
+    if (error.status === 422 && isOther && !wish.despite_serial) {
       ways.push(h("button", {onclick: () => begin({...wish, despite_serial: true}, problems)},
         "Test it all the same"));
     }

@@ -1,5 +1,5 @@
 // All cameras at a glance: scan, start, and see who needs a hand.
-import {field, h, lasting, mark, update} from "./dom.js";
+import {field, h, lasting, mark, shortItem, update} from "./dom.js";
 import {begin, operatorField, planChoice, problemPlace} from "./begin.js";
 import {state} from "./station.js";
 
@@ -11,6 +11,7 @@ export function progress(run) {
   return [
     h("progress", {max: String(all || 1), value: String(run.done), "aria-label": "Tests done"}),
     h("p", {}, `${run.done} of ${all} tests`, run.time_left_ms === null ? "" : `, ${lasting(run.time_left_ms)} left`),
+    run.item ? h("p", {class: "faint"}, `Now: ${shortItem(run.item)}`) : null,
     run.waits ? h("p", {class: "warn"}, `Waits: ${run.waits}`) : null,
   ];
 }
@@ -47,7 +48,7 @@ export function bench() {
   const started = async (wish) => {
     const run = await begin({...wish, plan: document.getElementById("plan").value}, problems);
     if (!run) {
-      scan.select();  // the next scan takes its place
+      scan.setSelectionRange(0, scan.value.length);  // the next scan takes its place
       return;
     }
     scan.value = "";

@@ -265,7 +265,7 @@ class PageTest(unittest.TestCase):
         self.fill("#operator", "")
         self.fill("#scan", serial + Keys.ENTER)
         self.wait_for("operator", ".problem")
-        self.fill("#operator", HOSTILE)
+        self.type(HOSTILE)
         self.fill("#scan", "4" * 60 + Keys.TAB)
         self.wait_for("4" * 60, ".problem")
         # The next one takes the place of what was refused.
@@ -432,8 +432,8 @@ class PageTest(unittest.TestCase):
         wire.cut()
 
     def test_a_desk_camera_is_broken_mended_and_operated(self):
-        self.idle("left", "right")
-        self.open("desk/right")
+        self.idle("left")
+        self.open("desk/left")
         self.click("summary", "Real-time clock")
         self.click(".knob button", "Break: the clock")
         rate = lambda: self.browser.execute_script("return document.getElementById('knob-desk.rtc.rate')?.value")
@@ -442,7 +442,6 @@ class PageTest(unittest.TestCase):
         self.wait_for("does not take", ".problem")
         self.click("button", "Restore")
         self.wait(lambda: rate() == "1", "it is mended")
-        self.choose("#desk-camera", "left")
         self.click("#auto")
         self.wait_for("desk.operator.mode is auto")
         run = self.api("POST", "/runs", {"camera": "left", "items": ["laser.laser"]})["id"]
@@ -495,7 +494,7 @@ class PageTest(unittest.TestCase):
         failing = self.api("POST", "/runs", {"camera": "right", "items": ["eeprom.main", "battery"], "operator": HOSTILE})
         waiting = self.api("POST", "/runs", {"camera": "left", "items": ["buttons.buttons"], "operator": HOSTILE})
         self.idle("right")
-        self.api("POST", "/cameras/right/restore")
+        self.api("PUT", "/cameras/right/knobs/desk.bus.i2c1.ae.answers", {"value": "true"})
         self.wait(lambda: self.api("GET", "/cameras/left")["screen"], "a dialog")
         for scheme, width, scale in [("light", 1280, 1), ("dark", 390, 1), ("light", 640, 2)]:
             self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
