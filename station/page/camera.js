@@ -39,7 +39,6 @@ export function camera(id) {
     if (each.run) {
       update(acts, h("p", {}, "Plan ", h("b", {}, each.run.plan), each.run.operator ? `, by ${each.run.operator}` : ""),
         h("div", {}, progress(each.run)),
-        h("p", {}, each.run.item ? `Now: ${shortItem(each.run.item)}` : ""),
         h("p", {class: "acts"}, h("button", {id: "abort", onclick: () => abort(false)}, "Stop after this test"), " ",
           h("button", {id: "stop", onclick: () => abort(true)}, "Stop now")),
         h("p", {class: "faint"}, "A camera cannot be stopped within a test; the run can be taken up again."));
@@ -63,7 +62,6 @@ export function camera(id) {
       if (!screen) {
         screen = document.createElement("camera-screen");
         screenPlace.replaceChildren(section("The camera waits for you", screen));
-        screenPlace.scrollIntoView?.({block: "nearest"});
       }
       screen.show(id, each.screen, each.run?.item ?? "");
     }

@@ -47,7 +47,7 @@ export function desk(id) {
       h("label", {for: input.id}, h("code", {}, knob.path)), input,
       isRead ? null : h("button", {"aria-label": `Set ${knob.path}`}, "Set"),
       h("p", {id: `about-${knob.path}`, class: "faint"}, range(knob)),
-      faults.length ? h("p", {class: "acts"}, faults.map((fault) => h("button", {type: "button", class: "quiet",
+      faults.length ? h("p", {class: "acts"}, faults.map((fault) => h("button", {type: "button",
         onclick: () => turn(knob, fault.value)}, `Break: ${fault.what}`))) : null);
   }
 

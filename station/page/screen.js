@@ -88,8 +88,10 @@ export class CameraScreen extends HTMLElement {
     const next = h("img", {alt: `The camera's ${this.display}: ${this.dialog.title}`, draggable: "false"});
     next.onerror = done;
     next.onload = () => {
+      const isFirst = !this.picture.src;
       this.picture.replaceWith(next);  // the one before can be touched until then
       this.picture = next;
+      if (isFirst) this.scrollIntoView({block: "nearest"});
       done();
     };
     next.src = `/api/v1/cameras/${encodeURIComponent(this.camera)}/screen.png?display=${this.display}&n=${Date.now()}-${this.pictures}`;
@@ -104,7 +106,7 @@ export class CameraScreen extends HTMLElement {
     };
     const isAnswer = controls.some((each) => kAnswer.test(each.label));
     this.heading.textContent = this.dialog.title;
-    this.words.textContent = isAnswer ? `Is the picture in the ${this.display} as it should be?`
+    this.words.textContent = isAnswer ? `Is the picture ${this.display === "screen" ? "on" : "in"} the ${this.display} as it should be?`
       : this.dialog.controls.filter((each) => each.kind === "text").map((each) => each.text).join(" ");
     update(this.keys, controls.map((control, index) => h("button", {id: `key-${control.id}`, class: control.hit ? "hit" : "",
       "aria-label": control.hit ? `${name(control, index)}, done` : name(control, index),
