@@ -6,6 +6,10 @@ import {failures} from "./cards.js";
 import "./screen.js";
 import {call, get, state, turns} from "./station.js";
 
+// Of a test whose pictures somebody looks at, while it asks nothing.
+const kWatched = {title: "Look at the camera", timeout_ms: null, until: null, asksNothing: true,
+  controls: [{kind: "text", text: "The test shows what somebody is to look at, or is about to ask. It goes on by itself."}]};
+
 export function camera(id) {
   const base = `/cameras/${encodeURIComponent(id)}`;
   const problems = problemPlace();
@@ -53,17 +57,19 @@ export function camera(id) {
   }
 
   function drawScreen(each) {
-    if (!each.screen && each.state !== "waits for the operator") {
+    const isWatched = each.state === "testing" && items.find((test) => test.path === each.run?.item)?.interactive;
+    const dialog = each.screen ?? (isWatched ? kWatched : null);
+    if (!dialog && each.state !== "waits for the operator") {
       screen = null;
       update(screenPlace);
-    } else if (!each.screen) {
+    } else if (!dialog) {
       update(screenPlace, section("Act at the camera", h("p", {}, "A test waits for somebody at the camera itself.")));
     } else {
-      if (!screen) {
+      if (!screen || screen.dialog.asksNothing !== dialog.asksNothing) {
         screen = document.createElement("camera-screen");
-        screenPlace.replaceChildren(section("The camera waits for you", screen));
+        screenPlace.replaceChildren(section(isWatched ? "The camera's screen" : "The camera waits for you", screen));
       }
-      screen.show(id, each.screen, each.run?.item ?? "");
+      screen.show(id, dialog, each.run?.item ?? "");
     }
   }
 
@@ -86,7 +92,7 @@ export function camera(id) {
       const read = (await get(`${base}/items`)).items;
       if (!isLatest()) return;
       items = read;
-      drawLights();
+      draw();
     } catch {
       // Not reachable: the head says so.
     }

@@ -35,6 +35,7 @@ export class CameraScreen extends HTMLElement {
       onkeydown: (event) => this.press(event), onclick: (event) => this.touch(event)}, this.picture);
     this.heading = h("h3");
     this.words = h("p");
+    this.help = h("p", {id: "screen-help", class: "faint"}, "Click or touch the picture, or press keys while it is chosen.");
     this.keys = h("div", {class: "keypad", role: "group", "aria-label": "Keys of the camera"});
     this.missing = h("p", {class: "missing"});
     this.left = h("p", {class: "seconds"});
@@ -44,7 +45,7 @@ export class CameraScreen extends HTMLElement {
 
   connectedCallback() {
     this.append(h("div", {class: "screen"}, this.glass,
-      h("p", {id: "screen-help", class: "faint"}, "Click or touch the picture, or press keys while it is chosen.")),
+      this.help),
       h("div", {class: "beside"}, this.heading, this.words, this.left, this.missing, this.keys, this.trouble));
     this.ticker = setInterval(() => this.tick(), 1000);
   }
@@ -60,6 +61,7 @@ export class CameraScreen extends HTMLElement {
     this.display = item.startsWith("test.items.viewFinder") ? "viewfinder" : "screen";
     const isNew = dialog.title !== this.dialog?.title;
     this.dialog = dialog;
+    this.help.hidden = Boolean(dialog.asksNothing);
     this.until = dialog.until;
     this.drawPicture();
     this.drawKeys();
@@ -114,7 +116,7 @@ export class CameraScreen extends HTMLElement {
     const missing = controls.map((control, index) => (control.hit ? null : name(control, index))).filter(Boolean);
     const text = controls.length < 2 || isAnswer ? "" : missing.length ? `Still missing: ${missing.join(", ")}` : "All done";
     this.missing.textContent = text;
-    if (!controls.length) {
+    if (!controls.length && !this.dialog.asksNothing) {
       update(this.keys, h("button", {id: "go-on", class: "main", onclick: () => this.act({key: kAnyKey})}, "Go on"));
     }
     if (this.dialog.title === "Laser Test") {
