@@ -21,7 +21,7 @@ export function desk(id) {
   const problems = problemPlace();
   const head = h("div");
   const knobs = h("div");
-  const log = h("pre", {tabindex: "0", "aria-label": "The camera's log"});
+  const log = h("pre", {tabindex: "0", role: "region", "aria-label": "The camera's log"});
   const clock = h("p");
   const said = h("p", {role: "status"});
   const base = () => `/cameras/${encodeURIComponent(id)}`;

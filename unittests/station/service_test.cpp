@@ -89,8 +89,9 @@ class EventReader {
 // A station with one camera that is there.
 class ServiceTest : public testing::Test {
  protected:
-  explicit ServiceTest(const char* clock = "virtual")
-      : mCamera(std::map<std::string, std::string>{{"DIAGOR_CLOCK", clock}}) {
+  explicit ServiceTest(const char* clock = "virtual", const char* variant = "KY")
+      : mCamera(std::map<std::string, std::string>{{"DIAGOR_CLOCK", clock},
+                                                   {"DIAGOR_VARIANT", variant}}) {
     mConfig.name = "bench";
     mConfig.data = mFolder.Path();
     mConfig.plans = mFolder.Path();
@@ -278,6 +279,21 @@ TEST_F(ServiceTest, WhatCannotBeDoneIsRefusedWithItsReason) {
   const auto plans = Ask("GET", "/api/v1/plans").Json()["plans"];
   EXPECT_NE(plans[0]["error"].get<std::string>().find("torn.toml:1"), std::string::npos);
   EXPECT_EQ(plans[1]["asks_operator"], true);
+}
+
+class CoolerServiceTest : public ServiceTest {
+ protected:
+  CoolerServiceTest() : ServiceTest("virtual", "H") {}
+};
+
+TEST_F(CoolerServiceTest, ItsCurvesAreHandedOut) {
+  const auto run = Start(R"(["cooler"])").Json()["id"];
+  EXPECT_EQ(Events().UntilAct("run", "ends").data["outcome"], "passed");
+  const auto curves = Ask("GET", "/api/v1/statistics/curves?limit=1").Json()["curves"];
+  ASSERT_EQ(curves.size(), 1U);
+  EXPECT_EQ(curves[0]["run"], run);
+  EXPECT_NEAR(curves[0]["points"].back()[1].get<double>(), 70, 1);
+  EXPECT_EQ(Ask("GET", "/api/v1/statistics/curves?serial=another").Json()["curves"].size(), 0U);
 }
 
 // Two hundred whose requests never end, and streams that nobody reads, cost the others nothing.
