@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <csignal>
 #include <iostream>
-#include <iterator>
 #include <map>
 #include <mutex>
 #include <sstream>
@@ -119,21 +118,50 @@ struct Result {
   int code = kNothingFailed;
 };
 
+// The one of that serial; where there is only one camera, that one, whose serial is looked at when
+// its run begins. ConnectionError: it may be one of those that do not answer. RunRefused: none of
+// them.
+CameraAddress CameraOfSerial(const std::vector<CameraAddress>& cameras, const std::string& serial) {
+  if (cameras.size() == 1) return cameras.front();
+  std::string others;
+  bool isOneAway = false;
+  for (const CameraAddress& address : cameras) {
+    std::string said;
+    try {
+      client::CameraClient camera(address.host, address.port, [] { return gSignal != 0; });
+      said = station::IdentityOf(camera).serial;
+    } catch (const client::ConnectionError& error) {
+      said = error.what();
+      isOneAway = true;
+    }
+    if (said == serial) return address;
+    others.append(others.empty() ? "" : ", ").append(address.Text()).append(": ").append(said);
+  }
+  if (isOneAway) throw client::ConnectionError(others);
+  throw station::RunRefused("no camera has the serial " + serial + " (" + others + ")");
+}
+
+// The camera is looked for among those, by its serial where there is one, and act(address) makes
+// the run there. What goes wrong is this run's alone.
 template <typename Act>
-Result ResultOf(const CameraAddress& address, const Act& act) {
+Result ResultOf(const std::vector<CameraAddress>& cameras, const std::string& serial,
+                const Act& act) {
   Result result;
   const auto fail = [&](int code, const std::string& text) {
     result.code = code;
     result.problem = text;
   };
+  std::string camera = serial.empty() ? "camera" : "camera with the serial " + serial;
   try {
-    result.run = act();
+    const CameraAddress address = CameraOfSerial(cameras, serial);
+    camera = "camera at " + address.Text();
+    result.run = act(address);
   } catch (const client::ConnectionError& error) {
-    fail(kNoConnection, "no camera at " + address.Text() + ": " + error.what());
+    fail(kNoConnection, "no " + camera + ": " + error.what());
   } catch (const client::InterruptedError&) {
-    fail(kRefused, "camera " + address.Text() + ": interrupted before its run began");
+    fail(kRefused, camera + ": interrupted before its run began");
   } catch (const client::RefusedError& error) {
-    fail(kRefused, "camera " + address.Text() + ": " + error.what());
+    fail(kRefused, camera + ": " + error.what());
   } catch (const station::RunRefused& error) {
     fail(kRefused, error.what());
   } catch (const std::exception& error) {
@@ -165,25 +193,6 @@ std::vector<CameraAddress> CamerasOf(const station::StationConfig& config,
     if (!isThere) cameras.push_back(camera);
   }
   return cameras;
-}
-
-// The one of that serial; where there is only one camera, that one, whose serial is looked at when
-// its run begins.
-CameraAddress CameraOfSerial(const std::vector<CameraAddress>& cameras, const std::string& serial) {
-  if (cameras.size() == 1) return cameras.front();
-  std::string others;
-  for (const CameraAddress& address : cameras) {
-    std::string said;
-    try {
-      client::CameraClient camera(address.host, address.port, [] { return gSignal != 0; });
-      said = station::IdentityOf(camera).serial;
-    } catch (const client::ConnectionError& error) {
-      said = error.what();
-    }
-    if (said == serial) return address;
-    others.append(others.empty() ? " (" : ", ").append(address.Text()).append(": ").append(said);
-  }
-  throw UsageError("no camera has the serial " + serial + others + ")");
 }
 
 // Of each test of each round the latest result: a failure that a retry made good is none.
@@ -286,9 +295,7 @@ std::vector<Result> AllAtOnce(std::size_t count, const Act& act) {
 
 }  // namespace
 
-namespace {
-
-int RunAll(Station& station, const Options& options) {
+int Run(Station& station, const Options& options) {
   station::RunRequest request;
   try {
     request.plan = station::FindPlan(options.plan, station.config.plans.string());
@@ -303,8 +310,7 @@ int RunAll(Station& station, const Options& options) {
   request.scannedSerial = station::Settled(options.serial);
   request.mayContradict = options.despiteSerial;
   EndOnSignals();
-  auto cameras = CamerasOf(station.config, options.cameras);
-  if (!options.serial.empty()) cameras = {CameraOfSerial(cameras, options.serial)};
+  const auto cameras = CamerasOf(station.config, options.cameras);
   const auto identity = IdentityOfStation(station);
   const std::string who = WhoActs(options);
   Progress progress(options.quiet);
@@ -318,15 +324,18 @@ int RunAll(Station& station, const Options& options) {
     }
     WriteAudit(station, who, what);
   };
-  const auto results = AllAtOnce(cameras.size(), [&](std::size_t i) {
-    return ResultOf(cameras[i], [&] {
-      return station::StartRun(*station.store, identity, cameras[i], request, gControl, onNews);
-    });
+  const auto start = [&](const CameraAddress& camera) {
+    return station::StartRun(*station.store, identity, camera, request, gControl, onNews);
+  };
+  const bool isSearched = !options.serial.empty();
+  const auto results = AllAtOnce(isSearched ? 1 : cameras.size(), [&](std::size_t i) {
+    return isSearched ? ResultOf(cameras, request.scannedSerial, start)
+                      : ResultOf({cameras[i]}, "", start);
   });
   return Finish(station, options, results);
 }
 
-int ResumeAll(Station& station, const Options& options) {
+int Resume(Station& station, const Options& options) {
   std::vector<RunRecord> runs;
   for (const std::string& id : options.runs) {
     const RunRecord run = FindRun(station, id);
@@ -336,9 +345,6 @@ int ResumeAll(Station& station, const Options& options) {
   }
   EndOnSignals();
   const auto cameras = CamerasOf(station.config, options.cameras);
-  std::vector<CameraAddress> addresses;
-  std::transform(runs.begin(), runs.end(), std::back_inserter(addresses),
-                 [&cameras](const RunRecord& run) { return CameraOfSerial(cameras, run.serial); });
   const auto identity = IdentityOfStation(station);
   const std::string who = WhoActs(options);
   Progress progress(options.quiet);
@@ -348,32 +354,11 @@ int ResumeAll(Station& station, const Options& options) {
     WriteAudit(station, who, "run " + news.run->id + " resumed: camera " + news.run->serial);
   };
   const auto results = AllAtOnce(runs.size(), [&](std::size_t i) {
-    return ResultOf(addresses[i], [&] {
-      return station::ResumeRun(*station.store, identity, addresses[i], runs[i], gControl, onNews);
+    return ResultOf(cameras, runs[i].serial, [&](const CameraAddress& camera) {
+      return station::ResumeRun(*station.store, identity, camera, runs[i], gControl, onNews);
     });
   });
   return Finish(station, options, results);
-}
-
-// A signal that comes before any run begins.
-int UnlessInterrupted(int (*act)(Station&, const Options&), Station& station,
-                      const Options& options) {
-  try {
-    return act(station, options);
-  } catch (const client::InterruptedError&) {
-    Complain("interrupted before any run began");
-    return kSignal + gSignal;
-  }
-}
-
-}  // namespace
-
-int Run(Station& station, const Options& options) {
-  return UnlessInterrupted(RunAll, station, options);
-}
-
-int Resume(Station& station, const Options& options) {
-  return UnlessInterrupted(ResumeAll, station, options);
 }
 
 }  // namespace station_tool

@@ -14,6 +14,7 @@
 #include <set>
 
 #include "station/store/store.h"
+#include "station/store/uuid.h"
 #include "support/desk_process.h"
 
 namespace test {
@@ -184,6 +185,33 @@ TEST_F(StationProgramTest, ASignalEndsTheSearchForACamera) {
   process.Signal(SIGTERM);
   EXPECT_EQ(process.Wait(), 143) << process.Errors();
   EXPECT_EQ(close(connection) + close(silent), 0);
+}
+
+// One of two cameras is off: the other one's run goes on, and the exit code says so.
+TEST_F(StationProgramTest, ACameraThatIsOffStopsItsRunAlone) {
+  const DeskProcess camera;
+  std::vector<std::string> words = {"resume", "--camera", "127.0.0.1:1", "--camera",
+                                    camera.Address()};
+  EXPECT_EQ(Do({"migrate"}).code, 0);
+  station::Store store(Path("data/station.db"));
+  for (const char* const serial : {"10000010", "4711"}) {
+    station::RunStart run;
+    run.id = station::NewRunId(1'764'072'000'000);
+    run.serial = serial;
+    run.planText = kPlan;
+    store.BeginRun(run);
+    store.EndRun(run.id, {1, Outcome::Incomplete, "interrupted"});
+    words.push_back(run.id);
+  }
+  const Ended ended = Do(words);
+  EXPECT_EQ(ended.code, 3) << ended.errors;
+  EXPECT_NE(ended.errors.find("no camera with the serial 4711: 127.0.0.1:1: "), std::string::npos)
+      << ended.errors;
+  EXPECT_EQ(store.FindRun(words[5])->outcome, Outcome::Passed);
+  EXPECT_EQ(store.FindRun(words[6])->outcome, Outcome::Incomplete);
+  const std::vector<std::string> off = {
+      "run", "--camera", "127.0.0.1:1", "--camera", "127.0.0.1:2", "--serial", "1"};
+  EXPECT_EQ(Do(off).code, 3);
 }
 
 // What every run holds, whatever was killed: each test was answered once, none twice; an attempt is
