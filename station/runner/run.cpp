@@ -97,7 +97,7 @@ class CameraRun {
         mOnNews(onNews),
         mAddress(address),
         mCamera(address.host, address.port, [&control] { return control.interrupts.load(); }),
-        mHold(address, OwnerOf(station, address), station.folder) {}
+        mHold(address, OwnerOf(station, address), station.folder, station.leaseRenewal) {}
 
   RunRecord Start(const RunRequest& request) {
     const CameraIdentity camera = IdentityOf(mCamera);
@@ -183,6 +183,8 @@ class CameraRun {
       broken = std::string("camera lost: ").append(error.what());
     } catch (const RefusedError& error) {
       broken = std::string("refused by the camera: ").append(error.what());
+    } catch (const RunRefused& error) {
+      broken = error.what();
     } catch (...) {
       GiveBack();
       throw;
@@ -255,7 +257,7 @@ class CameraRun {
         // With an end to wait for, the last try comes then.
         const auto rest = std::chrono::ceil<milliseconds>(deadline - SteadyClock::now());
         mCamera.Pause(std::clamp(rest, milliseconds(1), pause));
-        if (mControl.aborts) throw;  // it was not to begin any more
+        if (mControl.aborts || IsTaken()) throw;  // it was not to begin any more
       }
     }
   }
@@ -286,7 +288,7 @@ class CameraRun {
       Progress(state, news);
       Tell(Kind::AttemptEnds, std::move(news));
     };
-    while (!isLost && !mControl.aborts && !mControl.interrupts) {
+    while (!isLost && !mControl.aborts && !mControl.interrupts && !IsTaken()) {
       const auto next = state.NextAttempt(isTimeOver());
       if (!next) break;
       const AttemptStart begins{++number,    next->item.path, next->item.className,
@@ -304,8 +306,11 @@ class CameraRun {
     }
     journal(std::nullopt);
     if (isLost) throw client::ConnectionError(ended->problem.substr(sizeof kLost - 1));
-    return !state.NextAttempt(isTimeOver());
+    if (!state.NextAttempt(isTimeOver())) return true;
+    if (IsTaken()) throw RunRefused("the camera was taken over: " + mHold.TakenBy());
+    return false;
   }
+  bool IsTaken() const { return !mHold.TakenBy().empty(); }
 
   AttemptEnd MakeAttempt(const client::TestItem& item, std::int64_t number, bool& isLost) {
     client::Attempt attempt;

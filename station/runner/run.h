@@ -22,6 +22,8 @@ struct StationIdentity {
   std::string version;           // of its software
   // How long a busy camera is asked again for an item whose length is not known yet.
   std::chrono::milliseconds busyPatience{60'000};
+  // From one renewal of a camera's lease to the next: three of them before it ends.
+  std::chrono::milliseconds leaseRenewal{10'000};
 };
 
 struct RunRequest {

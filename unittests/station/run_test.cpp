@@ -189,6 +189,40 @@ TEST_F(RunTest, WhoHasTheCameraIsSaid) {
   EXPECT_EQ(mStore.Runs({}, std::nullopt, 9).size(), 1U);  // nothing of those that were refused
 }
 
+// The lease had ended, and another station has the camera: nothing more is done to it, nor put
+// back.
+TEST_F(RunTest, ACameraThatAnotherStationTookIsLeftToIt) {
+  mStation.leaseRenewal = std::chrono::milliseconds(1);
+  client::CameraClient other(mCamera.Port());
+  bool isTaken = false;
+  mOnNews = [&](const RunNews& news) {
+    if (news.kind != Kind::AttemptBegins || isTaken) return;
+    isTaken = true;
+    for (bool isRenewed = true; isRenewed;) {
+      try {
+        other.TakeLease(other.Lease()["owner"].get<std::string>(), 0);
+        other.TakeLease("bench 9", 1000);
+        isRenewed = false;
+      } catch (const std::exception&) {
+        // The station was quicker.
+      }
+    }
+    other.Set("test.description.tester", "Bob");
+  };
+  const RunRecord run = Start("items = [\"battery\"]\nhours = 1000");
+  EXPECT_EQ(run.outcome, Outcome::Incomplete);
+  EXPECT_EQ(run.reason.rfind("the camera was taken over: bench 9 has this camera for ", 0), 0U)
+      << run.reason;
+  EXPECT_EQ(Attempts(run).find("busy"), std::string::npos);
+  EXPECT_EQ(mCamera.Get("test.description.tester"), "Bob");
+  EXPECT_EQ(other.Lease()["owner"], "bench 9");
+  EXPECT_NE(RefusalOf([&] { Resume(run); }).find("bench 9 has this camera for"), std::string::npos);
+  other.TakeLease("bench 9", 0);
+  mOnNews = [this](const RunNews&) { mControl.aborts = true; };
+  Resume(run);
+  EXPECT_EQ(mCamera.Get("test.description.tester"), "Unknown");  // as before the first run
+}
+
 TEST_F(RunTest, ASerialThatContradictsStopsTheStart) {
   RunRequest request = Request("items = [\"clock\"]");
   request.scannedSerial = "4711";
