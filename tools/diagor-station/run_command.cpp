@@ -272,6 +272,7 @@ station::StationIdentity IdentityOfStation(const Station& station) {
   identity.name = station.config.name;
   identity.folder = station.config.data;
   identity.version = DIAGOR_STATION_VERSION;
+  identity.cameraPatience = station.config.waitForCamera;
   return identity;
 }
 

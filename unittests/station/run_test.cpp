@@ -62,7 +62,8 @@ class RunTest : public testing::Test {
   TemporaryFolder mFolder;
   DeskProcess mCamera;
   Store mStore{(mFolder.Path() / "s.db").string()};
-  StationIdentity mStation{"bench", mFolder.Path(), "1", std::chrono::milliseconds(100)};
+  StationIdentity mStation{"bench", mFolder.Path(), "1", std::chrono::milliseconds(100),
+                           std::chrono::milliseconds(0)};
   RunControl mControl;
   OnNews mOnNews;
 };
@@ -264,6 +265,75 @@ TEST_F(RunTest, ARunThatWasEndedGoesOnWhereItWas) {
     EXPECT_EQ(Attempts(run), before + (clockHasEnded ? " main:OK" : " clock:OK main:OK"));
     EXPECT_EQ(mCamera.Get("test.description.tester"), "Unknown");
     EXPECT_NE(RefusalOf([&] { Resume(whole); }).find("is complete: passed"), std::string::npos);
+  }
+}
+
+// Lost in its second test, the camera comes back, or another one in its place; its station waits
+// for the very one, for so long and no longer than the run is wanted.
+TEST_F(RunTest, ALostCameraIsLookedFor) {
+  mStation.cameraPatience = std::chrono::hours(1);
+  int losses = 0;
+  int looks = 0;
+  std::string waits;
+  std::function<void()> onLook;
+  mOnNews = [&](const RunNews& news) {
+    const bool isLost = news.kind == Kind::AttemptBegins && news.attempt->item.ends_with("clock");
+    if (isLost && losses-- > 0) mCamera.Kill();
+    if (news.kind != Kind::Waits) return;
+    waits = news.text;
+    ++looks;
+    onLook();
+  };
+  const std::string plan = "items = [\"battery\", \"clock\", \"eeprom.main\"]";
+  const auto again = [this] { mCamera.StartAgain(); };
+  const std::string lost = "clock:camera lost: ";
+  struct Case {
+    int losses;
+    std::function<void()> onLook;
+    std::string attempts;  // how they begin
+    const char* reason;
+    const char* waits;
+  };
+  const Case cases[] = {
+      {2, again, "", "", "the camera is lost and looked for: "},
+      // A test that loses it each time ends the run.
+      {9, again, lost, "camera lost: ", ""},
+      {1, [this] { mControl.aborts = true; }, lost, "aborted", ""},
+      {1, [this] { mControl.interrupts = true; }, lost, "interrupted", ""},
+      {1,
+       [&] {
+         if (looks == 1) mCamera.StartAgain({{"DIAGOR_KNOBS", ".version.product.serial=4711"}});
+         if (looks == 2) mControl.aborts = true;
+       },
+       lost, "aborted",
+       "the camera is lost and looked for: in its place is one with the serial 4711"},
+      {1,
+       [&] {
+         mCamera.StartAgain();
+         client::CameraClient(mCamera.Port()).TakeLease("bench 9", 1000);
+       },
+       lost, "camera ", ""},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.reason);
+    losses = each.losses;
+    looks = 0;
+    onLook = each.onLook;
+    mControl.aborts = false;
+    mControl.interrupts = false;
+    const RunRecord run = Start(plan);
+    EXPECT_EQ(run.reason.rfind(each.reason, 0), 0U) << run.reason;
+    EXPECT_EQ(waits.rfind(each.waits, 0), 0U) << waits;
+    std::string answered;
+    for (const AttemptRecord& attempt : mStore.Attempts(run.id)) {
+      const bool isLost = attempt.problem.starts_with("camera lost: ");
+      answered += isLost ? "l" : attempt.passed ? "p" : "?";
+    }
+    const bool isWhole = *each.reason == '\0';
+    EXPECT_EQ(answered, isWhole ? "pllpp" : each.losses > 1 ? "plll" : "pl");
+    EXPECT_EQ(run.outcome, isWhole ? Outcome::Passed : Outcome::Incomplete);
+    EXPECT_TRUE(!isWhole || mCamera.Get("test.description.tester") == "Unknown");
+    mCamera.StartAgain();  // in place of whichever stands there
   }
 }
 
