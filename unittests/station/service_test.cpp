@@ -96,6 +96,7 @@ class ServiceTest : public testing::Test {
     mConfig.data = mFolder.Path();
     mConfig.plans = mFolder.Path();
     mConfig.cameras = {{kName, "127.0.0.1", mCamera.Port()}};
+    mConfig.waitForCamera = std::chrono::seconds(0);
     std::ofstream(mFolder.Path() / "who.toml")
         << "title = \"Who\"\nitems = [\"clock\"]\noperator = true\n";
     std::ofstream(mFolder.Path() / "torn.toml") << "title = \n";

@@ -700,6 +700,7 @@ TEST(SqliteTest, AKilledProcessLosesNothing) {
     int pipes[2] = {};
     ASSERT_EQ(pipe(pipes), 0);
     const pid_t child = fork();
+    ASSERT_GE(child, 0);
     if (child == 0) JournalUntilKilled(file, run, pipes[1]);
     close(pipes[1]);
     std::int64_t last = 0;
