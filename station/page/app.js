@@ -64,7 +64,8 @@ listen((kind, data) => {
       state.isConnected || isSignedOut ? "" : "⚠ The station does not answer; looking for it…";
   }
   if (kind === "run" && data.act === "ends") {
-    announce(`${data.camera}: ${data.outcome}${data.reason ? `, ${data.reason}` : ""}`);
+    const outcome = data.outcome === "running" ? "stopped" : data.outcome;
+    announce([`${data.camera}: ${outcome}`, data.reason, data.text].filter(Boolean).join(", "));
   }
   if (kind === "camera" && data.camera.state === "waits for the operator") {
     announce(`${data.camera.name || data.camera.id} waits for the operator`);

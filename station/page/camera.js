@@ -4,7 +4,7 @@ import {begin, operatorField, planChoice, problemPlace} from "./begin.js";
 import {progress} from "./bench.js";
 import {failures} from "./cards.js";
 import "./screen.js";
-import {call, get, state} from "./station.js";
+import {call, get, state, turns} from "./station.js";
 
 export function camera(id) {
   const base = `/cameras/${encodeURIComponent(id)}`;
@@ -17,8 +17,7 @@ export function camera(id) {
   let items = [];
   let last = null;     // the run whose failures are shown
   let screen = null;   // the element
-  let showsScreen = false;
-  let generation = 0;  // what was asked for later counts
+  const turn = turns();
 
   const refuse = (error) => problems.show(error);
   const abort = async (now) => {
@@ -55,10 +54,7 @@ export function camera(id) {
   }
 
   function drawScreen(each) {
-    // One that shows its screen is not waiting any more once it shows none, whatever its state says still.
-    showsScreen ||= Boolean(each.screen) || each.is_desk;
-    const waits = each.screen || (each.state === "waits for the operator" && !showsScreen);
-    if (!waits) {
+    if (!each.screen && each.state !== "waits for the operator") {
       screen = null;
       update(screenPlace);
     } else if (!each.screen) {
@@ -69,7 +65,7 @@ export function camera(id) {
         screenPlace.replaceChildren(section("The camera waits for you", screen));
         screenPlace.scrollIntoView?.({block: "nearest"});
       }
-      screen.show(id, each.screen);
+      screen.show(id, each.screen, each.run?.item ?? "");
     }
   }
 
@@ -87,10 +83,10 @@ export function camera(id) {
   }
 
   async function readItems() {
-    const mine = ++generation;
+    const isLatest = turn();
     try {
       const read = (await get(`${base}/items`)).items;
-      if (mine !== generation) return;
+      if (!isLatest()) return;
       items = read;
       drawLights();
     } catch {

@@ -1,7 +1,7 @@
 // A simulated camera's inside: what can be turned and broken, who acts at it, its clock and log.
 import {choice, field, h, section, update} from "./dom.js";
 import {problemPlace} from "./begin.js";
-import {call, get, state} from "./station.js";
+import {call, get, state, turns} from "./station.js";
 
 // The tree's values by path.
 function flat(node, values = new Map()) {
@@ -50,9 +50,12 @@ export function desk(id) {
         onclick: () => turn(knob, fault.value)}, `Break: ${fault.what}`))) : null);
   }
 
+  const reading = turns();
   async function read() {
+    const isLatest = reading();
     try {
       const [listed, tree, lines] = await Promise.all([get(`${base()}/knobs`), get(`${base()}/tree/.desk?depth=8`), get(`${base()}/log`)]);
+      if (!isLatest()) return;
       const values = flat(tree);
       const open = new Set([...knobs.querySelectorAll("details[open]")].map((each) => each.dataset.device));
       const devices = new Map();

@@ -1,7 +1,7 @@
 // The runs that are kept. The filters stand in the address: it can be kept and passed on.
 import {choice, field, h, mark, moment, table, update} from "./dom.js";
 import {problemPlace} from "./begin.js";
-import {get, query, state} from "./station.js";
+import {get, query, state, turns} from "./station.js";
 
 const kOutcomes = ["", "passed", "passed on retry", "failed", "incomplete", "running"];
 const kTexts = [["serial", "Serial number"], ["variant", "Variant"], ["operator", "Operator"]];
@@ -50,7 +50,7 @@ export function history(_, search) {
   const values = Object.fromEntries(search);
   let runs = [];
   let next = null;
-  let generation = 0;  // what was asked for later counts
+  const turn = turns();
 
   function draw() {
     update(list,
@@ -63,16 +63,16 @@ export function history(_, search) {
   }
 
   async function read(cursor) {
-    const mine = ++generation;
+    const isLatest = turn();
     try {
       const page = await get(`/runs${query({...values, cursor})}`);
-      if (mine !== generation) return;
+      if (!isLatest()) return;
       runs = cursor ? [...runs, ...page.runs] : page.runs;
       next = page.next;
       problems.clear();
       draw();
     } catch (error) {
-      if (mine === generation) problems.show(error);
+      problems.show(error);
     }
   }
 

@@ -3,7 +3,7 @@ import {facts, h, mark, moment, number, section, shortItem, table, update} from 
 import {progress} from "./bench.js";
 import {problemPlace} from "./begin.js";
 import {failures, note} from "./cards.js";
-import {call, get} from "./station.js";
+import {call, get, turns} from "./station.js";
 
 const kFiles = [["html", "Report"], ["json", "JSON"], ["sig", "Signature"], ["csv", "Attempts (CSV)"],
   ["measurements.csv", "Measurements (CSV)"], ["xml", "JUnit"]];
@@ -14,7 +14,7 @@ export function run(id) {
   const notes = h("div");
   let timer = null;
   let noted = null;
-  let generation = 0;  // what was asked for later counts
+  const turn = turns();
 
   const resume = async () => {
     problems.clear();
@@ -50,7 +50,7 @@ export function run(id) {
       section("Every attempt", table("Attempts in their order", ["No.", "Test", "Result", "Seconds", "Message"],
         run.attempts.map((each) => [each.number, shortItem(each.item) + (each.retry ? ` (try ${each.retry + 1})` : ""),
           mark(each.result), each.seconds.toFixed(1), each.problem || each.message]))),
-      h("details", {"data-key": `plan-${run.id}`}, h("summary", {}, "Plan and versions"), h("p", {}, run.versions), h("pre", {}, run.plan_text)));
+      h("details", {"data-key": "plan"}, h("summary", {}, "Plan and versions"), h("p", {}, run.versions), h("pre", {}, run.plan_text)));
     if (noted !== run.note) {
       noted = run.note;
       update(notes, note(run, "note", (text) => { noted = text; }));
@@ -59,10 +59,10 @@ export function run(id) {
 
   async function read() {
     timer = null;
-    const mine = ++generation;
+    const isLatest = turn();
     try {
       const read = await get(`/runs/${encodeURIComponent(id)}`);
-      if (mine !== generation) return;
+      if (!isLatest()) return;
       draw(read);
       problems.clear();
     } catch (error) {

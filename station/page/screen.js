@@ -12,24 +12,29 @@ function keyOf(event) {
   return kKeys[event.key] ?? event.key;
 }
 
-// What a control of the dialog wants: a key of the camera, or a touch on it. The dialogs that ask
-// about an image name the button that each answer stands for.
+// The dialogs that ask about an image name the button that each answer stands for; any key ends
+// the one that says what came of it.
+const kAnswer = / *\(button([12])\)/;
+const kAnyKey = "0x71";
+
+// What a control of the dialog wants: a key of the camera, or a touch on it.
 function actOf(control) {
   if (control.enabled) {
     return {touch: {x: Math.round(control.x + control.width / 2), y: Math.round(control.y + control.height / 2)}};
   }
-  const answer = /\(button([12])\)/.exec(control.label);
+  const answer = kAnswer.exec(control.label);
   return {key: answer ? `0x7${answer[1] - 1}` : control.label};
 }
 
 export class CameraScreen extends HTMLElement {
   constructor() {
     super();
-    this.picture = h("img", {alt: "", draggable: "false", onclick: (event) => this.touch(event)});
-    this.glass = h("div", {class: "glass", tabindex: "0", role: "application",
+    this.picture = h("img", {alt: ""});
+    this.glass = h("div", {class: "glass", tabindex: "0", role: "application", "data-first": true,
       "aria-label": "The camera's screen: keys that you press here go to the camera", "aria-describedby": "screen-help",
-      onkeydown: (event) => this.press(event)}, this.picture);
+      onkeydown: (event) => this.press(event), onclick: (event) => this.touch(event)}, this.picture);
     this.heading = h("h3");
+    this.words = h("p");
     this.keys = h("div", {class: "keypad", role: "group", "aria-label": "Keys of the camera"});
     this.missing = h("p", {class: "missing"});
     this.left = h("p", {class: "seconds"});
@@ -40,7 +45,7 @@ export class CameraScreen extends HTMLElement {
   connectedCallback() {
     this.append(h("div", {class: "screen"}, this.glass,
       h("p", {id: "screen-help", class: "faint"}, "Click or touch the picture, or press keys while it is chosen.")),
-      h("div", {class: "beside"}, this.heading, this.left, this.missing, this.keys, this.trouble));
+      h("div", {class: "beside"}, this.heading, this.words, this.left, this.missing, this.keys, this.trouble));
     this.ticker = setInterval(() => this.tick(), 1000);
   }
   disconnectedCallback() {
@@ -48,12 +53,14 @@ export class CameraScreen extends HTMLElement {
     clearTimeout(this.next);
   }
 
-  // id: the camera's; dialog: as docs/protocol.md has it, null: none is up.
-  show(id, dialog) {
+  // id: the camera's; dialog: as docs/protocol.md has it and until when it is up; item: the test
+  // that shows it, or empty.
+  show(id, dialog, item) {
     this.camera = id;
-    const isNew = dialog && dialog.title !== this.dialog?.title;
+    this.display = item.startsWith("test.items.viewFinder") ? "viewfinder" : "screen";
+    const isNew = dialog.title !== this.dialog?.title;
     this.dialog = dialog;
-    this.until = dialog?.until ?? null;
+    this.until = dialog.until;
     this.drawPicture();
     this.drawKeys();
     this.tick();
@@ -77,29 +84,38 @@ export class CameraScreen extends HTMLElement {
         if (this.isStale) this.drawPicture();
       }, Math.max(0, began + kBetweenPictures - Date.now()));
     };
-    this.picture.onload = done;
-    this.picture.onerror = done;
     this.pictures = (this.pictures ?? 0) + 1;
-    this.picture.src = `/api/v1/cameras/${encodeURIComponent(this.camera)}/screen.png?n=${Date.now()}-${this.pictures}`;
-    this.picture.alt = this.dialog ? `The camera's screen: ${this.dialog.title}` : "The camera's screen";
+    const next = h("img", {alt: `The camera's ${this.display}: ${this.dialog.title}`, draggable: "false"});
+    next.onerror = done;
+    next.onload = () => {
+      this.picture.replaceWith(next);  // the one before can be touched until then
+      this.picture = next;
+      done();
+    };
+    next.src = `/api/v1/cameras/${encodeURIComponent(this.camera)}/screen.png?display=${this.display}&n=${Date.now()}-${this.pictures}`;
   }
 
   drawKeys() {
-    const controls = (this.dialog?.controls ?? []).filter((each) => each.kind === "button");
-    const captions = controls.map((each) => each.label);
-    const name = (control, index) => {
-      const alike = captions.filter((each) => each === control.label).length > 1;
-      return alike ? `${control.label} ${captions.slice(0, index + 1).filter((each) => each === control.label).length}` : control.label;
+    const controls = this.dialog.controls.filter((each) => each.kind === "button");
+    const captions = controls.map((each) => each.label.replace(kAnswer, ""));
+    const name = (_, index) => {
+      const alike = captions.filter((each) => each === captions[index]).length > 1;
+      return alike ? `${captions[index]} ${captions.slice(0, index + 1).filter((each) => each === captions[index]).length}` : captions[index];
     };
-    this.heading.textContent = this.dialog?.title ?? "";
+    const isAnswer = controls.some((each) => kAnswer.test(each.label));
+    this.heading.textContent = this.dialog.title;
+    this.words.textContent = isAnswer ? `Is the picture in the ${this.display} as it should be?`
+      : this.dialog.controls.filter((each) => each.kind === "text").map((each) => each.text).join(" ");
     update(this.keys, controls.map((control, index) => h("button", {id: `key-${control.id}`, class: control.hit ? "hit" : "",
       "aria-label": control.hit ? `${name(control, index)}, done` : name(control, index),
       onclick: () => this.act(actOf(this.dialog.controls.find((each) => each.id === control.id) ?? control))}, control.hit ? "✓ " : "", name(control, index))));
     const missing = controls.map((control, index) => (control.hit ? null : name(control, index))).filter(Boolean);
-    const isAnswer = controls.some((each) => each.label.includes("(button"));
     const text = controls.length < 2 || isAnswer ? "" : missing.length ? `Still missing: ${missing.join(", ")}` : "All done";
     this.missing.textContent = text;
-    if (this.dialog?.title === "Laser Test") {
+    if (!controls.length) {
+      update(this.keys, h("button", {id: "go-on", class: "main", onclick: () => this.act({key: kAnyKey})}, "Go on"));
+    }
+    if (this.dialog.title === "Laser Test") {
       update(this.keys, h("button", {id: "laser", class: "main", onclick: () => this.laser()}, "Press the laser button"));
     }
   }

@@ -41,30 +41,45 @@ export function listen(listener) {
   listeners.add(listener);
   return () => listeners.delete(listener);
 }
-// A dialog's time runs from when it was told, however often it is drawn.
-function withEnd(screen) {
-  if (screen) screen.until = screen.timeout_ms === null ? null : Date.now() + screen.timeout_ms;
-  return screen;
-}
-const told = new Set();  // cameras that were told of while everything was read
 function tell(kind, data) {
-  if (kind === "camera") {
-    withEnd(data.camera.screen);
-    state.cameras.set(data.camera.id, data.camera);
-    told.add(data.camera.id);
-  }
-  if (kind === "screen" && state.cameras.has(data.camera)) {
-    state.cameras.get(data.camera).screen = withEnd(data.screen);
-    told.add(data.camera);
-  }
-  const run = data?.camera && state.cameras.get(data.camera)?.run;
-  if (run && run.id === data.run && data.done !== undefined) {
-    for (const key of ["item", "done", "left", "time_left_ms"]) run[key] = data[key] ?? run[key];
-    run.waits = data.act === "waits" ? data.text : "";
-  }
   for (const each of [...listeners]) each(kind, data);
 }
 
+// What is asked for later counts: const isLatest = turn(); await ...; if (!isLatest()) return;
+export function turns() {
+  let latest = 0;
+  return () => {
+    const mine = ++latest;
+    return () => mine === latest;
+  };
+}
+
+// Whether an event came after another one of the same station's life.
+function isAfter(id, other) {
+  const [log, number] = id.split("-");
+  const [otherLog, otherNumber] = other.split("-");
+  return log === otherLog && Number(number) > Number(otherNumber);
+}
+
+// When the dialog's time is over, by this machine's clock.
+function settle(screen) {
+  if (screen) screen.until ??= screen.timeout_ms === null ? null : Date.now() + screen.timeout_ms;
+}
+
+function apply({kind, data}) {
+  if (kind === "camera") state.cameras.set(data.camera.id, data.camera);
+  if (kind === "screen" && state.cameras.has(data.camera)) {
+    state.cameras.get(data.camera).screen = data.screen;
+  }
+  const run = data.camera && state.cameras.get(data.camera)?.run;
+  if (run && run.id === data.run && data.done !== undefined) {
+    for (const key of ["item", "done", "left", "time_left_ms"]) run[key] = data[key] ?? run[key];
+    if (data.act !== "warns") run.waits = data.act === "waits" ? data.text : "";
+  }
+}
+
+let readAt = "";       // the latest event that what was read knows of
+let meanwhile = [];    // what came while it is read
 let isLoading = false;
 let isStale = false;
 export async function reload() {
@@ -74,16 +89,15 @@ export async function reload() {
   try {
     while (isStale) {
       isStale = false;
-      told.clear();
+      meanwhile = [];
       const [station, cameras, plans] =
         await Promise.all([get("/station"), get("/cameras"), get("/plans")]);
       state.station = station;
-      // What was told meanwhile is newer.
-      state.cameras = new Map(cameras.cameras.map((each) => {
-        withEnd(each.screen);
-        return [each.id, (told.has(each.id) && state.cameras.get(each.id)) || each];
-      }));
+      cameras.cameras.forEach((each) => settle(each.screen));
+      state.cameras = new Map(cameras.cameras.map((each) => [each.id, each]));
       state.plans = plans.plans;
+      readAt = cameras.event;
+      meanwhile.filter((each) => isAfter(each.id, readAt)).forEach(apply);
     }
     connected(true);
     tell("reload");
@@ -127,6 +141,9 @@ function take(message) {
     connected(false);
   } else {
     connected(true);
+    settle(message.data.screen ?? message.data.camera?.screen);
+    if (isLoading) meanwhile.push(message);
+    if (message.id !== readAt && !isAfter(readAt, message.id)) apply(message);  // else it is known
     tell(message.kind, message.data);
   }
 }

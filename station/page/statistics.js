@@ -1,8 +1,8 @@
 // What many runs tell: yield, failing tests, the course of a measurement. Each as a picture and a table.
-import {field, h, lasting, moment, number, section, shortItem, table, update} from "./dom.js";
+import {choice, field, h, lasting, moment, number, section, shortItem, table, update} from "./dom.js";
 import {problemPlace} from "./begin.js";
 import {filterForm} from "./history.js";
-import {get, query, state} from "./station.js";
+import {get, query, state, turns} from "./station.js";
 
 let library = null;
 function charts() {
@@ -92,24 +92,17 @@ export function statistics(_, search) {
     else update(plots.failures);
   }
 
-  // What can be chosen: what the latest runs measured.
-  async function measurements() {
-    const {runs} = await get("/runs?limit=5");
-    const read = await Promise.all(runs.map((each) => get(`/runs/${each.id}`)));
-    const names = new Set(read.flatMap((run) => run.attempts.flatMap((attempt) =>
-      attempt.measurements.map((each) => `${shortItem(attempt.item)} ${each.name}`))));
-    return [...names].sort();
-  }
   async function readTrend() {
-    const names = await measurements();
+    const {measurements} = await get("/statistics/measurements");
+    const names = measurements.map((each) => `${shortItem(each.item)} ${each.name}`);
     const chosenName = values.trend || names[0] || "";
+    if (chosenName && !names.includes(chosenName)) names.push(chosenName);
     const split = chosenName.indexOf(" ");
     const form = h("form", {class: "filters", onsubmit: (event) => {
       event.preventDefault();
       apply(Object.fromEntries(new FormData(form)));
     }},
-    field("Measurement", h("input", {id: "trend", name: "trend", list: "measurements", value: chosenName})),
-    h("datalist", {id: "measurements"}, names.map((each) => h("option", {value: each}))),
+    field("Measurement", choice("trend", names.map((each) => [each, each]), chosenName, {name: "trend"})),
     field("Serial number of one camera", h("input", {id: "trend-serial", name: "serial", value: values.serial ?? ""})),
     h("button", {}, "Draw"));
     if (split < 0) {
@@ -137,9 +130,12 @@ export function statistics(_, search) {
     else update(plots.curves);
   }
 
+  const turn = turns();
   async function read() {
+    const isLatest = turn();
     problems.clear();
     for (const each of [readYield, readFailures, readTrend, readCurves]) {
+      if (!isLatest()) return;
       await each().catch((error) => problems.show(error));
     }
   }

@@ -114,6 +114,7 @@ const std::vector<Api::Route>& Api::Routes() {
       {"GET", "/api/v1/statistics/yield", Operator, &Api::GetYield},
       {"GET", "/api/v1/statistics/failures", Operator, &Api::GetFailures},
       {"GET", "/api/v1/statistics/trend", Operator, &Api::GetTrend},
+      {"GET", "/api/v1/statistics/measurements", Operator, &Api::GetMeasurements},
       {"GET", "/api/v1/statistics/curves", Operator, &Api::GetCurves},
       {"GET", "/{}", Anybody, &Api::GetPage, true},
   };

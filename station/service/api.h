@@ -117,6 +117,7 @@ class Api {
   Answer GetYield(const Call& call);
   Answer GetFailures(const Call& call);
   Answer GetTrend(const Call& call);
+  Answer GetMeasurements(const Call& call);
   Answer GetCurves(const Call& call);
 
   SignIns& NeededSignIns() const;

@@ -45,9 +45,11 @@ client::CameraClient Api::ClientOf(const CameraState& camera) const {
 }
 
 Api::Answer Api::GetCameras(const Call& /*call*/) {
+  // Before the cameras are looked at: of what came until then they know.
+  const std::string event = mParts.events.Name() + "-" + std::to_string(mParts.events.Newest());
   Json cameras = Json::array();
   for (const CameraState& each : mParts.cameras) cameras.push_back(CameraJson(each.Facts()));
-  return JsonReply({{"cameras", cameras}});
+  return JsonReply({{"cameras", cameras}, {"event", event}});
 }
 
 Api::Answer Api::GetCamera(const Call& call) {

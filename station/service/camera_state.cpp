@@ -20,7 +20,8 @@ client::Json Told(const CameraFacts& facts) {
 
 std::string CameraFacts::State() const {
   if (!isReachable) return "not reachable";
-  if (!screen.is_null()) return "waits for the operator";
+  const bool isInteractive = run && run->needsOperator && !tellsScreen;
+  if (!screen.is_null() || isInteractive) return "waits for the operator";
   if (run || testsUnderWay > 0) return "testing";
   return lastRun && lastRun->outcome == Outcome::Failed ? "failed" : "idle";
 }
@@ -40,19 +41,25 @@ CameraFacts CameraState::Facts() const {
 
 void CameraState::Change(const std::function<void(CameraFacts&)>& change) {
   const std::lock_guard lock(mLock);
+  ChangeLocked(change);
+}
+
+// Under the lock: events come in the order of what they tell.
+void CameraState::ChangeLocked(const std::function<void(CameraFacts&)>& change) {
   const client::Json before = Told(mFacts);
   change(mFacts);
-  // Under the lock: events come in the order of what they tell.
   if (Told(mFacts) != before) mEvents.Add("camera", {{"camera", CameraJson(mFacts)}});
 }
 
 void CameraState::ChangeScreen(const client::Json& dialog) {
   ForgetPictures();
-  Change([&](CameraFacts& facts) {
+  const std::lock_guard lock(mLock);
+  // The state that comes of it first: nobody sees a camera that waits without what it waits for.
+  ChangeLocked([&](CameraFacts& facts) {
     facts.screen = dialog;
     facts.screenToldAt = Now();
-    mEvents.Add("screen", {{"camera", mId}, {"screen", dialog}});
   });
+  mEvents.Add("screen", {{"camera", mId}, {"screen", dialog}});
 }
 
 std::string CameraState::Picture(bool viewFinder, const std::function<std::string()>& fetch) {

@@ -24,7 +24,8 @@ struct UnderWay {
   std::size_t done = 0;
   std::size_t left = 0;
   std::optional<std::chrono::milliseconds> timeLeft;
-  std::string waits;  // why, while it does
+  std::string waits;           // why, while it does
+  bool needsOperator = false;  // the attempt under way
 };
 
 struct CameraFacts {
@@ -36,7 +37,8 @@ struct CameraFacts {
   std::string product;
   bool isDesk = false;
   int testsUnderWay = 0;  // anybody's
-  client::Json screen;    // the dialog on it as it was told, or null
+  bool tellsScreen = true;
+  client::Json screen;  // the dialog on it as it was told, or null
   Time screenToldAt = 0;
   bool isTaken = false;  // for a run that is under way, or is about to begin or has just ended
   std::optional<UnderWay> run;
@@ -70,6 +72,8 @@ class CameraState {
   const CameraAddress mAddress;
   const std::string mId;
   Events& mEvents;
+  void ChangeLocked(const std::function<void(CameraFacts&)>& change);
+
   mutable std::mutex mLock;
   CameraFacts mFacts;
 

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "station/runner/run.h"
-#include "station/store/error.h"
 
 namespace station {
 
@@ -85,21 +84,34 @@ void CameraWatch::Loop() {
 void CameraWatch::Meet(client::CameraClient& camera) {
   const CameraIdentity identity = IdentityOf(camera);
   const bool isDesk = HasNode(camera, ".desk");
-  std::optional<RunRecord> last;
-  try {
-    last = LastRunOf(mStore, identity.serial);
-  } catch (const StoreError&) {  // NOLINT(bugprone-empty-catch)
-    // The camera is there all the same; its next run's end is known again.
-  }
-  mCamera.Change([&](CameraFacts& facts) {
+  mSerial = identity.serial;
+  KnowLastRun([&](CameraFacts& facts) {
     facts.isReachable = true;
-    facts.problem.clear();
     facts.serial = identity.serial;
     facts.product = identity.product;
     facts.isDesk = isDesk;
-    facts.lastRun = last;
   });
-  AskForScreen(camera, true);
+  AskForScreen(camera, false);
+}
+
+// With what else becomes of its facts. A camera is there although the store does not answer.
+void CameraWatch::KnowLastRun(const std::function<void(CameraFacts&)>& change) {
+  std::optional<RunRecord> last;
+  std::string problem;
+  try {
+    last = LastRunOf(mStore, mSerial);
+  } catch (const StoreError& error) {
+    problem =
+        std::string("its last run is not known, the database does not answer: ") + error.what();
+  }
+  mOwesLastRun = !problem.empty();
+  mCamera.Change([&](CameraFacts& facts) {
+    change(facts);
+    facts.problem = problem;
+    // One may have ended since it was read.
+    const bool isOfCamera = facts.lastRun && facts.lastRun->serial == mSerial;
+    if (!isOfCamera || (last && last->endedAt > facts.lastRun->endedAt)) facts.lastRun = last;
+  });
 }
 
 // False: it tells no events, or has no room for another who hears them.
@@ -117,9 +129,9 @@ void CameraWatch::Hear(const client::Event& event) {
     ++mScreensHeard;
     mCamera.ChangeScreen(event.fields.value("dialog", client::Json()));
   }
-  // Whether a test ended among what was missed is not known, nor what is on the screen by now.
   if (event.kind == "gap") {
-    mHasMissed = true;
+    mHasGap = true;
+    // Whether a test ended among what was missed is not known.
     mCamera.Change([](CameraFacts& facts) { facts.testsUnderWay = 0; });
   }
   const bool begins = event.kind == "test-started";
@@ -132,30 +144,32 @@ void CameraWatch::Hear(const client::Event& event) {
 
 // Until the camera is lost.
 void CameraWatch::Follow(client::CameraClient& camera, bool isTold) {
-  constexpr std::chrono::hours kLong{1};
-  constexpr std::chrono::seconds kUntold{2};  // where no event says what is new
+  constexpr milliseconds kLong{3'600'000};
+  constexpr milliseconds kSoon{2000};  // where no event says what is new
   for (;;) {
     if (isTold) {
-      camera.AwaitEvents([this] { return mHasMissed; }, kLong);
-      if (std::exchange(mHasMissed, false)) AskForScreen(camera, true);
+      camera.AwaitEvents([this] { return mHasGap; }, mOwesLastRun ? kSoon : kLong);
+      if (std::exchange(mHasGap, false)) AskForScreen(camera, true);
     } else {
-      camera.Pause(kUntold);
+      camera.Pause(kSoon);
       camera.Get("");
       AskForScreen(camera, false);
     }
+    if (mOwesLastRun) KnowLastRun([](CameraFacts& /*facts*/) {});
   }
 }
 
-void CameraWatch::AskForScreen(client::CameraClient& camera, bool hasMissed) {
+void CameraWatch::AskForScreen(client::CameraClient& camera, bool isEventMissed) {
   const std::uint64_t heard = mScreensHeard;
   client::Json screen;
+  bool tells = true;
   try {
     screen = camera.Screen();
   } catch (const client::RefusedError&) {
-    // It does not tell.
+    tells = false;
   }
-  const bool isOther = screen.is_null() != mCamera.Facts().screen.is_null();
-  const bool isNews = isOther || (hasMissed && !screen.is_null());
+  mCamera.Change([tells](CameraFacts& facts) { facts.tellsScreen = tells; });
+  const bool isNews = isEventMissed || screen.is_null() != mCamera.Facts().screen.is_null();
   if (isNews && heard == mScreensHeard) mCamera.ChangeScreen(screen);
 }
 

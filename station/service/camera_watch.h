@@ -4,7 +4,9 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include "client/camera_client.h"
@@ -29,13 +31,15 @@ class CameraWatch {
   bool Subscribes(client::CameraClient& camera);
   void Hear(const client::Event& event);
   void Follow(client::CameraClient& camera, bool isTold);
-  // hasMissed: a dialog that is up may be another one than is known.
-  void AskForScreen(client::CameraClient& camera, bool hasMissed);
+  void AskForScreen(client::CameraClient& camera, bool isEventMissed);
+  void KnowLastRun(const std::function<void(CameraFacts&)>& change);
 
   CameraState& mCamera;
   Store& mStore;
+  std::string mSerial;
+  bool mOwesLastRun = false;  // the store did not answer
   std::uint64_t mScreensHeard = 0;
-  bool mHasMissed = false;  // events, which may have told of another screen
+  bool mHasGap = false;  // events were missed
   std::atomic<bool> mEnds{false};
   std::mutex mLock;
   std::condition_variable mEnding;

@@ -23,17 +23,6 @@ Json NamesJson(const std::vector<settings::ListedName>& names) {
   return json;
 }
 
-// Somebody has to press, touch or look.
-bool NeedsOperator(const client::TestItem& item) {
-  static constexpr std::array<std::string_view, 4> kClasses = {
-      "CResBitButtons", "CResBitTouchScreen", "CResBitLaser", "CResBitLCD_I"};
-  if (std::any_of(kClasses.begin(), kClasses.end(),
-                  [&item](std::string_view each) { return item.className.starts_with(each); })) {
-    return true;
-  }
-  return item.className == "CResBitLCD" && !item.path.ends_with(".bitmaps");
-}
-
 void AddKnown(Json& json, const AttemptReport& attempt, const std::string& variant) {
   const client::TestGuide* const guide =
       HasFailed(attempt) ? client::GuideOf(attempt.className) : nullptr;
@@ -71,6 +60,16 @@ Json AttemptJson(const RunReport& report, const AttemptReport& attempt) {
 }
 
 }  // namespace
+
+bool NeedsOperator(std::string_view className, std::string_view item) {
+  static constexpr std::array<std::string_view, 4> kClasses = {
+      "CResBitButtons", "CResBitTouchScreen", "CResBitLaser", "CResBitLCD_I"};
+  if (std::any_of(kClasses.begin(), kClasses.end(),
+                  [className](std::string_view each) { return className.starts_with(each); })) {
+    return true;
+  }
+  return className == "CResBitLCD" && !item.ends_with(".bitmaps");
+}
 
 std::string TextOf(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
@@ -161,7 +160,7 @@ Json ItemJson(const client::TestItem& item) {
           {"class", item.className},
           {"group", name.substr(0, name.find('.'))},
           {"value", WithoutBlanks(item.value)},
-          {"interactive", NeedsOperator(item)}};
+          {"interactive", NeedsOperator(item.className, item.path)}};
 }
 
 Json YieldJson(const YieldRow& row) {

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "client/dictionary.h"
@@ -20,6 +21,9 @@ using client::Json;
 // Bytes that are no UTF-8 are replaced, never refused.
 std::string TextOf(const Json& json);
 http::Reply JsonReply(const Json& json, unsigned status = 200);
+
+// Somebody has to press, touch or look while that test runs.
+bool NeedsOperator(std::string_view className, std::string_view item);
 
 // With its attempts, and what is known of those that failed; without their evidence.
 Json RunJson(const RunReport& report);

@@ -300,6 +300,14 @@ Api::Answer Api::GetFailures(const Call& call) {
   return JsonReply({{"rows", rows}});
 }
 
+Api::Answer Api::GetMeasurements(const Call& /*call*/) {
+  Json known = Json::array();
+  for (const KnownMeasurement& each : mParts.store.Measurements()) {
+    known.push_back({{"item", each.item}, {"name", each.name}, {"unit", each.unit}});
+  }
+  return JsonReply({{"measurements", known}});
+}
+
 // What else is kept as an item's trace has no curve.
 Api::Answer Api::GetCurves(const Call& call) {
   constexpr std::size_t kUsual = 10;

@@ -90,16 +90,13 @@ void Runs::Go(CameraState& camera, const std::string& who, const OnBegun& onBegu
       isTold = true;
     });
   } catch (const std::exception& error) {
-    if (run) {
-      run->outcome = Outcome::Incomplete;
-      run->reason = error.what();
-    }
-    Leave(place, run);
+    if (run) run = AsKept(*run);
+    Leave(place, run, error.what());
     if (!isTold) throw;
     mComplain("run " + run->id + " ended by an error: " + error.what());
     return;
   }
-  Leave(place, run);
+  Leave(place, run, "");
   try {
     Audit(run->operatorName.empty() ? who : run->operatorName,
           "run " + run->id + " ended: " + std::string(OutcomeText(run->outcome)));
@@ -115,13 +112,23 @@ Runs::Place Runs::Enter(CameraState& camera) {
   return mActive.emplace(mActive.end(), camera);
 }
 
+// Nothing is said to be kept that is not: where the store took no end, the run can be gone on with.
+RunRecord Runs::AsKept(const RunRecord& run) {
+  try {
+    return mStore.FindRun(run.id).value_or(run);
+  } catch (const StoreError&) {
+    return run;
+  }
+}
+
 // The camera is free again before anybody hears that the run has ended.
-void Runs::Leave(Place place, const std::optional<RunRecord>& ended) {
+void Runs::Leave(Place place, const std::optional<RunRecord>& ended, const std::string& error) {
   CameraState& camera = place->camera;
+  const bool isKept = ended && ended->endedAt;
   {
     const std::lock_guard lock(mLock);
     mActive.erase(place);
-    if (ended) ++mCounts.runs[std::string(OutcomeText(ended->outcome))];
+    if (isKept) ++mCounts.runs[std::string(OutcomeText(ended->outcome))];
   }
   CameraFacts facts;
   UnderWay last;
@@ -129,13 +136,14 @@ void Runs::Leave(Place place, const std::optional<RunRecord>& ended) {
     if (now.run) last = *now.run;
     now.run.reset();
     now.isTaken = false;
-    if (ended) now.lastRun = ended;
+    if (isKept) now.lastRun = ended;
+    if (ended && !error.empty()) now.problem = "a run has stopped: " + error;
     facts = now;
   });
   if (!ended) return;
   last.run = *ended;
   last.item.clear();
-  Tell("ends", facts, last, "");
+  Tell("ends", facts, last, error);
 }
 
 bool Runs::Abort(const std::string& run, bool isNow) {
@@ -192,13 +200,16 @@ void Runs::Hear(Active& active, const RunNews& news) {
   CameraFacts facts;
   active.camera.Change([&](CameraFacts& now) {
     if (!now.run) now.run.emplace();
+    if (news.kind == Kind::Begins) now.problem.clear();
     UnderWay& run = *now.run;
     run.run = *news.run;
     if (isAttempt || news.kind == Kind::Begins) {
       run.done = news.done;
       run.left = news.left;
       run.timeLeft = news.timeLeft;
-      run.item = news.kind == Kind::AttemptBegins ? news.attempt->item : "";
+      const bool begins = news.kind == Kind::AttemptBegins;
+      run.item = begins ? news.attempt->item : "";
+      run.needsOperator = begins && NeedsOperator(news.attempt->className, run.item);
     }
     if (news.kind != Kind::Warns) run.waits = news.kind == Kind::Waits ? news.text : "";
     facts = now;

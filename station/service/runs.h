@@ -55,7 +55,9 @@ class Runs {
 
   void Go(CameraState& camera, const std::string& who, const OnBegun& onBegun, const Act& act);
   Place Enter(CameraState& camera);
-  void Leave(Place place, const std::optional<RunRecord>& ended);
+  RunRecord AsKept(const RunRecord& run);
+  // error: what ended it before its time, or empty.
+  void Leave(Place place, const std::optional<RunRecord>& ended, const std::string& error);
   void Hear(Active& active, const RunNews& news);
   void Tell(const char* act, const CameraFacts& camera, const UnderWay& run,
             const std::string& text);

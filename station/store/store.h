@@ -77,6 +77,8 @@ class Store {
   // The latest of a measurement, limit at most, newest first.
   std::vector<TrendPoint> Trend(const TrendFilter& filter, std::size_t limit);
 
+  // Of each item what its latest attempts measured, by item and name.
+  std::vector<KnownMeasurement> Measurements();
   // The latest that are kept of an item's attempts, limit at most, newest first; serial: of that
   // camera alone.
   std::vector<KeptTrace> Traces(const std::string& item, const std::optional<std::string>& serial,

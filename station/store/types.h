@@ -191,6 +191,14 @@ struct TrendPoint {
   bool operator==(const TrendPoint&) const = default;
 };
 
+// What an item's attempts measure.
+struct KnownMeasurement {
+  std::string item;
+  std::string name;
+  std::string unit;
+  bool operator==(const KnownMeasurement&) const = default;
+};
+
 // What is kept as the trace of an attempt.
 struct KeptTrace {
   Time startedAt = 0;  // of the attempt

@@ -2,11 +2,13 @@
 #include "station/service/service.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <csignal>
 #include <deque>
 #include <fstream>
 
+#include "http/server.h"
 #include "station/report/signature.h"
 #include "station/runner/run.h"
 #include "support/desk_process.h"
@@ -123,6 +125,14 @@ class ServiceTest : public testing::Test {
     test::Json body = {{"camera", kName}, {"operator", "<b>Ada</b>"}};
     body["items"] = test::Json::parse(items);
     return Ask("POST", "/api/v1/runs", body.dump());
+  }
+  // The database as it is while somebody else is at it.
+  void Change(const std::string& sql) {
+    sqlite3* database = nullptr;
+    sqlite3_open((mFolder.Path() / "station.db").c_str(), &database);
+    sqlite3_busy_timeout(database, 60'000);
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(database);
   }
   test::Json Camera() { return Ask("GET", kPath).Json(); }
   EventReader Events(const std::string& last = "0") { return {mService->Port(), last}; }
@@ -297,6 +307,22 @@ TEST_F(CoolerServiceTest, ItsCurvesAreHandedOut) {
   EXPECT_EQ(Ask("GET", "/api/v1/statistics/curves?serial=another").Json()["curves"].size(), 0U);
 }
 
+TEST_F(ServiceTest, WhatIsNotKeptIsNotSaidToBe) {
+  Change("ALTER TABLE evidence RENAME TO away");
+  const auto begun = Start(R"(["battery"])").Json();
+  const Heard ends = Events().UntilAct("run", "ends");
+  EXPECT_EQ(ends.data["outcome"], "running");
+  EXPECT_NE(ends.data["text"].get<std::string>().find("evidence"), std::string::npos);
+  EXPECT_EQ(Camera()["last_run"], nullptr);
+  EXPECT_NE(Camera()["problem"].get<std::string>().find("has stopped"), std::string::npos);
+  Change("ALTER TABLE away RENAME TO evidence");
+  const std::string run = "/api/v1/runs/" + begun["id"].get<std::string>();
+  EXPECT_EQ(Ask("POST", run + "/resume").Status(), 200U);
+  Events(ends.id).UntilAct("run", "ends");
+  EXPECT_EQ(Camera()["last_run"]["outcome"], "passed");
+  EXPECT_EQ(Camera()["problem"], "");
+}
+
 // Two hundred whose requests never end, and streams that nobody reads, cost the others nothing.
 TEST_F(ServiceTest, WhoIsSlowHoldsUpNobody) {
   std::deque<RawClient> slow;
@@ -390,10 +416,41 @@ TEST_F(WaitingServiceTest, ACameraThatIsLostIsLookedForAgain) {
   later.UntilCamera("not reachable");
   EXPECT_EQ(Ask("GET", std::string(kPath) + "/items").Status(), 503U);
   EXPECT_EQ(Start(R"(["clock"])").Status(), 503U);
+  // It is there again, whether the database answers or not.
+  Change("ALTER TABLE run RENAME TO away");
   mCamera.StartAgain();
+  EXPECT_NE(later.UntilCamera("idle").data["camera"]["problem"].get<std::string>().find("database"),
+            std::string::npos);
+  Change("ALTER TABLE away RENAME TO run");
   const auto back = later.UntilCamera("idle").data["camera"];
+  EXPECT_EQ(back["problem"], "");
   EXPECT_EQ(back["last_run"]["outcome"], "incomplete");
   EXPECT_EQ(Ask("GET", std::string(kPath) + "/items").Json()["items"][0]["group"], "eeprom");
+}
+
+// As one that tells neither its screen nor what happens: it is asked now and then.
+TEST_F(WaitingServiceTest, ACameraThatTellsLittleIsActedAtInItsPlace) {
+  http::Server camera(
+      [this, &camera](const http::Request& request, const http::Send& send) {
+        const bool isUntold = request.target.starts_with("/api/v1/screen") ||
+                              request.target.starts_with("/api/v1/events");
+        if (isUntold) return send(http::Problem(404, "Nothing", "there is nothing"));
+        camera.RunLong([this, request, send] {
+          const Answer answer =
+              test::Ask(mCamera.Port(), request.method, request.target, request.body);
+          send({answer.Status(), "application/json", answer.body});
+        });
+      },
+      {}, [](const std::string& /*what*/) {});
+  ASSERT_EQ(camera.Bind(0), "");
+  camera.Serve();
+  mConfig.cameras[0].port = camera.Port();
+  Open();
+  StartWaiting();
+  EXPECT_EQ(Camera()["screen"], nullptr);
+  EXPECT_EQ(Ask("GET", "/api/v1/station").Json()["waiting"], 1);
+  mService.reset();
+  mCamera.Kill();
 }
 
 TEST_F(WaitingServiceTest, TheProgramEndsByASignalAndServesThisMachineAlone) {

@@ -441,6 +441,10 @@ void StatisticsCount(const std::string& url) {
   EXPECT_EQ(trend({"battery", "U", "KY1", {}, monday + 2}, 9), "KY1 1,");
   EXPECT_EQ(trend({"battery", "U", {}, monday + 3, monday + 4}, 9), "KY2 1,");
   EXPECT_EQ(trend({"battery", "V", {}, {}, {}}, 9), "");
+  EXPECT_EQ(store.Measurements(), (std::vector<KnownMeasurement>{{"battery", "I", "mA"},
+                                                                 {"battery", "U", "mV"},
+                                                                 {"clock", "I", "mA"},
+                                                                 {"clock", "U", "mV"}}));
 }
 
 void OldRunsAreDeleted(const std::string& url) {
