@@ -138,6 +138,7 @@ class CameraRun {
     mRun.versions = "diagor-station " + mStation.version;
     mRun.startedAt = Now();
     mRun.cameraTime = TextOf(mCamera, ".desk.clock.local");
+    mHold.Name(mRun.id);
     mStore.BeginRun(mRun);
     RunState state(request.plan, std::move(items));
     return Go(request.plan, state, {}, true);
@@ -156,6 +157,7 @@ class CameraRun {
     const auto kept = mStore.FindRun(run.id);
     if (!kept) throw RunRefused("run " + run.id + " was deleted meanwhile");
     RefuseComplete(*kept);
+    mHold.Name(run.id);
     if (kept->outcome == Outcome::Running) {
       mStore.EndRun(run.id, {Now(), Outcome::Incomplete, "interrupted"});
     }
@@ -210,6 +212,7 @@ class CameraRun {
     const auto [outcome, reason] = state.Result(broken);
     const RunEnd end{Now(), outcome, reason};
     mStore.EndRun(mRun.id, end);
+    mHold.NameNone();
     mRun.outcome = end.outcome;
     mRun.reason = end.reason;
     mRun.endedAt = end.endedAt;
@@ -456,12 +459,14 @@ class CameraRun {
 
 RunRecord StartRun(Store& store, const StationIdentity& station, const CameraAddress& address,
                    const RunRequest& request, const RunControl& control, const OnNews& onNews) {
+  EndKilledRuns(store, station.folder);
   return CameraRun(store, station, address, control, onNews).Start(request);
 }
 
 RunRecord ResumeRun(Store& store, const StationIdentity& station, const CameraAddress& address,
                     const RunRecord& run, const RunControl& control, const OnNews& onNews) {
   CameraRun::RefuseComplete(run);
+  EndKilledRuns(store, station.folder);
   return CameraRun(store, station, address, control, onNews).Resume(run);
 }
 
