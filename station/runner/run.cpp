@@ -190,7 +190,7 @@ class CameraRun {
 
   RunRecord Go(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier,
                bool isFresh) {
-    mTimes = KnownTimes(mStore, mRun.planTitle, mRun.variant);
+    mTimes = KnownTimes(mStore, mRun);
     mNumber = earlier.empty() ? 0 : earlier.back().number;
     for (const AttemptRecord& attempt : earlier) mSeconds += attempt.seconds;
     mSecondsBefore = mSeconds;
