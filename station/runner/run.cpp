@@ -86,6 +86,12 @@ AttemptEnd EndOf(std::int64_t number, const client::Attempt& attempt) {
   return end;
 }
 
+// Which dialog it is, whatever was hit on it meanwhile; null: there is none.
+client::Json DialogIn(const client::Json& screen) {
+  if (!screen.is_object()) return {};
+  return {screen.value("template", client::Json()), screen.value("title", client::Json())};
+}
+
 // Pauses that grow, until the patience is over: the last one ends with it.
 class Pauses {
  public:
@@ -296,7 +302,9 @@ class CameraRun {
           CameraClient camera(mAddress.host, mAddress.port,
                               [this] { return mControl.interrupts.load(); },
                               {kPatience, kPatience});
-          mPicture = camera.Picture(false);
+          std::string picture = camera.Picture(false);
+          // The news may be late: by now another test's dialog may be there, or none.
+          if (DialogIn(camera.Screen()) == DialogIn(*dialog)) mPicture = std::move(picture);
         } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
           // A run does not depend on it.
         }
