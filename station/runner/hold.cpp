@@ -1,12 +1,5 @@
 #include "station/runner/hold.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
 #include <fstream>
 #include <iterator>
 
@@ -18,15 +11,6 @@ namespace {
 
 constexpr double kLeaseSeconds = 30;
 constexpr char kDescription[] = "test.description.";
-
-std::filesystem::path FileOf(const std::filesystem::path& folder, const CameraAddress& address,
-                             const char* suffix) {
-  std::string name = address.Text();
-  for (char& each : name) {
-    if (each == '/') each = '_';
-  }
-  return folder / "cameras" / (name + suffix);
-}
 
 // What was changed and is not given back yet: the camera's serial, and texts by node.
 client::Json Kept(const std::filesystem::path& path) {
@@ -42,40 +26,12 @@ client::Json Kept(const std::filesystem::path& path) {
 
 }  // namespace
 
-CameraHold::LockedFile::LockedFile(const std::filesystem::path& path, const std::string& camera) {
-  std::error_code error;
-  std::filesystem::create_directories(path.parent_path(), error);
-  mFile = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (mFile < 0) throw FileError("cannot write", path, errno);
-  if (flock(mFile, LOCK_EX | LOCK_NB) != 0) {
-    std::array<char, 32> owner{};
-    const ssize_t length = read(mFile, owner.data(), owner.size());
-    close(mFile);
-    throw RunRefused(
-        "camera " + camera + " is under test by another process of this station (" +
-        std::string(owner.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))) +
-        "); wait for its end");
-  }
-  const std::string owner = "process " + std::to_string(getpid());
-  const bool isWritten = ftruncate(mFile, 0) == 0 && write(mFile, owner.data(), owner.size()) ==
-                                                         static_cast<ssize_t>(owner.size());
-  if (!isWritten) {
-    const int problem = errno;
-    close(mFile);
-    throw FileError("cannot write", path, problem);
-  }
-}
-
-CameraHold::LockedFile::~LockedFile() {
-  close(mFile);
-}
-
 CameraHold::CameraHold(const CameraAddress& address, const std::string& owner,
                        const std::filesystem::path& folder, std::chrono::milliseconds renewal)
     : mAddress(address),
       mOwner(owner),
-      mChanges(FileOf(folder, address, ".json")),
-      mLocked(FileOf(folder, address, ".lock"), address.Text()),
+      mChanges(CameraFile(folder, address, ".json")),
+      mLocked(folder, address),
       mBetween(renewal) {
   constexpr std::chrono::seconds kPatience{10};  // a write has no end of its own
   const auto deadline = std::chrono::steady_clock::now() + kPatience;

@@ -7,20 +7,15 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "client/camera_client.h"
 #include "station/config/camera_address.h"
+#include "station/runner/camera_lock.h"
+#include "station/runner/run_refused.h"
 
 namespace station {
-
-// A run cannot begin or go on: what() says why, and what to do.
-class RunRefused : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 // One run per camera: among the processes of one folder by a file that is locked, among stations by
 // the camera's lease, which a thread of its own renews. What the run changes of the camera stands
@@ -35,6 +30,10 @@ class CameraHold {
   ~CameraHold();  // ends the lease
   CameraHold(const CameraHold&) = delete;
   CameraHold& operator=(const CameraHold&) = delete;
+
+  // The run that is under way, before it is said to be, so that a kill shows; and after its end.
+  void Name(const std::string& run) { mLocked.Name(run); }
+  void NameNone() { mLocked.NameNone(); }
 
   // Who took the lease meanwhile, in the camera's words: a camera that was away for longer than a
   // lease lasts is free for others. Empty: nobody.
@@ -52,23 +51,12 @@ class CameraHold {
   void GiveBack(client::CameraClient& camera, const std::string& serial);
 
  private:
-  class LockedFile {
-   public:
-    LockedFile(const std::filesystem::path& path, const std::string& camera);
-    ~LockedFile();
-    LockedFile(const LockedFile&) = delete;
-    LockedFile& operator=(const LockedFile&) = delete;
-
-   private:
-    int mFile;
-  };
-
   void KeepLease();
 
   const CameraAddress mAddress;
   const std::string mOwner;
   const std::filesystem::path mChanges;  // the file
-  const LockedFile mLocked;
+  CameraLock mLocked;
   const std::chrono::milliseconds mBetween;
   mutable std::mutex mLock;
   std::condition_variable mEnding;

@@ -94,6 +94,12 @@ AttemptEnd EndOf(std::int64_t number, const client::Attempt& attempt) {
   return end;
 }
 
+// Which dialog it is, whatever was hit on it meanwhile; null: there is none.
+client::Json DialogIn(const client::Json& screen) {
+  if (!screen.is_object()) return {};
+  return {screen.value("template", client::Json()), screen.value("title", client::Json())};
+}
+
 // Pauses that grow, until the patience is over: the last one ends with it.
 class Pauses {
  public:
@@ -146,6 +152,7 @@ class CameraRun {
     mRun.versions = "diagor-station " + mStation.version;
     mRun.startedAt = Now();
     mRun.cameraTime = TextOf(mCamera, ".desk.clock.local");
+    mHold.Name(mRun.id);
     mStore.BeginRun(mRun);
     RunState state(request.plan, std::move(items));
     return Go(request.plan, state, {}, true);
@@ -164,6 +171,7 @@ class CameraRun {
     const auto kept = mStore.FindRun(run.id);
     if (!kept) throw RunRefused("run " + run.id + " was deleted meanwhile");
     RefuseComplete(*kept);
+    mHold.Name(run.id);
     if (kept->outcome == Outcome::Running) {
       mStore.EndRun(run.id, {Now(), Outcome::Incomplete, "interrupted"});
     }
@@ -196,7 +204,7 @@ class CameraRun {
 
   RunRecord Go(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier,
                bool isFresh) {
-    mTimes = KnownTimes(mStore, mRun.planTitle, mRun.variant, mRun.id);
+    mTimes = KnownTimes(mStore, mRun);
     mNumber = earlier.empty() ? 0 : earlier.back().number;
     for (const AttemptRecord& attempt : earlier) mSeconds += attempt.seconds;
     mSecondsBefore = mSeconds;
@@ -219,6 +227,7 @@ class CameraRun {
     const auto [outcome, reason] = state.Result(broken);
     const RunEnd end{Now(), outcome, reason};
     mStore.EndRun(mRun.id, end);
+    mHold.NameNone();
     mRun.outcome = end.outcome;
     mRun.reason = end.reason;
     mRun.endedAt = end.endedAt;
@@ -302,7 +311,9 @@ class CameraRun {
           CameraClient camera(mAddress.host, mAddress.port,
                               [this] { return mControl.interrupts.load(); },
                               {kPatience, kPatience});
-          mPicture = camera.Picture(false);
+          std::string picture = camera.Picture(false);
+          // The news may be late: by now another test's dialog may be there, or none.
+          if (DialogIn(camera.Screen()) == DialogIn(*dialog)) mPicture = std::move(picture);
         } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
           // A run does not depend on it.
         }
@@ -478,12 +489,14 @@ class CameraRun {
 
 RunRecord StartRun(Store& store, const StationIdentity& station, const CameraAddress& address,
                    const RunRequest& request, const RunControl& control, const OnNews& onNews) {
+  EndKilledRuns(store, station.folder);
   return CameraRun(store, station, address, control, onNews).Start(request);
 }
 
 RunRecord ResumeRun(Store& store, const StationIdentity& station, const CameraAddress& address,
                     const RunRecord& run, const RunControl& control, const OnNews& onNews) {
   CameraRun::RefuseComplete(run);
+  EndKilledRuns(store, station.folder);
   return CameraRun(store, station, address, control, onNews).Resume(run);
 }
 

@@ -151,21 +151,27 @@ TEST_F(StationProgramTest, WhatCannotBeDoneIsSaidInALine) {
 TEST_F(StationProgramTest, SignalsEndARun) {
   std::ofstream(Path("ask.toml")) << "title = \"A\"\nitems = [\"buttons.buttons\"]\n";
   const std::tuple<std::vector<int>, int> cases[] = {
-      {{SIGINT, SIGINT}, 130}, {{SIGTERM}, 143}, {{SIGHUP}, 129}};
+      {{SIGINT, SIGINT}, 130}, {{SIGTERM}, 143}, {{SIGHUP}, 129}, {{SIGKILL}, -SIGKILL}};
   for (const auto& [signals, code] : cases) {
     const DeskProcess camera(std::map<std::string, std::string>{{"DIAGOR_CLOCK", "real"}});
     Process process("diagor-station",
                     Arguments({"run", "--camera", camera.Address(), "--plan", Path("ask.toml")}));
     process.ErrorsUntil("[1/1]");
+    const auto latest = [this] {
+      return Json::parse(Do({"runs", "--json", "--limit", "1"}).output)[0];
+    };
+    EXPECT_EQ(latest()["outcome"], "running");
     process.Signal(signals.front());
     if (signals.size() > 1) {
       process.ErrorsUntil("Ctrl-C again: at once");
       process.Signal(signals.back());
     }
     EXPECT_EQ(process.Wait(), code) << process.Errors();
-    const auto runs = Json::parse(Do({"runs", "--json", "--limit", "1"}).output);
-    EXPECT_EQ(runs[0]["reason"], "interrupted");
-    EXPECT_EQ(camera.Get("test.description.tester"), "Unknown");
+    EXPECT_EQ(latest()["reason"], "interrupted");
+    const auto shown = Json::parse(Do({"show", latest()["id"], "--json"}).output);
+    EXPECT_EQ(shown["attempts"][0]["result"], "interrupted");
+    // Killed, it puts nothing back: the next run does.
+    EXPECT_EQ(camera.Get("test.description.tester") == "Unknown", code > 0);
   }
 }
 
