@@ -4,7 +4,7 @@ import {begin, operatorField, planChoice, problemPlace} from "./begin.js";
 import {state} from "./station.js";
 
 // A scanner types a whole serial within moments and ends it with Return or Tab.
-const kScannerPause = 60;  // ms between two of its keys at most
+const kScannerPause = 60;  // ms between two of its keys at most, on the average
 
 export function progress(run) {
   const all = run.done + run.left;
@@ -46,7 +46,10 @@ export function bench() {
   const tiles = h("div", {class: "tiles"});
   const started = async (wish) => {
     const run = await begin({...wish, plan: document.getElementById("plan").value}, problems);
-    if (!run) return;
+    if (!run) {
+      scan.select();  // the next scan takes its place
+      return;
+    }
     scan.value = "";
     if (state.cameras.size === 1) location.hash = `#/camera/${encodeURIComponent([...state.cameras.keys()][0])}`;
     else scan.focus();
@@ -58,18 +61,21 @@ export function bench() {
     problems.show(new Error("Scan or type the camera's serial number, or start one below."));
     return scan.focus();
   };
-  let lastKey = 0;
+  let began = 0;
   scan.addEventListener("keydown", (event) => {
-    const isQuick = event.timeStamp - lastKey < kScannerPause;
-    lastKey = event.timeStamp;
-    if (event.key !== "Tab" || !isQuick || !scan.value) return;
+    const isQuick = event.timeStamp - began < kScannerPause * scan.value.length;
+    if (scan.selectionStart === 0 && scan.selectionEnd === scan.value.length && event.key !== "Tab") began = event.timeStamp;
+    if (event.key !== "Tab" || !isQuick) return;
     event.preventDefault();
     startScanned();
   });
   // A scanner types wherever the focus is.
   const catchScan = (event) => {
     const isTyped = event.key.length === 1 && event.key !== " " && !event.ctrlKey && !event.altKey && !event.metaKey;
-    if (isTyped && !event.target.closest("input, select, textarea")) scan.focus();
+    if (!isTyped || event.target.closest("input, select, textarea")) return;
+    began = event.timeStamp;
+    scan.focus();
+    scan.select();
   };
   document.addEventListener("keydown", catchScan);
 

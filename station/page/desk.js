@@ -42,11 +42,12 @@ export function desk(id) {
     const input = h("input", {id: `knob-${knob.path}`, value: value === null || value === undefined ? "" : String(value), "aria-describedby": `about-${knob.path}`,
       autocomplete: "off", readonly: knob.kind === "read only"});
     const isRead = knob.kind === "read only";
+    const faults = (knob.faults ?? []).filter((each) => !each.at_start);  // those are made before the camera starts
     return h("form", {class: "knob", onsubmit: (event) => { event.preventDefault(); turn(knob, input.value); }},
       h("label", {for: input.id}, h("code", {}, knob.path)), input,
       isRead ? null : h("button", {"aria-label": `Set ${knob.path}`}, "Set"),
       h("p", {id: `about-${knob.path}`, class: "faint"}, range(knob)),
-      (knob.faults ?? []).length ? h("p", {class: "acts"}, knob.faults.map((fault) => h("button", {type: "button", class: "quiet",
+      faults.length ? h("p", {class: "acts"}, faults.map((fault) => h("button", {type: "button", class: "quiet",
         onclick: () => turn(knob, fault.value)}, `Break: ${fault.what}`))) : null);
   }
 
