@@ -102,7 +102,8 @@ std::string MachineName() {
 }
 
 StationConfig LoadConfig(const std::optional<std::string>& file) {
-  constexpr std::size_t kLongestName = 80;  // cameras are told it, with the machine's
+  constexpr std::size_t kLongestName = 80;       // cameras are told it, with the machine's
+  constexpr std::int64_t kLongestWait = 86'400;  // a day
   StationConfig config;
   config.name = MachineName();
   config.plans = PlansThatCame();
@@ -125,6 +126,9 @@ StationConfig LoadConfig(const std::optional<std::string>& file) {
     }
     if (const auto plans = reader.TakeIfThere<std::string>("plans")) config.plans = here / *plans;
     config.cameras = TakeCameras(name, reader);
+    if (const auto wait = reader.TakeWhole("wait_for_camera", 0, kLongestWait)) {
+      config.waitForCamera = std::chrono::seconds(*wait);
+    }
     if (const auto listen = reader.TakeIfThere<std::string>("listen")) {
       try {
         config.listen = AddressOf(*listen);

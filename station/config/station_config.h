@@ -1,6 +1,7 @@
 // What an administrator sets: station.toml.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -16,6 +17,7 @@ struct StationConfig {
   std::string database;         // as Store takes it
   std::filesystem::path plans;  // folder
   std::vector<CameraAddress> cameras;
+  std::chrono::seconds waitForCamera{60};        // how long a lost one is looked for
   CameraAddress listen{"", "127.0.0.1", 22180};  // where the service answers
   // Of a station that others can reach: PEM files, and the names that it is reached by.
   std::filesystem::path certificate;

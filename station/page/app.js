@@ -71,6 +71,7 @@ listen((kind, data) => {
     announce(`${data.camera.name || data.camera.id} waits for the operator`);
   }
   view?.onNews?.(kind, data);
+  if (kind === "reload") performance.mark("usable");  // in the browser's trace: the view has what it shows
 });
 
 window.addEventListener("hashchange", show);

@@ -1,12 +1,5 @@
 #include "station/runner/hold.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
 #include <fstream>
 #include <iterator>
 
@@ -16,17 +9,8 @@ namespace station {
 
 namespace {
 
-constexpr unsigned kTaken = 409;  // somebody else has the lease
+constexpr double kLeaseSeconds = 30;
 constexpr char kDescription[] = "test.description.";
-
-std::filesystem::path FileOf(const std::filesystem::path& folder, const CameraAddress& address,
-                             const char* suffix) {
-  std::string name = address.Text();
-  for (char& each : name) {
-    if (each == '/') each = '_';
-  }
-  return folder / "cameras" / (name + suffix);
-}
 
 // What was changed and is not given back yet: the camera's serial, and texts by node.
 client::Json Kept(const std::filesystem::path& path) {
@@ -42,42 +26,23 @@ client::Json Kept(const std::filesystem::path& path) {
 
 }  // namespace
 
-CameraHold::LockedFile::LockedFile(const std::filesystem::path& path, const std::string& camera) {
-  std::error_code error;
-  std::filesystem::create_directories(path.parent_path(), error);
-  mFile = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (mFile < 0) throw FileError("cannot write", path, errno);
-  if (flock(mFile, LOCK_EX | LOCK_NB) != 0) {
-    std::array<char, 32> owner{};
-    const ssize_t length = read(mFile, owner.data(), owner.size());
-    close(mFile);
-    throw RunRefused(
-        "camera " + camera + " is under test by another process of this station (" +
-        std::string(owner.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))) +
-        "); wait for its end");
-  }
-  const std::string owner = "process " + std::to_string(getpid());
-  const bool isWritten = ftruncate(mFile, 0) == 0 && write(mFile, owner.data(), owner.size()) ==
-                                                         static_cast<ssize_t>(owner.size());
-  if (!isWritten) {
-    const int problem = errno;
-    close(mFile);
-    throw FileError("cannot write", path, problem);
-  }
-}
-
-CameraHold::LockedFile::~LockedFile() {
-  close(mFile);
-}
-
 CameraHold::CameraHold(const CameraAddress& address, const std::string& owner,
                        const std::filesystem::path& folder, std::chrono::milliseconds renewal)
     : mAddress(address),
       mOwner(owner),
-      mChanges(FileOf(folder, address, ".json")),
-      mLocked(FileOf(folder, address, ".lock"), address.Text()),
-      mRenewalTime(renewal) {
-  TakeLease();
+      mChanges(CameraFile(folder, address, ".json")),
+      mLocked(folder, address),
+      mBetween(renewal) {
+  constexpr std::chrono::seconds kPatience{10};  // a write has no end of its own
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  client::CameraClient camera(mAddress.host, mAddress.port,
+                              [deadline] { return std::chrono::steady_clock::now() > deadline; });
+  try {
+    Renew(camera);
+  } catch (const client::InterruptedError&) {
+    throw client::ConnectionError("no answer in time when it was asked for its lease");
+  }
+  if (mIsLeased) mRenewal = std::thread([this] { KeepLease(); });
 }
 
 CameraHold::~CameraHold() {
@@ -89,47 +54,39 @@ CameraHold::~CameraHold() {
   if (mRenewal.joinable()) mRenewal.join();
 }
 
-double CameraHold::LeaseSeconds() const {
-  return 3 * std::chrono::duration<double>(mRenewalTime).count();
-}
-
 std::string CameraHold::TakenBy() const {
   const std::lock_guard lock(mLock);
   return mTakenBy;
 }
 
-void CameraHold::TakeLease() {
-  constexpr std::chrono::seconds kPatience{10};  // a write has no end of its own
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+void CameraHold::Renew(client::CameraClient& camera) {
+  constexpr unsigned kTaken = 409;
+  constexpr unsigned kUnknown = 404;
   try {
-    client::CameraClient(mAddress.host, mAddress.port, [deadline] {
-      return std::chrono::steady_clock::now() > deadline;
-    }).TakeLease(mOwner, LeaseSeconds());
-  } catch (const client::InterruptedError&) {
-    throw client::ConnectionError("no answer in time when it was asked for its lease");
+    if (mIsLeased) camera.TakeLease(mOwner, kLeaseSeconds);
   } catch (const client::RefusedError& error) {
-    constexpr unsigned kUnknown = 404;
-    if (error.status == kUnknown) return;
+    if (error.status == kUnknown) {
+      mIsLeased = false;
+      return;
+    }
     if (error.status != kTaken) throw;
-    throw RunRefused("camera " + mAddress.Text() + ": " + error.what());
+    const std::lock_guard lock(mLock);
+    mTakenBy = error.what();
+    throw RunRefused("camera " + mAddress.Text() + ": " + mTakenBy);
   }
-  mRenewal = std::thread([this] { RenewLease(); });
 }
 
-// Until the end; a camera that is away meanwhile is asked again the next time.
-void CameraHold::RenewLease() {
+// Until the end, or until somebody else has it; a camera that is away meanwhile is asked again the
+// next time.
+void CameraHold::KeepLease() {
   constexpr std::chrono::seconds kPatience{3};
-  const auto say = [&](double seconds, const client::CameraClient::Interrupted& interrupted) {
+  const auto ask = [&](const client::CameraClient::Interrupted& interrupted, const auto& act) {
     try {
       client::CameraClient camera(mAddress.host, mAddress.port, interrupted,
                                   {kPatience, kPatience});
-      camera.TakeLease(mOwner, seconds);
-    } catch (const client::RefusedError& error) {
-      if (error.status != kTaken) return;
-      const std::lock_guard taken(mLock);
-      mTakenBy = error.what();
+      act(camera);
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
-      // A camera that is away for a while does not end the run.
+      // Whether the camera is lost is seen by the run itself.
     }
   };
   const auto ends = [this] {
@@ -137,15 +94,17 @@ void CameraHold::RenewLease() {
     return mEnds;
   };
   std::unique_lock lock(mLock);
-  while (!mEnding.wait_for(lock, mRenewalTime, [this] { return mEnds; })) {
+  while (mTakenBy.empty() && !mEnding.wait_for(lock, mBetween, [this] { return mEnds; })) {
     lock.unlock();
-    say(LeaseSeconds(), ends);
+    ask(ends, [this](client::CameraClient& camera) { Renew(camera); });
     lock.lock();
   }
+  if (!mTakenBy.empty()) return;
   lock.unlock();
   // Whoever answers nothing is not waited for: the lease ends by itself.
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  say(0, [deadline] { return std::chrono::steady_clock::now() > deadline; });
+  ask([deadline] { return std::chrono::steady_clock::now() > deadline; },
+      [this](client::CameraClient& camera) { camera.TakeLease(mOwner, 0); });
 }
 
 void CameraHold::Describe(client::CameraClient& camera, const std::string& serial,
@@ -166,6 +125,7 @@ void CameraHold::Describe(client::CameraClient& camera, const std::string& seria
 void CameraHold::GiveBack(client::CameraClient& camera, const std::string& serial) {
   const client::Json kept = Kept(mChanges);
   if (kept["serial"] != serial) return;
+  Renew(camera);
   for (const auto& [node, text] : kept["texts"].items()) camera.Set(kDescription + node, text);
   std::error_code ignored;
   std::filesystem::remove(mChanges, ignored);

@@ -15,9 +15,8 @@ namespace station {
 class KnownTimes {
  public:
   KnownTimes() = default;
-  // From the latest runs of that plan on such cameras, but for that run itself.
-  KnownTimes(Store& store, const std::string& planTitle, const std::string& variant,
-             const std::string& exceptRun);
+  // From the latest runs of the same plan on such cameras, without that one itself.
+  KnownTimes(Store& store, const RunRecord& run);
 
   // None: no attempt of it is known.
   std::optional<std::chrono::milliseconds> Longest(const std::string& item) const;
@@ -28,14 +27,7 @@ class KnownTimes {
       const std::map<std::string, std::size_t>& items) const;
 
  private:
-  struct Lengths {
-    std::chrono::milliseconds total{0};
-    std::chrono::milliseconds longest{0};
-    int count = 0;
-  };
-  void Add(const RunRecord& run, const std::vector<AttemptRecord>& attempts);
-
-  std::map<std::string, Lengths> mItems;
+  std::map<std::string, ItemLength> mItems;
 };
 
 }  // namespace station

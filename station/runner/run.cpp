@@ -94,10 +94,29 @@ AttemptEnd EndOf(std::int64_t number, const client::Attempt& attempt) {
   return end;
 }
 
-// Another station has the camera's lease by now; says which.
-class HeldByOther : public std::runtime_error {
+// Which dialog it is, whatever was hit on it meanwhile; null: there is none.
+client::Json DialogIn(const client::Json& screen) {
+  if (!screen.is_object()) return {};
+  return {screen.value("template", client::Json()), screen.value("title", client::Json())};
+}
+
+// Pauses that grow, until the patience is over: the last one ends with it.
+class Pauses {
  public:
-  using std::runtime_error::runtime_error;
+  explicit Pauses(milliseconds patience) : mDeadline(SteadyClock::now() + patience) {}
+
+  bool AreOver() const { return SteadyClock::now() >= mDeadline; }
+  milliseconds Next() {
+    constexpr milliseconds kLongest{10'000};
+    const auto rest = std::chrono::ceil<milliseconds>(mDeadline - SteadyClock::now());
+    const milliseconds next = std::clamp(rest, milliseconds(1), mNext);
+    mNext = std::min(2 * mNext, kLongest);
+    return next;
+  }
+
+ private:
+  const SteadyClock::time_point mDeadline;
+  milliseconds mNext{250};
 };
 
 // One run on one camera, from its hold to its end.
@@ -133,6 +152,7 @@ class CameraRun {
     mRun.versions = "diagor-station " + mStation.version;
     mRun.startedAt = Now();
     mRun.cameraTime = TextOf(mCamera, ".desk.clock.local");
+    mHold.Name(mRun.id);
     mStore.BeginRun(mRun);
     RunState state(request.plan, std::move(items));
     return Go(request.plan, state, {}, true);
@@ -151,6 +171,7 @@ class CameraRun {
     const auto kept = mStore.FindRun(run.id);
     if (!kept) throw RunRefused("run " + run.id + " was deleted meanwhile");
     RefuseComplete(*kept);
+    mHold.Name(run.id);
     if (kept->outcome == Outcome::Running) {
       mStore.EndRun(run.id, {Now(), Outcome::Incomplete, "interrupted"});
     }
@@ -183,22 +204,20 @@ class CameraRun {
 
   RunRecord Go(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier,
                bool isFresh) {
-    mTimes = KnownTimes(mStore, mRun.planTitle, mRun.variant, mRun.id);
+    mTimes = KnownTimes(mStore, mRun);
+    mNumber = earlier.empty() ? 0 : earlier.back().number;
+    for (const AttemptRecord& attempt : earlier) mSeconds += attempt.seconds;
+    mSecondsBefore = mSeconds;
     std::string broken;
     try {
       Tell(Kind::Begins, state);
-      Prepare(plan, isFresh);
-      WatchScreen();
-      const bool isThrough = MakeAttempts(plan, state, earlier);
-      if (!isThrough) broken = mControl.interrupts ? "interrupted" : "aborted";
+      broken = GoThrough(plan, state, isFresh);
     } catch (const client::InterruptedError&) {
-      broken = "interrupted";
-    } catch (const client::ConnectionError& error) {
-      broken = std::string("camera lost: ").append(error.what());
+      broken = mControl.interrupts ? "interrupted" : "aborted";
     } catch (const RefusedError& error) {
       broken = std::string("refused by the camera: ").append(error.what());
-    } catch (const HeldByOther& other) {
-      broken = std::string("the camera was taken over: ").append(other.what());
+    } catch (const RunRefused& error) {
+      broken = error.what();
     } catch (...) {
       GiveBack();
       throw;
@@ -208,11 +227,61 @@ class CameraRun {
     const auto [outcome, reason] = state.Result(broken);
     const RunEnd end{Now(), outcome, reason};
     mStore.EndRun(mRun.id, end);
+    mHold.NameNone();
     mRun.outcome = end.outcome;
     mRun.reason = end.reason;
     mRun.endedAt = end.endedAt;
     Tell(Kind::Ends, state);
     return mRun;
+  }
+
+  // Why it did not come to its end; empty: it did. A lost camera is looked for, and the run goes on
+  // there with what has no result yet.
+  std::string GoThrough(const Plan& plan, RunState& state, bool isFresh) {
+    // A test that loses its camera each time is not made for ever.
+    constexpr int kMostLosses = 3;
+    for (int losses = 0;;) {
+      const std::int64_t answered = mAnswered;
+      std::string lost;
+      try {
+        Prepare(plan, isFresh && mNumber == 0);
+        WatchScreen();
+        if (MakeAttempts(plan, state)) return {};
+        return mControl.interrupts ? "interrupted" : "aborted";
+      } catch (const client::ConnectionError& error) {
+        lost = error.what();
+      }
+      losses = mAnswered > answered ? 1 : losses + 1;
+      if (losses == kMostLosses) return kLost + lost + "; " + std::to_string(losses) + " times";
+      if (!ComesBack(lost)) return kLost + lost;
+    }
+  }
+
+  // lost: why it is away, the last reason at the end. InterruptedError: also when the run is
+  // aborted.
+  bool ComesBack(std::string& lost) {
+    constexpr std::chrono::seconds kAnswer{3};
+    CameraClient camera(mAddress.host, mAddress.port,
+                        [this] { return mControl.aborts || mControl.interrupts; },
+                        {kAnswer, kAnswer});
+    for (Pauses pauses(mStation.cameraPatience);;) {
+      try {
+        const std::string serial = IdentityOf(camera).serial;
+        if (serial == mRun.serial) {
+          // One that was started again knows of no lease.
+          mHold.Renew(camera);
+          return true;
+        }
+        lost = "in its place is one with the serial " + serial;
+      } catch (const client::ConnectionError& error) {
+        lost = error.what();
+      }
+      if (pauses.AreOver()) return false;
+      RunNews news;
+      news.text = "the camera is lost and looked for: " + lost;
+      Tell(Kind::Waits, std::move(news));
+      camera.Pause(pauses.Next());
+    }
   }
 
   // The camera's own log says who tested which camera; nothing of an earlier run is left in it.
@@ -242,7 +311,9 @@ class CameraRun {
           CameraClient camera(mAddress.host, mAddress.port,
                               [this] { return mControl.interrupts.load(); },
                               {kPatience, kPatience});
-          mPicture = camera.Picture(false);
+          std::string picture = camera.Picture(false);
+          // The news may be late: by now another test's dialog may be there, or none.
+          if (DialogIn(camera.Screen()) == DialogIn(*dialog)) mPicture = std::move(picture);
         } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
           // A run does not depend on it.
         }
@@ -257,37 +328,27 @@ class CameraRun {
   // Asks a busy camera again and again, ever later; at last the refusal is thrown.
   template <typename Act>
   void WhenFree(milliseconds patience, const Act& act) {
-    constexpr milliseconds kFirst{250};
-    constexpr milliseconds kLongest{10'000};
-    const auto deadline = SteadyClock::now() + patience;
-    for (milliseconds pause = kFirst;; pause = std::min(2 * pause, kLongest)) {
+    for (Pauses pauses(patience);;) {
       try {
         act();
         return;
       } catch (const RefusedError& error) {
-        if (!IsBusy(error) || SteadyClock::now() >= deadline) throw;
+        if (!IsBusy(error) || pauses.AreOver()) throw;
         RunNews news;
         news.text = error.what();
         Tell(Kind::Waits, std::move(news));
-        // With an end to wait for, the last try comes then.
-        const auto rest = std::chrono::ceil<milliseconds>(deadline - SteadyClock::now());
-        mCamera.Pause(std::clamp(rest, milliseconds(1), pause));
-        if (mControl.aborts) throw;  // it was not to begin any more
+        mCamera.Pause(pauses.Next());
+        if (mControl.aborts || IsTaken()) throw;  // it was not to begin any more
       }
     }
   }
 
-  // False: it was asked to end before the run was through.
-  bool MakeAttempts(const Plan& plan, RunState& state, const std::vector<AttemptRecord>& earlier) {
-    std::int64_t number = earlier.empty() ? 0 : earlier.back().number;
-    double seconds = 0;  // of the camera's clock
-    for (const AttemptRecord& attempt : earlier) seconds += attempt.seconds;
-    const double before = seconds;
-    const auto began = SteadyClock::now();
+  // False: it was asked to end before the run was through. ConnectionError: the camera is lost.
+  bool MakeAttempts(const Plan& plan, RunState& state) {
     const auto isTimeOver = [&] {
       constexpr double kHour = 3600;
-      const std::chrono::duration<double> passed = SteadyClock::now() - began;
-      return std::max(seconds, before + passed.count()) >= plan.hours * kHour;
+      const std::chrono::duration<double> passed = SteadyClock::now() - mBegan;
+      return std::max(mSeconds, mSecondsBefore + passed.count()) >= plan.hours * kHour;
     };
 
     std::optional<AttemptEnd> ended;
@@ -303,13 +364,10 @@ class CameraRun {
       Progress(state, news);
       Tell(Kind::AttemptEnds, std::move(news));
     };
-    std::string takenBy;
-    while (!isLost && !mControl.aborts && !mControl.interrupts) {
-      takenBy = mHold.TakenBy();
-      if (!takenBy.empty()) break;
+    while (!mControl.aborts && !mControl.interrupts && !IsTaken()) {
       const auto next = state.NextAttempt(isTimeOver());
       if (!next) break;
-      const AttemptStart begins{++number,    next->item.path, next->item.className,
+      const AttemptStart begins{++mNumber,   next->item.path, next->item.className,
                                 next->round, next->retry,     Now()};
       journal(begins);
       start = begins;
@@ -318,16 +376,21 @@ class CameraRun {
       Progress(state, news);
       Tell(Kind::AttemptBegins, std::move(news));
       ended.reset();
-      ended = MakeAttempt(next->item, number, isLost);
-      seconds += ended->seconds;
+      ended = MakeAttempt(next->item, mNumber, isLost);
+      mSeconds += ended->seconds;
+      // What the lost camera left without a result is made anew.
+      if (isLost) break;
       state.Add(start, *ended);
       mProgress.reset();
+      ++mAnswered;
     }
     journal(std::nullopt);
-    if (!takenBy.empty()) throw HeldByOther(takenBy);
-    if (isLost) throw client::ConnectionError(ended->problem.substr(sizeof kLost - 1));
-    return !state.NextAttempt(isTimeOver());
+    if (isLost) throw client::ConnectionError(ended->problem.substr(kLost.size()));
+    if (!state.NextAttempt(isTimeOver())) return true;
+    if (IsTaken()) throw RunRefused("the camera was taken over: " + mHold.TakenBy());
+    return false;
   }
+  bool IsTaken() const { return !mHold.TakenBy().empty(); }
 
   AttemptEnd MakeAttempt(const client::TestItem& item, std::int64_t number, bool& isLost) {
     client::Attempt attempt;
@@ -343,7 +406,7 @@ class CameraRun {
     } catch (const RefusedError& error) {
       attempt.problem = std::string(IsBusy(error) ? "busy: " : "refused: ").append(error.what());
     } catch (const client::ConnectionError& error) {
-      attempt.problem = std::string(kLost).append(error.what());
+      attempt.problem = kLost + error.what();
       isLost = true;
     }
     if (!attempt.problem.empty()) attempt.passed = false;
@@ -397,7 +460,7 @@ class CameraRun {
     if (mOnNews) mOnNews(news);
   }
 
-  static constexpr char kLost[] = "camera lost: ";
+  const std::string kLost = "camera lost: ";
 
   Store& mStore;
   const StationIdentity& mStation;
@@ -408,6 +471,11 @@ class CameraRun {
   CameraHold mHold;
   RunRecord mRun;
   KnownTimes mTimes;
+  const SteadyClock::time_point mBegan = SteadyClock::now();
+  double mSeconds = 0;        // of the camera's clock, in all attempts
+  double mSecondsBefore = 0;  // in those of before it was taken up again
+  std::int64_t mNumber = 0;   // of the latest attempt
+  std::int64_t mAnswered = 0;
   struct Progressed {
     std::size_t done = 0;
     std::size_t left = 0;
@@ -421,12 +489,14 @@ class CameraRun {
 
 RunRecord StartRun(Store& store, const StationIdentity& station, const CameraAddress& address,
                    const RunRequest& request, const RunControl& control, const OnNews& onNews) {
+  EndKilledRuns(store, station.folder);
   return CameraRun(store, station, address, control, onNews).Start(request);
 }
 
 RunRecord ResumeRun(Store& store, const StationIdentity& station, const CameraAddress& address,
                     const RunRecord& run, const RunControl& control, const OnNews& onNews) {
   CameraRun::RefuseComplete(run);
+  EndKilledRuns(store, station.folder);
   return CameraRun(store, station, address, control, onNews).Resume(run);
 }
 

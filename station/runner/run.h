@@ -22,7 +22,10 @@ struct StationIdentity {
   std::string version;           // of its software
   // How long a busy camera is asked again for an item whose length is not known yet.
   std::chrono::milliseconds busyPatience{60'000};
-  std::chrono::milliseconds leaseRenewal{10'000};  // a lease lasts three of them
+  // How long a lost camera is looked for, each time; then the run ends.
+  std::chrono::milliseconds cameraPatience{60'000};
+  // From one renewal of a camera's lease to the next: three of them before it ends.
+  std::chrono::milliseconds leaseRenewal{10'000};
 };
 
 struct RunRequest {
@@ -43,7 +46,7 @@ struct RunNews {
   enum class Kind {
     Begins,  // the run is kept and the camera is its own
     AttemptBegins,
-    Waits,        // the camera is busy, or cannot be had yet: text says why
+    Waits,        // the camera is busy, or lost and looked for: text says why
     AttemptEnds,  // and is on disk
     Warns,        // text
     Ends,

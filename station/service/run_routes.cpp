@@ -313,7 +313,7 @@ Api::Answer Api::GetCurves(const Call& call) {
   constexpr std::size_t kUsual = 10;
   constexpr std::size_t kMost = 100;
   const std::size_t limit = std::max<std::size_t>(1, call.WishedCount("limit", kUsual, kMost));
-  const std::string item = client::FullPath(call.Wish("item").value_or("cooler.cooler"));
+  const std::string item = client::FullPath(call.Wish("item").value_or("items.cooler.cooler"));
   Json curves = Json::array();
   for (const KeptTrace& each : mParts.store.Traces(item, call.Wish("serial"), limit)) {
     const Json trace = Json::parse(each.bytes, nullptr, false);

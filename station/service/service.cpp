@@ -30,6 +30,7 @@ StationIdentity IdentityOf(const StationConfig& config, const std::string& versi
   identity.name = config.name;
   identity.folder = config.data;
   identity.version = version;
+  identity.cameraPatience = config.waitForCamera;
   return identity;
 }
 

@@ -1,5 +1,3 @@
-#include <limits>
-
 #include "station/store/run_conditions.h"
 #include "station/store/statement.h"
 #include "station/store/store.h"
@@ -26,19 +24,14 @@ std::vector<RunRecord> FetchRuns(Statement& statement) {
   return runs;
 }
 
-constexpr std::size_t kAll = std::numeric_limits<std::int64_t>::max();
-
-std::vector<AttemptRecord> FetchAttempts(Connection& connection, const std::string& run,
-                                         std::size_t limit = kAll) {
+std::vector<AttemptRecord> FetchAttempts(Connection& connection, const std::string& run) {
   std::vector<AttemptRecord> attempts;
   AttemptRecord attempt;
   Statement(connection,
             "SELECT number, item, class_name, round, retry, started_at, "
             "CASE WHEN passed IS NULL THEN 0 ELSE 1 END, passed, seconds, status, "
-            "value, code, message, problem FROM attempt WHERE run_id = :run ORDER BY number "
-            "LIMIT :limit")
+            "value, code, message, problem FROM attempt WHERE run_id = :run ORDER BY number")
       .Use("run", run)
-      .Use("limit", limit)
       .Each(std::tie(attempt.number, attempt.item, attempt.className, attempt.round, attempt.retry,
                      attempt.startedAt, attempt.isEnded, attempt.passed, attempt.seconds,
                      attempt.status, attempt.value, attempt.code, attempt.message, attempt.problem),
@@ -91,11 +84,6 @@ std::vector<RunRecord> Store::Runs(const RunFilter& filter, const std::optional<
     if (after) statement.Use("cursor_time", after->startedAt);
     return FetchRuns(statement);
   });
-}
-
-std::vector<AttemptRecord> Store::FirstAttempts(const std::string& run, std::size_t limit) {
-  return mState->Read(
-      [&](Connection& connection) { return FetchAttempts(connection, run, limit); });
 }
 
 std::vector<AttemptRecord> Store::Attempts(const std::string& run) {

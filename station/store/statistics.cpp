@@ -138,6 +138,42 @@ std::vector<KnownMeasurement> Store::Measurements() {
   });
 }
 
+std::vector<ItemLength> Store::Lengths(const RunFilter& filter, std::size_t runs,
+                                       const std::string& except) {
+  constexpr int kAttempts = 2000;  // of each run
+  constexpr int kBetween = 1000;   // milliseconds that may pass beside the test itself
+  Conditions conditions(filter);
+  conditions.Add("run.id <> :except", "except", std::optional(except));
+  return mState->Read([&](Connection& connection) {
+    std::vector<ItemLength> lengths;
+    ItemLength length;
+    Statement statement(
+        connection,
+        std::string("WITH latest AS (SELECT run.id, run.ended_at FROM ")
+            .append(conditions.RunTable(connection))
+            .append(conditions.Sql())
+            .append(" ORDER BY run.started_at DESC, run.id DESC LIMIT :runs), "
+                    "each_attempt AS (SELECT attempt.item, attempt.problem, "
+                    "COALESCE(LEAD(attempt.started_at) OVER (PARTITION BY attempt.run_id "
+                    "ORDER BY attempt.number), latest.ended_at) - attempt.started_at AS passed, "
+                    ":between + CAST(1000 * attempt.seconds AS BIGINT) AS most "
+                    "FROM latest CROSS JOIN attempt WHERE attempt.run_id = latest.id "
+                    "AND attempt.number <= :attempts), "
+                    "lengths AS (SELECT item, CASE WHEN passed < 0 THEN 0 WHEN passed > most "
+                    "THEN most ELSE passed END AS length FROM each_attempt "
+                    "WHERE problem = '' AND passed IS NOT NULL) "
+                    "SELECT item, CAST(SUM(length) AS BIGINT) / COUNT(*), MAX(length) FROM lengths "
+                    "GROUP BY item ORDER BY item"));
+    conditions.Bind(statement)
+        .Use("runs", runs)
+        .Use("between", kBetween)
+        .Use("attempts", kAttempts)
+        .Each(std::tie(length.item, length.mean, length.longest),
+              [&] { lengths.push_back(length); });
+    return lengths;
+  });
+}
+
 std::vector<TrendPoint> Store::Trend(const TrendFilter& filter, std::size_t limit) {
   Conditions conditions;
   conditions.Add(

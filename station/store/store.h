@@ -64,8 +64,6 @@ class Store {
                               std::size_t limit);
   // In the order of their numbers.
   std::vector<AttemptRecord> Attempts(const std::string& run);
-  // The first of them, limit at most, without their measurements.
-  std::vector<AttemptRecord> FirstAttempts(const std::string& run, std::size_t limit);
   std::vector<EvidenceRecord> Evidence(const std::string& run, std::int64_t attempt);
   // By serial.
   std::vector<CameraRecord> Cameras();
@@ -74,6 +72,10 @@ class Store {
   std::vector<YieldRow> Yield(const std::string& planTitle, Time from, Time to);
   // Attempts that failed, of the runs that the filter takes; most first.
   std::vector<FailureRow> Failures(const RunFilter& filter);
+  // Of attempts with a result in the latest of those runs, runs many, without the one named except;
+  // a run's first thousands tell enough.
+  std::vector<ItemLength> Lengths(const RunFilter& filter, std::size_t runs,
+                                  const std::string& except);
   // The latest of a measurement, limit at most, newest first.
   std::vector<TrendPoint> Trend(const TrendFilter& filter, std::size_t limit);
 

@@ -176,6 +176,15 @@ struct FailureRow {
   bool operator==(const FailureRow&) const = default;
 };
 
+// How long an item's attempts took, from one's beginning to the next one's or to the run's end;
+// where the run rested in between, what the camera's clock says.
+struct ItemLength {
+  std::string item;
+  Time mean = 0;  // milliseconds
+  Time longest = 0;
+  bool operator==(const ItemLength&) const = default;
+};
+
 struct TrendFilter {
   std::string item;
   std::string measurement;

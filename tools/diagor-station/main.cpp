@@ -11,6 +11,7 @@
 
 #include "client/camera_client.h"
 #include "diagor-station/command.h"
+#include "station/runner/camera_lock.h"
 #include "station/runner/run.h"
 #include "station/store/text.h"
 #include "terminal/output.h"
@@ -43,6 +44,7 @@ int Execute(Command command, Needs needs, const Options& options) {
     if (!options.data.empty()) station::MoveData(station.config, options.data);
     if (!options.database.empty()) station.config.database = options.database;
     station.store = OpenStore(station.config, needs);
+    if (needs == Needs::Store) station::EndKilledRuns(*station.store, station.config.data);
     const int code = command(station, options);
     std::cout.flush();
     if (!std::cout) throw UsageError("cannot write to standard output");

@@ -118,22 +118,50 @@ struct Result {
   int code = kNothingFailed;
 };
 
-// subject: whose result it is, as a person knows it.
+// The one of that serial; where there is only one camera, that one, whose serial is looked at when
+// its run begins. ConnectionError: it may be one of those that do not answer. RunRefused: none of
+// them.
+CameraAddress CameraOfSerial(const std::vector<CameraAddress>& cameras, const std::string& serial) {
+  if (cameras.size() == 1) return cameras.front();
+  std::string others;
+  bool isOneAway = false;
+  for (const CameraAddress& address : cameras) {
+    std::string said;
+    try {
+      client::CameraClient camera(address.host, address.port, [] { return gSignal != 0; });
+      said = station::IdentityOf(camera).serial;
+    } catch (const client::ConnectionError& error) {
+      said = error.what();
+      isOneAway = true;
+    }
+    if (said == serial) return address;
+    others.append(others.empty() ? "" : ", ").append(address.Text()).append(": ").append(said);
+  }
+  if (isOneAway) throw client::ConnectionError(others);
+  throw station::RunRefused("no camera has the serial " + serial + " (" + others + ")");
+}
+
+// The camera is looked for among those, by its serial where there is one, and act(address) makes
+// the run there. What goes wrong is this run's alone.
 template <typename Act>
-Result ResultOf(const std::string& subject, const Act& act) {
+Result ResultOf(const std::vector<CameraAddress>& cameras, const std::string& serial,
+                const Act& act) {
   Result result;
   const auto fail = [&](int code, const std::string& text) {
     result.code = code;
     result.problem = text;
   };
+  std::string camera = serial.empty() ? "camera" : "camera with the serial " + serial;
   try {
-    result.run = act();
+    const CameraAddress address = CameraOfSerial(cameras, serial);
+    camera = "camera at " + address.Text();
+    result.run = act(address);
   } catch (const client::ConnectionError& error) {
-    fail(kNoConnection, subject + " is not reachable: " + error.what());
+    fail(kNoConnection, "no " + camera + ": " + error.what());
   } catch (const client::InterruptedError&) {
-    fail(kRefused, subject + ": interrupted before its run began");
+    fail(kRefused, camera + ": interrupted before its run began");
   } catch (const client::RefusedError& error) {
-    fail(kRefused, subject + ": " + error.what());
+    fail(kRefused, camera + ": " + error.what());
   } catch (const station::RunRefused& error) {
     fail(kRefused, error.what());
   } catch (const std::exception& error) {
@@ -165,29 +193,6 @@ std::vector<CameraAddress> CamerasOf(const station::StationConfig& config,
     if (!isThere) cameras.push_back(camera);
   }
   return cameras;
-}
-
-// The one of that serial; where there is only one camera, that one, whose serial is looked at when
-// its run begins. ConnectionError: it may be one of those that do not answer.
-CameraAddress CameraOfSerial(const std::vector<CameraAddress>& cameras, const std::string& serial) {
-  if (cameras.size() == 1) return cameras.front();
-  std::string others;
-  bool haveAllSaid = true;
-  for (const CameraAddress& address : cameras) {
-    std::string said;
-    try {
-      client::CameraClient camera(address.host, address.port, [] { return gSignal != 0; });
-      said = station::IdentityOf(camera).serial;
-    } catch (const client::ConnectionError& error) {
-      said = error.what();
-      haveAllSaid = false;
-    }
-    if (said == serial) return address;
-    others.append(others.empty() ? " (" : ", ").append(address.Text()).append(": ").append(said);
-  }
-  const std::string text = "no camera says that serial" + others + ")";
-  if (!haveAllSaid) throw client::ConnectionError(text);
-  throw UsageError("serial " + serial + ": " + text);
 }
 
 // Of each test of each round the latest result: a failure that a retry made good is none.
@@ -267,6 +272,7 @@ station::StationIdentity IdentityOfStation(const Station& station) {
   identity.name = station.config.name;
   identity.folder = station.config.data;
   identity.version = DIAGOR_STATION_VERSION;
+  identity.cameraPatience = station.config.waitForCamera;
   return identity;
 }
 
@@ -290,9 +296,7 @@ std::vector<Result> AllAtOnce(std::size_t count, const Act& act) {
 
 }  // namespace
 
-namespace {
-
-int RunAll(Station& station, const Options& options) {
+int Run(Station& station, const Options& options) {
   station::RunRequest request;
   try {
     request.plan = station::FindPlan(options.plan, station.config.plans.string());
@@ -307,14 +311,7 @@ int RunAll(Station& station, const Options& options) {
   request.scannedSerial = station::Settled(options.serial);
   request.mayContradict = options.despiteSerial;
   EndOnSignals();
-  auto cameras = CamerasOf(station.config, options.cameras);
-  if (!options.serial.empty()) {
-    const Result found = ResultOf("the camera with the serial " + options.serial, [&] {
-      cameras = {CameraOfSerial(cameras, options.serial)};
-      return std::nullopt;
-    });
-    if (found.code != kNothingFailed) return Finish(station, options, {found});
-  }
+  const auto cameras = CamerasOf(station.config, options.cameras);
   const auto identity = IdentityOfStation(station);
   const std::string who = WhoActs(options);
   Progress progress(options.quiet);
@@ -328,15 +325,18 @@ int RunAll(Station& station, const Options& options) {
     }
     WriteAudit(station, who, what);
   };
-  const auto results = AllAtOnce(cameras.size(), [&](std::size_t i) {
-    return ResultOf("camera " + cameras[i].Text(), [&] {
-      return station::StartRun(*station.store, identity, cameras[i], request, gControl, onNews);
-    });
+  const auto start = [&](const CameraAddress& camera) {
+    return station::StartRun(*station.store, identity, camera, request, gControl, onNews);
+  };
+  const bool isSearched = !options.serial.empty();
+  const auto results = AllAtOnce(isSearched ? 1 : cameras.size(), [&](std::size_t i) {
+    return isSearched ? ResultOf(cameras, request.scannedSerial, start)
+                      : ResultOf({cameras[i]}, "", start);
   });
   return Finish(station, options, results);
 }
 
-int ResumeAll(Station& station, const Options& options) {
+int Resume(Station& station, const Options& options) {
   std::vector<RunRecord> runs;
   for (const std::string& id : options.runs) {
     const RunRecord run = FindRun(station, id);
@@ -355,33 +355,11 @@ int ResumeAll(Station& station, const Options& options) {
     WriteAudit(station, who, "run " + news.run->id + " resumed: camera " + news.run->serial);
   };
   const auto results = AllAtOnce(runs.size(), [&](std::size_t i) {
-    return ResultOf("the camera of run " + runs[i].id, [&] {
-      return station::ResumeRun(*station.store, identity, CameraOfSerial(cameras, runs[i].serial),
-                                runs[i], gControl, onNews);
+    return ResultOf(cameras, runs[i].serial, [&](const CameraAddress& camera) {
+      return station::ResumeRun(*station.store, identity, camera, runs[i], gControl, onNews);
     });
   });
   return Finish(station, options, results);
-}
-
-// A signal that comes before any run begins.
-int UnlessInterrupted(int (*act)(Station&, const Options&), Station& station,
-                      const Options& options) {
-  try {
-    return act(station, options);
-  } catch (const client::InterruptedError&) {
-    Complain("interrupted before any run began");
-    return kSignal + gSignal;
-  }
-}
-
-}  // namespace
-
-int Run(Station& station, const Options& options) {
-  return UnlessInterrupted(RunAll, station, options);
-}
-
-int Resume(Station& station, const Options& options) {
-  return UnlessInterrupted(ResumeAll, station, options);
 }
 
 }  // namespace station_tool

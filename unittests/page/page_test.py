@@ -135,7 +135,8 @@ def start_camera(folder, name, variant, port=0, clock="real", knobs=""):
                    DIAGOR_ROOT=str(folder / name), DIAGOR_KNOBS=knobs)
 
 
-def start_browser(folder):
+# traced: categories of its own trace, which the performance log then holds.
+def start_browser(folder, traced=""):
     options = webdriver.ChromeOptions()
     for word in ["--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu", "--window-size=1280,800",
                  f"--user-data-dir={folder / 'browser'}", "--disable-background-networking", "--no-first-run",
@@ -143,6 +144,8 @@ def start_browser(folder):
         options.add_argument(word)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
     options.add_experimental_option("prefs", {"download.default_directory": str(folder)})
+    if traced:
+        options.add_experimental_option("perfLoggingPrefs", {"traceCategories": traced})
     return webdriver.Chrome(options=options)
 
 

@@ -106,11 +106,13 @@ TEST(ConfigTest, MistakesAreNamedAndFoldersStandBesideTheFile) {
   for (const auto& [text, problem] : cases) {
     EXPECT_EQ(ProblemOf([&, &config = text] { load(config); }), file + problem);
   }
-  const StationConfig config = load("name = \"B 3\"\ndata = \"d\"\nplans = \"/p\"\n" + camera +
-                                    "[[camera]]\nname = \"C\"\naddress = \"[::1]:65535\"\n");
+  const StationConfig config =
+      load("name = \"B 3\"\ndata = \"d\"\nplans = \"/p\"\nwait_for_camera = 5\n" + camera +
+           "[[camera]]\nname = \"C\"\naddress = \"[::1]:65535\"\n");
   EXPECT_EQ(config.name, "B 3");
   EXPECT_EQ(config.database, (folder.Path() / "d/station.db").string());
   EXPECT_EQ(config.plans, "/p");
+  EXPECT_EQ(config.waitForCamera, std::chrono::seconds(5));
   ASSERT_EQ(config.cameras.size(), 2U);
   EXPECT_EQ(config.cameras[1].host + " " + config.cameras[1].Text(), "::1 [::1]:65535");
 }

@@ -63,7 +63,7 @@ class RunTest : public testing::Test {
   DeskProcess mCamera;
   Store mStore{(mFolder.Path() / "s.db").string()};
   StationIdentity mStation{"bench", mFolder.Path(), "1", std::chrono::milliseconds(100),
-                           std::chrono::milliseconds(10'000)};
+                           std::chrono::milliseconds(0)};
   RunControl mControl;
   OnNews mOnNews;
 };
@@ -180,31 +180,6 @@ TEST_F(RunTest, HowADetectorCooledIsKept) {
   EXPECT_TRUE(mStore.Traces("test.items.cooler.cooler", "another", 9).empty());
 }
 
-// As after a long sleep of the station: its lease ended, and another one took the camera.
-TEST_F(RunTest, ACameraThatWasTakenOverIsLeftAlone) {
-  mStation.leaseRenewal = std::chrono::milliseconds(10);
-  bool isTaken = false;
-  mOnNews = [&](const RunNews& news) {
-    if (news.kind != Kind::AttemptBegins || isTaken) return;
-    client::CameraClient other(mCamera.Port());
-    while (!isTaken) {
-      try {
-        other.TakeLease(other.Lease()["owner"], 0);
-        other.TakeLease("bench 9", 1000);
-        isTaken = true;
-      } catch (const client::RefusedError&) {  // it was renewed just now
-      }
-    }
-    other.Set("test.description.tester", "Eve");
-  };
-  const RunRecord run = Start("items = [\"battery\"]\nrounds = 1000000");
-  EXPECT_EQ(run.outcome, Outcome::Incomplete);
-  EXPECT_EQ(run.reason.rfind("the camera was taken over: bench 9 has this camera for ", 0), 0U)
-      << run.reason;
-  EXPECT_EQ(mCamera.Get("test.description.tester"), "Eve");
-  EXPECT_EQ(client::CameraClient(mCamera.Port()).Lease()["owner"], "bench 9");
-}
-
 TEST_F(RunTest, WhoHasTheCameraIsSaid) {
   client::CameraClient other(mCamera.Port());
   other.TakeLease("bench 9", 1000);
@@ -231,6 +206,40 @@ TEST_F(RunTest, WhoHasTheCameraIsSaid) {
   };
   EXPECT_EQ(Start("items = [\"clock\"]").outcome, Outcome::Passed);
   EXPECT_EQ(mStore.Runs({}, std::nullopt, 9).size(), 1U);  // nothing of those that were refused
+}
+
+// The lease had ended, and another station has the camera: nothing more is done to it, nor put
+// back.
+TEST_F(RunTest, ACameraThatAnotherStationTookIsLeftToIt) {
+  mStation.leaseRenewal = std::chrono::milliseconds(1);
+  client::CameraClient other(mCamera.Port());
+  bool isTaken = false;
+  mOnNews = [&](const RunNews& news) {
+    if (news.kind != Kind::AttemptBegins || isTaken) return;
+    isTaken = true;
+    for (bool isRenewed = true; isRenewed;) {
+      try {
+        other.TakeLease(other.Lease()["owner"].get<std::string>(), 0);
+        other.TakeLease("bench 9", 1000);
+        isRenewed = false;
+      } catch (const std::exception&) {
+        // The station was quicker.
+      }
+    }
+    other.Set("test.description.tester", "Bob");
+  };
+  const RunRecord run = Start("items = [\"battery\"]\nhours = 1000");
+  EXPECT_EQ(run.outcome, Outcome::Incomplete);
+  EXPECT_EQ(run.reason.rfind("the camera was taken over: bench 9 has this camera for ", 0), 0U)
+      << run.reason;
+  EXPECT_EQ(Attempts(run).find("busy"), std::string::npos);
+  EXPECT_EQ(mCamera.Get("test.description.tester"), "Bob");
+  EXPECT_EQ(other.Lease()["owner"], "bench 9");
+  EXPECT_NE(RefusalOf([&] { Resume(run); }).find("bench 9 has this camera for"), std::string::npos);
+  other.TakeLease("bench 9", 0);
+  mOnNews = [this](const RunNews&) { mControl.aborts = true; };
+  Resume(run);
+  EXPECT_EQ(mCamera.Get("test.description.tester"), "Unknown");  // as before the first run
 }
 
 TEST_F(RunTest, ASerialThatContradictsStopsTheStart) {
@@ -274,6 +283,75 @@ TEST_F(RunTest, ARunThatWasEndedGoesOnWhereItWas) {
     EXPECT_EQ(Attempts(run), before + (clockHasEnded ? " main:OK" : " clock:OK main:OK"));
     EXPECT_EQ(mCamera.Get("test.description.tester"), "Unknown");
     EXPECT_NE(RefusalOf([&] { Resume(whole); }).find("is complete: passed"), std::string::npos);
+  }
+}
+
+// Lost in its second test, the camera comes back, or another one in its place; its station waits
+// for the very one, for so long and no longer than the run is wanted.
+TEST_F(RunTest, ALostCameraIsLookedFor) {
+  mStation.cameraPatience = std::chrono::hours(1);
+  int losses = 0;
+  int looks = 0;
+  std::string waits;
+  std::function<void()> onLook;
+  mOnNews = [&](const RunNews& news) {
+    const bool isLost = news.kind == Kind::AttemptBegins && news.attempt->item.ends_with("clock");
+    if (isLost && losses-- > 0) mCamera.Kill();
+    if (news.kind != Kind::Waits) return;
+    waits = news.text;
+    ++looks;
+    onLook();
+  };
+  const std::string plan = "items = [\"battery\", \"clock\", \"eeprom.main\"]";
+  const auto again = [this] { mCamera.StartAgain(); };
+  const std::string lost = "clock:camera lost: ";
+  struct Case {
+    int losses;
+    std::function<void()> onLook;
+    std::string attempts;  // how they begin
+    const char* reason;
+    const char* waits;
+  };
+  const Case cases[] = {
+      {2, again, "", "", "the camera is lost and looked for: "},
+      // A test that loses it each time ends the run.
+      {9, again, lost, "camera lost: ", ""},
+      {1, [this] { mControl.aborts = true; }, lost, "aborted", ""},
+      {1, [this] { mControl.interrupts = true; }, lost, "interrupted", ""},
+      {1,
+       [&] {
+         if (looks == 1) mCamera.StartAgain({{"DIAGOR_KNOBS", ".version.product.serial=4711"}});
+         if (looks == 2) mControl.aborts = true;
+       },
+       lost, "aborted",
+       "the camera is lost and looked for: in its place is one with the serial 4711"},
+      {1,
+       [&] {
+         mCamera.StartAgain();
+         client::CameraClient(mCamera.Port()).TakeLease("bench 9", 1000);
+       },
+       lost, "camera ", ""},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.reason);
+    losses = each.losses;
+    looks = 0;
+    onLook = each.onLook;
+    mControl.aborts = false;
+    mControl.interrupts = false;
+    const RunRecord run = Start(plan);
+    EXPECT_EQ(run.reason.rfind(each.reason, 0), 0U) << run.reason;
+    EXPECT_EQ(waits.rfind(each.waits, 0), 0U) << waits;
+    std::string answered;
+    for (const AttemptRecord& attempt : mStore.Attempts(run.id)) {
+      const bool isLost = attempt.problem.starts_with("camera lost: ");
+      answered += isLost ? "l" : attempt.passed ? "p" : "?";
+    }
+    const bool isWhole = *each.reason == '\0';
+    EXPECT_EQ(answered, isWhole ? "pllpp" : each.losses > 1 ? "plll" : "pl");
+    EXPECT_EQ(run.outcome, isWhole ? Outcome::Passed : Outcome::Incomplete);
+    EXPECT_TRUE(!isWhole || mCamera.Get("test.description.tester") == "Unknown");
+    mCamera.StartAgain();  // in place of whichever stands there
   }
 }
 

@@ -91,12 +91,14 @@ class EventReader {
 // A station with one camera that is there.
 class ServiceTest : public testing::Test {
  protected:
-  explicit ServiceTest(const char* clock = "virtual")
-      : mCamera(std::map<std::string, std::string>{{"DIAGOR_CLOCK", clock}}) {
+  explicit ServiceTest(const char* clock = "virtual", const char* variant = "KY")
+      : mCamera(std::map<std::string, std::string>{{"DIAGOR_CLOCK", clock},
+                                                   {"DIAGOR_VARIANT", variant}}) {
     mConfig.name = "bench";
     mConfig.data = mFolder.Path();
     mConfig.plans = mFolder.Path();
     mConfig.cameras = {{kName, "127.0.0.1", mCamera.Port()}};
+    mConfig.waitForCamera = std::chrono::seconds(0);
     std::ofstream(mFolder.Path() / "who.toml")
         << "title = \"Who\"\nitems = [\"clock\"]\noperator = true\n";
     std::ofstream(mFolder.Path() / "torn.toml") << "title = \n";
@@ -288,6 +290,21 @@ TEST_F(ServiceTest, WhatCannotBeDoneIsRefusedWithItsReason) {
   const auto plans = Ask("GET", "/api/v1/plans").Json()["plans"];
   EXPECT_NE(plans[0]["error"].get<std::string>().find("torn.toml:1"), std::string::npos);
   EXPECT_EQ(plans[1]["asks_operator"], true);
+}
+
+class CoolerServiceTest : public ServiceTest {
+ protected:
+  CoolerServiceTest() : ServiceTest("virtual", "H") {}
+};
+
+TEST_F(CoolerServiceTest, ItsCurvesAreHandedOut) {
+  const auto run = Start(R"(["cooler"])").Json()["id"];
+  EXPECT_EQ(Events().UntilAct("run", "ends").data["outcome"], "passed");
+  const auto curves = Ask("GET", "/api/v1/statistics/curves?limit=1").Json()["curves"];
+  ASSERT_EQ(curves.size(), 1U);
+  EXPECT_EQ(curves[0]["run"], run);
+  EXPECT_NEAR(curves[0]["points"].back()[1].get<double>(), 70, 1);
+  EXPECT_EQ(Ask("GET", "/api/v1/statistics/curves?serial=another").Json()["curves"].size(), 0U);
 }
 
 TEST_F(ServiceTest, WhatIsNotKeptIsNotSaidToBe) {

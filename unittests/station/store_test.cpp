@@ -424,6 +424,36 @@ void StatisticsCount(const std::string& url) {
                                         {"clock", 1, {{"E 1", 1}}}};
   EXPECT_EQ(store.Failures(filter), some);
 
+  // Of the latest five of KY's without the passed run of KY3; one that rested counts by its camera.
+  RunFilter lengths;
+  lengths.variant = "KY";
+  lengths.planTitle = "Final";
+  lengths.serial = "KY3";
+  const std::string except = store.Runs(lengths, {}, 1).at(0).id;
+  lengths.serial.reset();
+  const std::vector<ItemLength> five = {{"battery", (99 + 99 + 1 + 98 + 1) / 5, 99},
+                                        {"clock", 98, 98}};
+  EXPECT_EQ(store.Lengths(lengths, 5, except), five);
+  RunStart rests = SomeRun();
+  rests.planTitle = "Rests";
+  store.BeginRun(rests);
+  store.Journal(rests.id, {}, Start(1));
+  AttemptEnd end = End(1);
+  end.seconds = 2;
+  store.Journal(rests.id, end, Start(2));
+  store.EndRun(rests.id, {kNoon + kDay, Outcome::Incomplete, ""});
+  lengths.planTitle = "Rests";
+  EXPECT_EQ(store.Lengths(lengths, 5, except),
+            (std::vector<ItemLength>{{"test.items.battery", 1, 1}}));
+  store.ReopenRun(rests.id);
+  AttemptEnd last = End(2);
+  last.seconds = 2;
+  store.Journal(rests.id, last, {});
+  store.EndRun(rests.id, {kNoon + kDay, Outcome::Passed, ""});
+  EXPECT_EQ(store.Lengths(lengths, 5, except),
+            (std::vector<ItemLength>{{"test.items.battery", 1500, 3000}}));
+  EXPECT_TRUE(store.Lengths(lengths, 5, rests.id).empty());
+
   const auto trend = [&store](const TrendFilter& wanted, std::size_t limit) {
     std::string points;
     for (const TrendPoint& point : store.Trend(wanted, limit)) {
@@ -704,6 +734,7 @@ TEST(SqliteTest, AKilledProcessLosesNothing) {
     int pipes[2] = {};
     ASSERT_EQ(pipe(pipes), 0);
     const pid_t child = fork();
+    ASSERT_GE(child, 0);
     if (child == 0) JournalUntilKilled(file, run, pipes[1]);
     close(pipes[1]);
     std::int64_t last = 0;

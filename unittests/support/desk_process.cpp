@@ -17,9 +17,12 @@ void DeskProcess::Kill() {
   mProcess->Wait();
 }
 
-void DeskProcess::StartAgain() {
+void DeskProcess::StartAgain(const std::map<std::string, std::string>& more) {
+  auto environment = more;
+  environment.insert(mEnvironment.begin(), mEnvironment.end());
+  mProcess.reset();
   mProcess = std::make_unique<Process>(
-      "diagor", std::vector<std::string>{"-p", std::to_string(mPort)}, mEnvironment);
+      "diagor", std::vector<std::string>{"-p", std::to_string(mPort)}, environment);
   mPort = PortOf(mProcess->ErrorsUntil("\n"));
 }
 

@@ -17,9 +17,11 @@ class DeskProcess {
   explicit DeskProcess(std::map<std::string, std::string> environment = {});
   std::uint16_t Port() const { return mPort; }
   std::string Address() const { return "127.0.0.1:" + std::to_string(mPort); }
-  // SIGKILL; then the same camera, at the same port, with its storage as it was left.
+  // SIGKILL, of a camera that runs; then the same one, at the same port, with its storage as it was
+  // left. One that runs still is killed first.
   void Kill();
-  void StartAgain();
+  // more: over its environment.
+  void StartAgain(const std::map<std::string, std::string>& more = {});
   // A text node's value; a leading dot: of the camera-wide tree.
   std::string Get(const std::string& path) const;
 

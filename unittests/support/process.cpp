@@ -86,6 +86,8 @@ std::string Process::Until(const Stream& stream, const std::string& text) {
 }
 
 void Process::Signal(int signal) const {
+  // Of one that has ended there is no number left: -1 would name every process of the machine.
+  if (mPid <= 0) throw std::logic_error("a signal for a process that has ended");
   kill(mPid, signal);
 }
 

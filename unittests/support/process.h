@@ -27,6 +27,7 @@ class Process {
   std::string ErrorsUntil(const std::string& text) { return Until(mErrors, text); }
   // The same of standard output.
   std::string OutputUntil(const std::string& text) { return Until(mOutput, text); }
+  // std::logic_error after Wait: nothing is left to signal.
   void Signal(int signal) const;
   // Waits for the end; the exit code, or minus the signal that ended it.
   int Wait();
