@@ -288,7 +288,8 @@ void Session::Answer() {
 }
 
 // A client that leaves while its answer is under way leaves its place to others; the answer is
-// tried, for a client that only ended its own sending.
+// tried, for a client that only ended its own sending. Behind TLS its leaving is not told from what
+// it says next: it keeps its place until it is answered.
 void Session::WatchForLeaving() {
   mSocket.async_wait(
       tcp::socket::wait_read, [self = shared_from_this(), turn = mTurn](beast::error_code error) {
@@ -467,10 +468,18 @@ void Session::SayFarewell() {
   mContext.connections.ComeTo(*this, Stage::Silent);
   EndAfter(mContext.limits.farewell);
   if (mSecure != nullptr) {
+    // It ends by the client's own farewell, or by an error where that is still sending.
     mSecure->EndSending([self = shared_from_this()](beast::error_code /*error*/,
-                                                    std::size_t /*bytes*/) { self->Close(); });
+                                                    std::size_t /*bytes*/) { self->TakeRest(); });
     return;
   }
+  TakeRest();
+}
+
+// From here on nobody decrypts: what comes is thrown away.
+void Session::TakeRest() {
+  mSecure.reset();
+  if (!mSocket.is_open()) return;
   beast::error_code ignored;
   mSocket.shutdown(tcp::socket::shutdown_send, ignored);
   DiscardRest();

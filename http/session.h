@@ -72,6 +72,7 @@ class Session : public Connection, public std::enable_shared_from_this<Session> 
   // Sends what mUnsent says; then goes on to that step.
   void Write(Step then);
   void SayFarewell();
+  void TakeRest();
   void DiscardRest();
   void EndAfter(std::chrono::milliseconds limit);
   void Close();

@@ -80,6 +80,10 @@ std::vector<CameraAddress> TakeCameras(const std::string& file, TableReader& rea
 // that somebody else made point here is none of them.
 void CheckOpen(const StationConfig& config, const TableReader& reader) {
   if (!config.IsOpenToOthers()) return;
+  if (config.listen.host.starts_with("127.")) {
+    throw std::runtime_error(reader.AtKey("listen") +
+                             "listen: of the loopback addresses 127.0.0.1 and [::1] are served");
+  }
   const char* const missing = config.certificate.empty()      ? "certificate"
                               : config.certificateKey.empty() ? "key"
                               : config.hosts.empty()          ? "hosts"
@@ -92,7 +96,7 @@ void CheckOpen(const StationConfig& config, const TableReader& reader) {
 }  // namespace
 
 bool StationConfig::IsOpenToOthers() const {
-  return listen.host != "localhost" && listen.host != "::1" && !listen.host.starts_with("127.");
+  return listen.host != "localhost" && listen.host != "::1" && listen.host != "127.0.0.1";
 }
 
 std::string MachineName() {

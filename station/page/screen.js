@@ -8,7 +8,9 @@ const kBetweenPictures = 100;  // ms: ten pictures a second at most
 const kKeys = {ArrowUp: "Up", ArrowDown: "Down", ArrowLeft: "Left", ArrowRight: "Right", Enter: "Return",
   PageUp: "Prior", PageDown: "Next", " ": "Space", Backspace: "Back"};
 function keyOf(event) {
-  if (event.ctrlKey || event.altKey || event.metaKey || event.key === "Tab") return null;
+  // What no camera has a key for stays the browser's.
+  if (event.ctrlKey || event.altKey || event.metaKey) return null;
+  if (["Tab", "Shift", "CapsLock", "Dead", "Escape", "F5", "F11", "F12", "AltGraph", "NumLock"].includes(event.key)) return null;
   return kKeys[event.key] ?? event.key;
 }
 
@@ -156,10 +158,9 @@ export class CameraScreen extends HTMLElement {
     }
   }
   async laser() {
-    const path = `/cameras/${encodeURIComponent(this.camera)}/knobs/desk.laser.pressed`;
     try {
-      await call("PUT", path, {value: true});
-      setTimeout(() => call("PUT", path, {value: false}).catch(() => {}), 1000);
+      await call("PUT", `/cameras/${encodeURIComponent(this.camera)}/laser`, {});
+      this.trouble.textContent = "";
     } catch (error) {
       this.trouble.textContent = error.message;
     }

@@ -10,6 +10,7 @@ export class Problem extends Error {
   }
 }
 
+let isSignedOut = false;  // until the page begins anew
 export async function call(method, path, body) {
   const options = {method, headers: {}};
   if (body !== undefined) {
@@ -24,7 +25,10 @@ export async function call(method, path, body) {
   }
   if (response.ok) return response.json();
   const told = await response.json().catch(() => ({}));
-  if (response.status === 401 && path !== "/sign-in") tell("sign-in", {});
+  if (response.status === 401 && path !== "/sign-in") {
+    isSignedOut = true;
+    tell("sign-in", {});
+  }
   throw new Problem(response.status, told.detail || told.title || response.statusText);
 }
 export const get = (path) => call("GET", path);
@@ -102,8 +106,9 @@ export async function reload() {
     connected(true);
     tell("reload");
   } catch (error) {
-    // The stream says when the station is there again.
-    if (error.status === 401) connected(true);
+    // The stream says when the station is there again; what it refuses for now is asked for once more.
+    connected(error.status === 401);
+    if (error.status >= 500) setTimeout(reload, 2000);
   } finally {
     isLoading = false;
   }
@@ -115,8 +120,13 @@ export function signedIn() {
   location.reload();
 }
 export async function signOut() {
-  await call("POST", "/sign-out");
-  signedIn();
+  try {
+    await call("POST", "/sign-out");
+    signedIn();
+  } catch (error) {
+    connected(false);
+    announce(`You are still signed in: ${error.message}`);
+  }
 }
 
 function connected(is) {
@@ -169,6 +179,8 @@ function read(stopped) {
     source.onerror = () => {
       pass({kind: "lost"});
       if (source.readyState !== EventSource.CLOSED) return;  // the browser tries again
+      if (isSignedOut) return;
+      reload();  // whose refusal says so, where it was refused since nobody is signed in any more
       timer = setTimeout(open, pause);
       pause = Math.min(2 * pause, 15000);
     };

@@ -37,8 +37,8 @@ Owner OwnerIn(int file) {
 
 // Who only looks for killed runs has it for a moment.
 bool Lock(int file) {
-  constexpr std::chrono::milliseconds kPause{10};
-  constexpr int kTries = 5;
+  constexpr std::chrono::milliseconds kPause{20};
+  constexpr int kTries = 50;
   for (int i = 1; flock(file, LOCK_EX | LOCK_NB) != 0; ++i) {
     if (i == kTries) return false;
     std::this_thread::sleep_for(kPause);
@@ -48,7 +48,8 @@ bool Lock(int file) {
 
 bool Write(int file, const std::string& text) {
   return ftruncate(file, 0) == 0 &&
-         pwrite(file, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
+         pwrite(file, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()) &&
+         fdatasync(file) == 0;
 }
 
 // A file that is closed at the end; another process's death shows in its lock.
@@ -131,7 +132,8 @@ void EndKilledRuns(Store& store, const std::filesystem::path& folder) {
       held.insert(run);
     }
   }
-  for (const Opened& each : left) {
+  for (; !left.empty(); left.pop_front()) {
+    const Opened& each = left.front();
     try {
       // Under another spelling of the camera's address it may go on.
       const std::string id = OwnerIn(each.File()).run;

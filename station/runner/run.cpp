@@ -275,6 +275,9 @@ class CameraRun {
         lost = "in its place is one with the serial " + serial;
       } catch (const client::ConnectionError& error) {
         lost = error.what();
+      } catch (const RefusedError& error) {
+        if (!IsBusy(error)) throw;
+        lost = error.what();
       }
       if (pauses.AreOver()) return false;
       RunNews news;

@@ -95,6 +95,7 @@ const std::vector<Api::Route>& Api::Routes() {
       {"GET", "/api/v1/cameras/{}/log", Operator, &Api::GetLog},
       {"PUT", "/api/v1/cameras/{}/keys", Operator, &Api::PutKey},
       {"PUT", "/api/v1/cameras/{}/touch", Operator, &Api::PutTouch},
+      {"PUT", "/api/v1/cameras/{}/laser", Operator, &Api::PutLaser},
       {"PUT", "/api/v1/cameras/{}/knobs/{}", Engineer, &Api::PutKnob},
       {"POST", "/api/v1/cameras/{}/restore", Engineer, &Api::PostRestore},
       {"GET", "/api/v1/runs", Operator, &Api::GetRuns},
@@ -137,7 +138,8 @@ Api::Answer Api::Misdirected(const http::Request& request) const {
   if (request.isSecure) return std::nullopt;
   Reply reply = Problem(403, kTitle, "this station answers https alone");
   // Whoever typed the name alone comes to the page all the same.
-  if (request.method == "GET" || request.method == "HEAD") {
+  const bool isRead = request.method == "GET" || request.method == "HEAD";
+  if (isRead && request.target.starts_with("/")) {
     reply.status = 308;
     reply.headers.emplace_back("Location", "https://" + request.host + request.target);
   }

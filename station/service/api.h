@@ -101,6 +101,7 @@ class Api {
   Answer GetLog(const Call& call);
   Answer PutKey(const Call& call);
   Answer PutTouch(const Call& call);
+  Answer PutLaser(const Call& call);
   Answer PutKnob(const Call& call);
   Answer PostRestore(const Call& call);
 

@@ -1,6 +1,8 @@
 // What cameras tell, and what is done to them.
 #include <algorithm>
 #include <charconv>
+#include <chrono>
+#include <thread>
 
 #include "client/log_lines.h"
 #include "client/run_plan.h"
@@ -139,6 +141,16 @@ Api::Answer Api::PutTouch(const Call& call) {
   if (x < 0 || y < 0) throw Malformed(R"(the body is not of the form {"x": 320, "y": 176})");
   SetKnob(call, "desk.touch", std::to_string(x) + "," + std::to_string(y));
   return JsonReply({{"x", x}, {"y", y}});
+}
+
+// Its button, for as long as a finger stays on it: also where the client leaves meanwhile.
+Api::Answer Api::PutLaser(const Call& call) {
+  constexpr std::chrono::milliseconds kPressed{1000};
+  constexpr char kButton[] = "desk.laser.pressed";
+  SetKnob(call, kButton, true);
+  std::this_thread::sleep_for(kPressed);
+  SetKnob(call, kButton, false);
+  return JsonReply({{"pressed_ms", kPressed.count()}});
 }
 
 Api::Answer Api::PutKnob(const Call& call) {

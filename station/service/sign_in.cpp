@@ -6,6 +6,7 @@
 
 #include "station/report/encoding.h"
 #include "station/service/refusal.h"
+#include "station/store/error.h"
 #include "station/store/text.h"
 
 namespace station {
@@ -17,24 +18,26 @@ constexpr Time kSecond = 1000;
 // What is tried at once takes 64 MiB each; more wait, and not without end.
 constexpr unsigned kAtOnce = 2;
 constexpr unsigned kMostWaiting = 32;
+constexpr unsigned kMostOfOne = 4;  // of one address: it does not keep the others out
 
 // Five wrong passwords in a row are a person's; from then on each makes the next one wait twice as
-// long.
+// long. From many addresses together they are a guesser's, later.
 constexpr unsigned kFree = 5;
+constexpr unsigned kFreeOfAll = 100;
 constexpr Time kFirstPause = 30 * kSecond;
 constexpr Time kLongestPause = 15 * 60 * kSecond;
 // Of names that nobody has too, which cost whoever tries them nothing.
-constexpr std::size_t kMostNames = 10'000;
+constexpr std::size_t kMostCounted = 10'000;
+constexpr std::size_t kLongestName = 80;  // a longer one is nobody's
 
 // Only this is kept: who reads the database is not signed in by it.
 std::string KeptAs(const std::string& token) {
   return Hexadecimal(Sha256(token));
 }
 
-// A name that nobody has may be anything.
-std::string Shown(const std::string& name) {
-  constexpr std::size_t kMost = 80;
-  return Settled(name.substr(0, kMost));
+// Of one address; neither a name nor an address has a line's end.
+std::string KeyOf(const std::string& name, const std::string& peer) {
+  return name + "\n" + peer;
 }
 
 }  // namespace
@@ -60,9 +63,39 @@ SignIns::SignIns(Store& store, std::function<Time()> now, PasswordCost cost)
       mNobodysHash(HashOfPassword(NewToken(), cost)),
       mPlaces(kAtOnce) {}
 
-void SignIns::CheckPause(const std::string& name, Time now) {
+// Among those whose password is being looked at.
+class SignIns::Place {
+ public:
+  Place(SignIns& signIns, const std::string& peer) : mSignIns(signIns), mPeer(peer) {
+    {
+      const std::lock_guard lock(mSignIns.mLock);
+      unsigned& ofPeer = mSignIns.mWaitingOf[mPeer];
+      if (mSignIns.mWaiting >= kMostWaiting || ofPeer >= kMostOfOne) {
+        if (ofPeer == 0) mSignIns.mWaitingOf.erase(mPeer);
+        throw Refusal(503, "No room", "too many sign in at once; try again later");
+      }
+      ++mSignIns.mWaiting;
+      ++ofPeer;
+    }
+    mSignIns.mPlaces.acquire();
+  }
+  ~Place() {
+    mSignIns.mPlaces.release();
+    const std::lock_guard lock(mSignIns.mLock);
+    --mSignIns.mWaiting;
+    if (--mSignIns.mWaitingOf[mPeer] == 0) mSignIns.mWaitingOf.erase(mPeer);
+  }
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+
+ private:
+  SignIns& mSignIns;
+  const std::string mPeer;
+};
+
+void SignIns::CheckPause(const std::string& key, Time now) {
   const std::lock_guard lock(mLock);
-  const auto found = mWrong.find(name);
+  const auto found = mWrong.find(key);
   if (found == mWrong.end() || found->second.until <= now) return;
   const Time seconds = (found->second.until - now + kSecond - 1) / kSecond;
   Refusal refusal(429, "Wait",
@@ -71,61 +104,58 @@ void SignIns::CheckPause(const std::string& name, Time now) {
   throw refusal;
 }
 
-void SignIns::CountWrong(const std::string& name, Time now) {
+unsigned SignIns::CountWrong(const std::string& key, unsigned free, Time now) {
   const std::lock_guard lock(mLock);
-  if (mWrong.size() >= kMostNames) {
-    std::erase_if(mWrong, [now](const auto& each) { return each.second.until <= now; });
+  if (mWrong.size() >= kMostCounted && !mWrong.contains(key)) {
+    mWrong.erase(std::min_element(mWrong.begin(), mWrong.end(), [](const auto& a, const auto& b) {
+      return a.second.latest < b.second.latest;
+    }));
   }
-  // Whoever waits still is kept; the others begin anew.
-  if (mWrong.size() >= kMostNames && !mWrong.contains(name)) return;
-  Wrong& wrong = mWrong[name];
+  Wrong& wrong = mWrong[key];
   ++wrong.count;
-  if (wrong.count < kFree) return;
+  wrong.latest = now;
+  if (wrong.count < free) return wrong.count;
   Time pause = kFirstPause;
-  for (unsigned each = kFree; each < wrong.count && pause < kLongestPause; ++each) pause *= 2;
+  for (unsigned each = free; each < wrong.count && pause < kLongestPause; ++each) pause *= 2;
   wrong.until = now + std::min(pause, kLongestPause);
+  return wrong.count;
+}
+
+// A disabled user hears no more than one who guesses.
+void SignIns::Refuse(const std::string& name, const std::string& peer, bool isSomebody) {
+  const Time now = mNow();
+  if (name.size() <= kLongestName) {
+    const unsigned count = CountWrong(KeyOf(name, peer), kFree, now);
+    CountWrong(KeyOf(name, ""), kFreeOfAll, now);
+    // Of names that nobody has, only that somebody tries them: whoever does fills no disk.
+    if (isSomebody || count == kFree) {
+      mStore.WriteAudit({now, Settled(name), "wrong name or password, from " + peer});
+    }
+  }
+  throw Refusal(401, "Not signed in", "the name or the password is wrong");
 }
 
 std::string SignIns::SignIn(const std::string& name, const std::string& password,
                             const std::string& peer) {
-  // Both where it is left and where it is not reached.
-  struct Place {
-    explicit Place(SignIns& signIns) : its(signIns) {
-      {
-        const std::lock_guard lock(its.mLock);
-        if (its.mWaiting >= kMostWaiting) {
-          throw Refusal(503, "No room", "too many sign in at once; try again later");
-        }
-        ++its.mWaiting;
-      }
-      its.mPlaces.acquire();
-    }
-    Place(const Place&) = delete;
-    Place& operator=(const Place&) = delete;
-    ~Place() {
-      its.mPlaces.release();
-      const std::lock_guard lock(its.mLock);
-      --its.mWaiting;
-    }
-    SignIns& its;
-  };
-  const Place place(*this);
-  CheckPause(name, mNow());
+  const Place place(*this, peer);
+  CheckPause(KeyOf(name, peer), mNow());
+  CheckPause(KeyOf(name, ""), mNow());
   const auto user = mStore.FindUser(name);
   const bool isHis = IsPasswordOf(user ? user->passwordHash : mNobodysHash, password);
+  if (!isHis || !user || user->disabledAt) Refuse(name, peer, user.has_value());
   const Time now = mNow();
-  // A disabled user hears no more than one who guesses.
-  if (!isHis || !user || user->disabledAt) {
-    CountWrong(name, now);
-    mStore.WriteAudit({now, Shown(name), "wrong name or password, from " + peer});
-    throw Refusal(401, "Not signed in", "the name or the password is wrong");
+  const std::string token = NewToken();
+  try {
+    mStore.AddSession({KeptAs(token), user->name, now + kLasting}, user->passwordHash, now);
+  } catch (const StoreError& error) {
+    if (error.kind != StoreError::Kind::Constraint) throw;
+    Refuse(name, peer, true);  // disabled, or another password, while this one was looked at
   }
   {
     const std::lock_guard lock(mLock);
-    mWrong.erase(name);
+    mWrong.erase(KeyOf(name, peer));
+    mWrong.erase(KeyOf(name, ""));
   }
-  const std::string token = NewToken();
-  mStore.AddSession({KeptAs(token), user->name, now + kLasting});
   mStore.WriteAudit({now, user->name, "signed in from " + peer});
   return token;
 }

@@ -32,7 +32,7 @@ class SignIns {
   static constexpr Time kLasting = 12LL * 60 * 60 * 1000;
 
   // The token that says who asks from now on. Refusal: 401 the name or the password is wrong, 429
-  // too many were wrong before, 503 too many sign in at once. peer: from where, for the audit.
+  // too many were wrong before, 503 too many sign in at once. peer: from where.
   std::string SignIn(const std::string& name, const std::string& password, const std::string& peer);
   // Nobody where the token is none, too old, signed out, or its user's no more.
   Actor WhoHas(const std::string& token) const;
@@ -48,14 +48,18 @@ class SignIns {
 
  private:
   class GuardedStream;
-  // Of a name in a row, whether somebody has it or not.
+  // In a row, of a name from one address; of a name from all of them.
   struct Wrong {
     unsigned count = 0;
     Time until = 0;  // no other is tried before
+    Time latest = 0;
   };
+  class Place;
 
-  void CheckPause(const std::string& name, Time now);
-  void CountWrong(const std::string& name, Time now);
+  void CheckPause(const std::string& key, Time now);
+  // How many there are by now. free: so many cost no pause.
+  unsigned CountWrong(const std::string& key, unsigned free, Time now);
+  [[noreturn]] void Refuse(const std::string& name, const std::string& peer, bool isSomebody);
 
   Store& mStore;
   const std::function<Time()> mNow;
@@ -63,6 +67,7 @@ class SignIns {
   std::counting_semaphore<> mPlaces;
   std::mutex mLock;
   unsigned mWaiting = 0;
+  std::map<std::string, unsigned> mWaitingOf;  // by address
   std::map<std::string, Wrong> mWrong;
   std::list<std::weak_ptr<GuardedStream>> mStreams;
 };

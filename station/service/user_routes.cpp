@@ -52,7 +52,11 @@ Api::Answer Api::PostSignIn(const Call& call) {
   const Json body = call.Body();
   const std::string token =
       signIns.SignIn(Needed(body, "name"), PasswordIn(body).value_or(""), call.request.peer);
+  // Whoever was signed in at this browser is not any more.
+  const std::string old = http::CookieOf(call.request, kSessionCookie);
+  if (!old.empty()) signIns.SignOut(old);
   const Actor actor = signIns.WhoHas(token);
+  if (actor.name.empty()) throw Refusal(401, "Not signed in", "not any more");
   Reply reply = JsonReply({{"who", actor.name}, {"role", RoleText(actor.role)}});
   reply.headers.emplace_back("Set-Cookie", CookieText(token, SignIns::kLasting / kSecond));
   return reply;

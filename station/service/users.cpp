@@ -31,10 +31,6 @@ void CheckName(const std::string& name) {
   }
 }
 
-bool IsAdministrator(const UserRecord& user) {
-  return !user.disabledAt && RoleOf(user.role) == Role::Administrator;
-}
-
 }  // namespace
 
 void AddUser(Store& store, const std::string& who, const std::string& name, Role role,
@@ -54,35 +50,32 @@ void AddUser(Store& store, const std::string& who, const std::string& name, Role
 
 void ChangeUser(Store& store, const std::string& who, const std::string& name,
                 const UserChange& change, PasswordCost cost) {
-  const auto found = store.FindUser(name);
-  if (!found) throw NoSuch("there is no user " + name);
-  UserRecord user = *found;
+  if (!store.FindUser(name)) throw NoSuch("there is no user " + name);
+  UserUpdate update;
   std::string what;
   const auto add = [&what](std::string_view part) {
     what.append(what.empty() ? "" : ", ").append(part);
   };
   if (change.role) {
-    user.role = RoleText(*change.role);
-    add(std::string("is ").append(user.role).append(" now"));
+    update.role = RoleText(*change.role);
+    add(std::string("is ").append(*update.role).append(" now"));
   }
   if (change.password) {
     CheckPassword(*change.password);
-    user.passwordHash = HashOfPassword(*change.password, cost);
+    update.passwordHash = HashOfPassword(*change.password, cost);
     add("has another password");
   }
   if (change.isDisabled) {
-    user.disabledAt = *change.isDisabled ? std::optional(Now()) : std::nullopt;
+    update.disabledAt = *change.isDisabled ? std::optional(Now()) : std::nullopt;
     add(*change.isDisabled ? "is disabled" : "is enabled");
   }
   if (what.empty()) return;
-  if (IsAdministrator(*found) && !IsAdministrator(user)) {
-    const auto users = store.Users();
-    if (std::count_if(users.begin(), users.end(), IsAdministrator) < 2) {
-      throw NotNow(name + " is the last administrator: make another one first");
-    }
+  try {
+    store.ChangeUser(name, update);
+  } catch (const StoreError& error) {
+    if (error.kind != StoreError::Kind::Constraint) throw;
+    throw NotNow(error.what());
   }
-  store.ChangeUser(user);
-  if (change.password || user.disabledAt) store.EndSessionsOf(name, Now());
   store.WriteAudit({Now(), who, "user " + name + " " + what});
 }
 

@@ -258,42 +258,56 @@ void Store::AddUser(const UserRecord& user) {
   });
 }
 
-void Store::ChangeUser(const UserRecord& user) {
-  mState->writer.Write([&user](Connection& connection) {
-    Statement statement(connection,
-                        "UPDATE app_user SET role = :role, password_hash = :hash, "
-                        "disabled_at = :disabled WHERE name = :name");
-    statement.Use("role", user.role)
-        .Use("hash", user.passwordHash)
-        .Use("disabled", user.disabledAt)
-        .Use("name", user.name);
-    RunOn(statement, std::string("there is no user ").append(user.name));
+void Store::ChangeUser(const std::string& name, const UserUpdate& update) {
+  mState->writer.Write([&](Connection& connection) {
+    // Locked on a server, where another process changes users too.
+    const auto administrators = [&connection] {
+      int count = 0;
+      std::string each;
+      Statement(connection, std::string("SELECT name FROM app_user WHERE role = 'administrator' "
+                                        "AND disabled_at IS NULL ORDER BY name")
+                                .append(connection.IsPostgresql() ? " FOR UPDATE" : ""))
+          .Each(std::tie(each), [&count] { ++count; });
+      return count;
+    };
+    const int before = administrators();
+    const auto set = [&](const char* column, const auto& value) {
+      Statement statement(connection, std::string("UPDATE app_user SET ")
+                                          .append(column)
+                                          .append(" = :value WHERE name = :name"));
+      statement.Use("value", value).Use("name", name);
+      RunOn(statement, std::string("there is no user ").append(name));
+    };
+    if (update.role) set("role", *update.role);
+    if (update.passwordHash) set("password_hash", *update.passwordHash);
+    if (update.disabledAt) set("disabled_at", *update.disabledAt);
+    if (before > 0 && administrators() == 0) {
+      throw StoreError(Kind::Constraint,
+                       name + " is the last administrator: make another one first");
+    }
+    if (!update.passwordHash && !update.disabledAt.value_or(std::nullopt)) return;
+    Statement(connection, "DELETE FROM session WHERE user_name = :name").Use("name", name).Run();
   });
 }
 
-void Store::AddSession(const SessionRecord& session) {
-  mState->writer.Write([&session](Connection& connection) {
-    Statement(connection,
-              "INSERT INTO session (hash, user_name, expires_at) VALUES (:hash, :user, :expires)")
-        .UseName("hash", session.hash)
-        .Use("user", session.user)
+void Store::AddSession(const SessionRecord& session, const std::string& passwordHash, Time now) {
+  mState->writer.Write([&](Connection& connection) {
+    Statement(connection, "DELETE FROM session WHERE expires_at < :now").Use("now", now).Run();
+    Statement statement(connection,
+                        "INSERT INTO session (hash, user_name, expires_at) "
+                        "SELECT :hash, name, :expires FROM app_user WHERE name = :user "
+                        "AND password_hash = :password AND disabled_at IS NULL");
+    statement.UseName("hash", session.hash)
         .Use("expires", session.expiresAt)
-        .Run();
+        .Use("user", session.user)
+        .Use("password", passwordHash);
+    RunOn(statement, std::string(session.user).append(" may not sign in any more"));
   });
 }
 
 void Store::EndSession(const std::string& hash) {
   mState->writer.Write([&hash](Connection& connection) {
     Statement(connection, "DELETE FROM session WHERE hash = :hash").Use("hash", hash).Run();
-  });
-}
-
-void Store::EndSessionsOf(const std::string& user, Time now) {
-  mState->writer.Write([&](Connection& connection) {
-    Statement(connection, "DELETE FROM session WHERE user_name = :user OR expires_at < :now")
-        .Use("user", user)
-        .Use("now", now)
-        .Run();
   });
 }
 

@@ -97,15 +97,16 @@ class Store {
 
   // Constraint: there is one of that name.
   void AddUser(const UserRecord& user);
-  // All but the name. Constraint: there is none of that name.
-  void ChangeUser(const UserRecord& user);
+  // Another password, and being disabled, end the user's sessions, as one with the change.
+  // Constraint: there is none of that name, or no administrator would be left who is not disabled.
+  void ChangeUser(const std::string& name, const UserUpdate& update);
   std::vector<UserRecord> Users();  // by name
   std::optional<UserRecord> FindUser(const std::string& name);
-  void AddSession(const SessionRecord& session);
+  // passwordHash: of the user, as it was looked at. Those that expired before now are forgotten.
+  // Constraint: the user is disabled by now, or has another password.
+  void AddSession(const SessionRecord& session, const std::string& passwordHash, Time now);
   std::optional<SessionRecord> FindSession(const std::string& hash);
   void EndSession(const std::string& hash);
-  // And those that expired before that.
-  void EndSessionsOf(const std::string& user, Time now);
 
   void WriteAudit(const AuditEntry& entry);
   // Newest first; before: the last id of the page before.

@@ -122,6 +122,13 @@ struct UserRecord {
   bool operator==(const UserRecord&) const = default;
 };
 
+// What is missing stays as it is.
+struct UserUpdate {
+  std::optional<std::string> role;
+  std::optional<std::string> passwordHash;
+  std::optional<std::optional<Time>> disabledAt;
+};
+
 struct SessionRecord {
   std::string hash;  // of what the browser holds
   std::string user;

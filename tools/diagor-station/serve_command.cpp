@@ -44,8 +44,10 @@ int Serve(Station& station, const Options& options) {
   service.Serve();
   const bool isOpen = station.config.IsOpenToOthers();
   std::cerr << "diagor-station: serving " << (isOpen ? "https://" : "http://")
-            << (isOpen ? station.config.hosts.front() : "127.0.0.1") << ":" << service.Port()
-            << std::endl;
+            << (isOpen                                ? station.config.hosts.front()
+                : station.config.listen.host == "::1" ? "[::1]"
+                                                      : "127.0.0.1")
+            << ":" << service.Port() << std::endl;
   while (sem_wait(&gEnds) != 0 && errno == EINTR) {
   }
   return kNothingFailed;

@@ -2,6 +2,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <iostream>
 
 #include "diagor-station/command.h"
@@ -13,24 +14,30 @@ namespace station_tool {
 
 namespace {
 
-// Nothing of what is typed is shown while it lives.
+termios gBefore;  // how the terminal was
+
+// Nothing of what is typed is shown while it lives; Ctrl-C leaves the terminal as it was, too.
 class Unseen {
  public:
   Unseen() {
-    if (tcgetattr(STDIN_FILENO, &mBefore) != 0) return;
-    termios unseen = mBefore;
+    if (tcgetattr(STDIN_FILENO, &gBefore) != 0) return;
+    std::signal(SIGINT, [](int signal) {
+      tcsetattr(STDIN_FILENO, TCSAFLUSH, &gBefore);
+      _exit(kSignal + signal);
+    });
+    termios unseen = gBefore;
     unseen.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     mIsTerminal = tcsetattr(STDIN_FILENO, TCSAFLUSH, &unseen) == 0;
   }
   ~Unseen() {
-    if (mIsTerminal) tcsetattr(STDIN_FILENO, TCSAFLUSH, &mBefore);
+    if (mIsTerminal) tcsetattr(STDIN_FILENO, TCSAFLUSH, &gBefore);
+    std::signal(SIGINT, SIG_DFL);
   }
   Unseen(const Unseen&) = delete;
   Unseen& operator=(const Unseen&) = delete;
   bool IsTerminal() const { return mIsTerminal; }
 
  private:
-  termios mBefore{};
   bool mIsTerminal = false;
 };
 
@@ -43,6 +50,7 @@ std::string ReadPassword(const std::string& name) {
     const bool isThere = static_cast<bool>(std::getline(std::cin, line));
     if (unseen.IsTerminal()) std::cerr << "\n";
     if (!isThere) throw UsageError("no password came in");
+    if (line.ends_with('\r')) line.pop_back();
     return line;
   };
   std::string password = ask("Password of " + name);

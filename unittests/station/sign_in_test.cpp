@@ -6,6 +6,7 @@
 #include <boost/asio/ssl.hpp>
 #include <cstdlib>
 #include <fstream>
+#include <thread>
 
 #include "station/service/refusal.h"
 #include "station/service/service.h"
@@ -56,8 +57,9 @@ unsigned StatusOf(const Act& act) {
 class SignInsTest : public SignInTest {
  protected:
   SignInsTest() { Add("Ada", Role::Administrator); }
-  unsigned Try(const std::string& name, const std::string& password) {
-    return StatusOf([&] { mToken = mSignIns.SignIn(name, password, "10.0.0.7"); });
+  unsigned Try(const std::string& name, const std::string& password,
+               const std::string& peer = "10.0.0.7") {
+    return StatusOf([&] { mToken = mSignIns.SignIn(name, password, peer); });
   }
 
   Time mNow = 1'800'000'000'000;
@@ -76,10 +78,47 @@ TEST_F(SignInsTest, WrongPasswordsMakeTheNextOneWait) {
       EXPECT_EQ(Try(name, "guessed wrong"), 401U) << name << pause;
     }
   }
+  // Whoever guesses at one place keeps nobody out at another.
+  EXPECT_EQ(Try("Ada", kPassword, "10.0.0.8"), 200U);
   mNow += 900'000;
   EXPECT_EQ(Try("Ada", kPassword), 200U);
   for (int i = 0; i < 5; ++i) EXPECT_EQ(Try("Ada", "guessed wrong"), 401U) << "counted anew";
   EXPECT_NE(AuditOf("Ada").find("wrong name or password, from 10.0.0.7\n"), std::string::npos);
+}
+
+TEST_F(SignInsTest, GuessersAtManyPlacesWaitTogether) {
+  const auto peer = [](int place) { return "10.0.1." + std::to_string(place / 4); };
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(Try("Ada", "guessed wrong", peer(i)), 401U) << i;
+  EXPECT_EQ(Try("Ada", kPassword), 429U);
+  mNow += 30'000;
+  EXPECT_EQ(Try("Ada", kPassword), 200U);
+}
+
+// Hashing takes its time: what changes meanwhile holds.
+TEST_F(SignInsTest, WhatChangesAtTheSameTimeIsNotUndone) {
+  for (int i = 0; i < 5; ++i) {
+    const std::string name = "user " + std::to_string(i);
+    AddUser(mStore, "root", name, Role::Administrator, kPassword, PasswordCost::Usual);
+    std::thread password([&] {
+      ChangeUser(mStore, "root", name, {.password = "another one"}, PasswordCost::Usual);
+    });
+    std::thread signIn([&] { Try(name, kPassword); });
+    ChangeUser(mStore, "root", name, {.role = Role::Operator, .isDisabled = true});
+    password.join();
+    signIn.join();
+    const auto user = mStore.FindUser(name);
+    EXPECT_TRUE(user->disabledAt);
+    EXPECT_EQ(user->role, "operator");
+    Change(name, {.isDisabled = false});
+    EXPECT_EQ(mSignIns.WhoHas(mToken).name, "") << "signed in while it was disabled";
+  }
+  // Two that make each other operators: one of them stays.
+  Add("Eve", Role::Administrator);
+  std::thread first([this] { StatusOf([this] { Change("Ada", {.role = Role::Operator}); }); });
+  StatusOf([this] { Change("Eve", {.role = Role::Operator}); });
+  first.join();
+  EXPECT_TRUE((mStore.FindUser("Ada")->role == "administrator") !=
+              (mStore.FindUser("Eve")->role == "administrator"));
 }
 
 TEST_F(SignInsTest, ATokenEndsWithItsTimeItsUserAndItsSigningOut) {
@@ -290,6 +329,8 @@ TEST_F(OpenServiceTest, EachRoleMayDoWhatItMay) {
       {runs, R"({"camera":"left","items":["battery"]})", bo, 403},
       {runs, R"({"camera":"left","plan":"short","serial":"1","despite_serial":true})", bo, 403},
       {runs, R"({"camera":"left","plan":"short","operator":"Ada"})", bo, 201},
+      {"PUT /api/v1/cameras/left/laser", "", nobody, 401},
+      {"PUT /api/v1/cameras/left/laser", "", bo, 200},
       {knob, R"({"value":1})", bo, 403},
       {knob, R"({"value":1})", eve, 200},
       {"GET /api/v1/users", "", eve, 403},
@@ -311,6 +352,9 @@ TEST_F(OpenServiceTest, EachRoleMayDoWhatItMay) {
   EXPECT_EQ(AuditOf("Eve").find("knob desk.rtc.rate"), 0U);
   EXPECT_EQ(AuditOf("Ada").find("user Eve is disabled"), 0U);
   EXPECT_EQ(Ask("GET /api/v1/users", "", ada).find("argon"), std::string::npos);
+
+  // Who sends too much is told so before it is through with it.
+  EXPECT_EQ(Status(Ask("POST /api/v1/sign-in", std::string(1'000'000, 'x'))), 413U);
 
   // In the clear there is only the way to the page.
   const auto clear = [this](const std::string& method) {
