@@ -131,7 +131,7 @@ export function camera(id) {
     drawLights();
   }
 
-  const element = h("div", {class: "camera"}, head, screenPlace, acts, problems.element, verdict, section("Tests", lights));
+  const element = h("div", {class: "camera"}, head, screenPlace, acts, problems.element, verdict, section("Tests", h("p", {class: "faint"}, "Press a name to make that test alone."), lights));
   return {
     title: id,
     element,
