@@ -15,18 +15,16 @@
 #include "coredll/text.h"
 #include "host/desktop_window.h"
 #include "server/camera_server.h"
+#include "settings/environment.h"
 #include "tarq/framework.h"
 
 int WINAPI WinMain(HINSTANCE instance, HINSTANCE previous, LPWSTR commandLine, int show);
 
 namespace {
 
-constexpr int kBadStart = 2;
+using settings::FromEnvironment;
 
-std::string FromEnvironment(const char* name, const std::string& otherwise) {
-  const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing runs yet
-  return value == nullptr || *value == '\0' ? otherwise : value;
-}
+constexpr int kBadStart = 2;
 
 desk::CameraSettings ReadSettings() {
   desk::CameraSettings settings;

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <stdexcept>
 
+#include "settings/environment.h"
 #include "settings/table_reader.h"
 
 namespace station {
@@ -14,16 +14,12 @@ namespace station {
 namespace {
 
 namespace fs = std::filesystem;
+using settings::FromEnvironment;
 using settings::TableReader;
 
 constexpr char kProgram[] = "diagor-station";
 constexpr char kDatabase[] = "station.db";
 constexpr std::uint16_t kDeskPort = 22143;
-
-std::string FromEnvironment(const char* name) {
-  const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
-  return value == nullptr ? "" : value;
-}
 
 // The folder of that kind for this program: "XDG_STATE_HOME", ".local/state".
 fs::path HomeFolder(const char* variable, const char* usual) {

@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <iostream>
 #include <sstream>
 
 #include "client/results.h"
+#include "settings/environment.h"
 
 namespace terminal {
 
@@ -18,11 +18,6 @@ std::string ShownOn(int stream, const std::string& text) {
   return isatty(stream) != 0 ? client::Printable(text) : text;
 }
 
-std::string FromEnvironment(const char* name) {
-  const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
-  return value == nullptr ? "" : value;
-}
-
 }  // namespace
 
 bool IsTerminal() {
@@ -30,9 +25,9 @@ bool IsTerminal() {
 }
 
 bool HasColours() {
-  const std::string terminal = FromEnvironment("TERM");
+  const std::string terminal = settings::FromEnvironment("TERM");
   const bool isAble = !terminal.empty() && terminal != "dumb";
-  return IsTerminal() && isAble && FromEnvironment("NO_COLOR").empty();
+  return IsTerminal() && isAble && settings::FromEnvironment("NO_COLOR").empty();
 }
 
 std::string Shown(const std::string& text) {
