@@ -115,21 +115,38 @@ std::string SigningKey::Id() const {
   return IdOf(mState->key.get());
 }
 
+namespace {
+
+bool IsSignedBy(EVP_PKEY* key, const std::string& bytes, const std::string& signature) {
+  const Context context(EVP_MD_CTX_new());
+  return EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, key) == 1 &&
+         EVP_DigestVerify(context.get(), reinterpret_cast<const unsigned char*>(signature.data()),
+                          signature.size(), reinterpret_cast<const unsigned char*>(bytes.data()),
+                          bytes.size()) == 1;
+}
+
+// The file as it would be, had that key signed it: its name stands near the beginning.
+std::string SaidOf(const std::string& json, const std::string& said, const std::string& id) {
+  std::string text = json;
+  const std::size_t at = said.empty() ? std::string::npos : text.find(said);
+  return at == std::string::npos ? text : text.replace(at, said.size(), id);
+}
+
+}  // namespace
+
 Verdict Verify(const std::string& json, const std::optional<std::string>& signature,
                const std::string& publicPem) {
   const Key key = ParsedPublic(publicPem);
   if (!signature) return Verdict::NoSignature;
-  const Context context(EVP_MD_CTX_new());
-  const bool isGenuine =
-      EVP_DigestVerifyInit(context.get(), nullptr, nullptr, nullptr, key.get()) == 1 &&
-      EVP_DigestVerify(context.get(), reinterpret_cast<const unsigned char*>(signature->data()),
-                       signature->size(), reinterpret_cast<const unsigned char*>(json.data()),
-                       json.size()) == 1;
-  if (isGenuine) return Verdict::Genuine;
-  const client::Json said = client::Json::parse(json, nullptr, false);
-  const bool isForeign = said.is_object() && said.contains("key") && said["key"].is_string() &&
-                         said["key"] != IdOf(key.get());
-  return isForeign ? Verdict::ForeignKey : Verdict::Altered;
+  if (IsSignedBy(key.get(), json, *signature)) return Verdict::Genuine;
+  const client::Json all = client::Json::parse(json, nullptr, false);
+  const bool isNamed = all.is_object() && all.contains("key") && all["key"].is_string();
+  const std::string said = isNamed ? all["key"].get<std::string>() : "";
+  const std::string id = IdOf(key.get());
+  if (!isNamed || said == id) return Verdict::Altered;
+  // Whose name alone was altered is no other's.
+  const bool isOwn = IsSignedBy(key.get(), SaidOf(json, said, id), *signature);
+  return isOwn ? Verdict::Altered : Verdict::ForeignKey;
 }
 
 }  // namespace station

@@ -33,7 +33,7 @@ class SigningKey {
 enum class Verdict { Genuine, Altered, ForeignKey, NoSignature };
 
 // json: the signed file; signature: none: it is missing. ForeignKey: the file says that another key
-// signed it. std::runtime_error: that is no public key.
+// signed it, and this key has not signed the rest of it. std::runtime_error: that is no public key.
 Verdict Verify(const std::string& json, const std::optional<std::string>& signature,
                const std::string& publicPem);
 

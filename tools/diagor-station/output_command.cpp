@@ -34,7 +34,9 @@ void Write(const std::string& path, const std::function<void(std::ostream&)>& wr
 // None: there is no such file.
 std::optional<std::string> Contents(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);
-  if (!stream) return std::nullopt;
+  std::error_code error;
+  if (!stream && !std::filesystem::exists(path, error) && !error) return std::nullopt;
+  if (!stream) throw UsageError("cannot read " + path);
   if (std::filesystem::is_directory(path)) throw UsageError(path + " is a folder");
   return std::string(std::istreambuf_iterator<char>(stream), {});
 }

@@ -149,9 +149,12 @@ TEST(SignatureTest, SaysWhatIsWrongWithAFile) {
   const std::string signature = key.Sign(json);
   std::string altered = json;
   altered.at(json.find("3700.5")) = '4';
+  std::string named = json;
+  named.replace(named.find(key.Id()), key.Id().size(), other.Id());
   const std::tuple<std::string, std::optional<std::string>, std::string, Verdict> cases[] = {
       {json, signature, key.PublicPem(), Verdict::Genuine},
       {altered, signature, key.PublicPem(), Verdict::Altered},
+      {named, signature, key.PublicPem(), Verdict::Altered},
       {json, signature.substr(1), key.PublicPem(), Verdict::Altered},
       {json, "", key.PublicPem(), Verdict::Altered},
       {json, signature, other.PublicPem(), Verdict::ForeignKey},
