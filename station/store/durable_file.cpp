@@ -35,7 +35,11 @@ bool WriteAll(int file, std::string_view bytes) {
 
 bool GiveName(const std::string& draft, const std::filesystem::path& path, IfThere ifThere) {
   if (ifThere == IfThere::Replace) return rename(draft.c_str(), path.c_str()) == 0;
-  return link(draft.c_str(), path.c_str()) == 0 || errno == EEXIST;
+  // Not every file system has such a rename, nor each of the others hard links.
+  if (renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
+    return true;
+  const bool isUnknown = errno == EINVAL || errno == ENOSYS;
+  return (isUnknown && link(draft.c_str(), path.c_str()) == 0) || errno == EEXIST;
 }
 
 }  // namespace
