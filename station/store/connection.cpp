@@ -59,6 +59,8 @@ soci::connection_parameters Parameters(const Place& place) {
 
 // Of SQLite's result.
 Kind KindOf(int result) {
+  // The file of readers' marks, beside a log, finds no room: the only error of it that says so.
+  if (result == SQLITE_IOERR_SHMSIZE) return Kind::Full;
   constexpr int kPrimary = 0xFF;  // the rest of a code says more than is asked here
   switch (result & kPrimary) {
     case SQLITE_BUSY:

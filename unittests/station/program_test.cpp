@@ -16,6 +16,7 @@
 #include "station/store/store.h"
 #include "station/store/uuid.h"
 #include "support/desk_process.h"
+#include "support/small_disk.h"
 
 namespace test {
 namespace {
@@ -81,6 +82,9 @@ TEST_F(StationProgramTest, ARunIsFoundAgainAndHandedOut) {
   EXPECT_EQ(Do({"verify", Path("run.json")}).code, 0);
   std::ofstream(Path("run.json"), std::ios::app) << " ";
   EXPECT_EQ(Do({"verify", Path("run.json")}).code, 1);
+  std::filesystem::remove(Path("run.json.sig"));
+  std::filesystem::create_symlink(Path("run.json.sig"), Path("run.json.sig"));
+  EXPECT_EQ(Do({"verify", Path("run.json")}).code, 2);  // there is one, which cannot be read
   EXPECT_EQ(Do({"export", id, "--html", Path("a.html"), "--junit", Path("a.xml")}).code, 0);
   EXPECT_TRUE(std::filesystem::exists(Path("a.html")));
   const auto failures = Json::parse(Do({"statistics", "failures", "--json"}).output);
@@ -218,6 +222,32 @@ TEST_F(StationProgramTest, ACameraThatIsOffStopsItsRunAlone) {
   const std::vector<std::string> off = {
       "run", "--camera", "127.0.0.1:1", "--camera", "127.0.0.1:2", "--serial", "1"};
   EXPECT_EQ(Do(off).code, 3);
+}
+
+// Where the station keeps everything there is no room left: it says so, and the camera is as it
+// was.
+TEST_F(StationProgramTest, AFullDiskIsSaidAndNothingIsLost) {
+  const DeskProcess camera;
+  std::filesystem::create_directories(Path("data"));
+  if (!MountSmallDisk(Path("data"))) GTEST_SKIP() << "only root can make a small disk";
+  const std::string ballast = Path("data/ballast");
+  ASSERT_EQ(Run(camera).code, 0);
+  // Full at once, and in the middle of some run.
+  for (const std::size_t room : {0, 20'000}) {
+    std::ofstream(ballast, std::ios::binary) << std::string(4'000'000, 'x');
+    std::filesystem::resize_file(ballast, std::filesystem::file_size(ballast) - room);
+    Ended ended;
+    for (int runs = 0; ended.code == 0 && runs < 50; ++runs) ended = Run(camera);
+    EXPECT_EQ(ended.code, 2) << ended.errors;
+    EXPECT_NE(ended.errors.find("o space left"), std::string::npos) << ended.errors;
+    EXPECT_EQ(camera.Get("test.description.tester"), "Unknown");
+    std::filesystem::remove(ballast);
+    const auto runs = Json::parse(Do({"runs", "--json", "--outcome", "incomplete"}).output);
+    for (const auto& run : runs)
+      EXPECT_EQ(Do({"resume", run["id"], "--camera", camera.Address()}).code, 0);
+    EXPECT_EQ(Run(camera).code, 0);
+  }
+  EXPECT_EQ(umount(Path("data").c_str()), 0);
 }
 
 // What every run holds, whatever was killed: each test was answered once, none twice; an attempt is

@@ -3,7 +3,6 @@
 #include "station/store/store.h"
 
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -24,6 +23,7 @@
 #include "station/store/text.h"
 #include "station/store/uuid.h"
 #include "support/postgresql.h"
+#include "support/small_disk.h"
 #include "support/test_camera.h"
 
 namespace test {
@@ -690,9 +690,7 @@ TEST(SqliteTest, AnOlderDatabaseIsBroughtUp) {
 // What was kept stays, what finds no room is said, and with room again it goes on.
 TEST(SqliteTest, AFullDisk) {
   const TemporaryFolder folder;
-  // A small disk, in a view of the file systems that ends with this process.
-  if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-      mount("none", folder.Path().c_str(), "tmpfs", 0, "size=2m") != 0) {
+  if (!MountSmallDisk(folder.Path())) {
     GTEST_SKIP() << "only root can make a small disk";
   }
   const std::string file = (folder.Path() / "a.db").string();
