@@ -3,12 +3,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <random>
 #include <thread>
 
 #include "support/desk_process.h"
+#include "support/postgresql.h"
 
 namespace test {
 namespace {
@@ -396,6 +401,135 @@ TEST_F(RunTest, AStoreThatRefusesLeavesTheCameraAsItWas) {
   const RunRecord run = mStore.Runs({}, std::nullopt, 1).front();
   EXPECT_EQ(Resume(run).outcome, Outcome::Passed);
   EXPECT_EQ(Attempts(run), "battery:- battery:OK clock:OK");
+}
+
+// A camera that breaks, goes and comes back, and runs that end and are taken up again, by chance.
+class RunsByChance {
+ public:
+  RunsByChance(const std::string& url, unsigned seed) : mRandom(seed), mStore(url) {
+    mStation.folder = mFolder.Path();
+    mStation.cameraPatience = std::chrono::hours(1);
+  }
+
+  void MakeOne() {
+    std::string text = "title = \"T\"\nitems = [\"battery\"";
+    for (const char* const each : {"clock", "eeprom.main", "tempsens"})
+      text += Is(2) ? "" : std::string(", \"") + each + "\"";
+    text += "]\nrounds = " + std::to_string(mRandom() % 3 + 1);
+    text += "\nretries = " + std::to_string(mRandom() % 3);
+    text += Is(4) ? "\non_failure = \"stop\"" : "";
+    SCOPED_TRACE(text);
+    RunRequest request;
+    request.plan = PlanOf(text, "t.toml");
+    const OnNews onNews = [this](const RunNews& news) { Hear(news); };
+    const CameraAddress address{"", "127.0.0.1", mCamera.Port()};
+    RunRecord run = StartRun(mStore, mStation, address, request, mControl, onNews);
+    while (run.outcome == Outcome::Incomplete) {
+      mControl.aborts = mControl.interrupts = false;
+      if (mIsGone) Return();
+      run = ResumeRun(mStore, mStation, address, *mStore.FindRun(run.id), mControl, onNews);
+    }
+    mControl.aborts = mControl.interrupts = false;
+    if (mIsGone) Return();
+    ExpectAsAnswered(run, request.plan);
+  }
+
+ private:
+  bool Is(unsigned oneOf) { return mRandom() % oneOf == 0; }
+  void Return() {
+    mCamera.StartAgain();
+    mIsGone = false;
+  }
+
+  void Hear(const RunNews& news) {
+    if (news.kind == Kind::Waits && mIsGone) Return();
+    if (news.kind == Kind::AttemptBegins) {
+      mBegun[news.attempt->number] = *news.attempt;
+      mControl.aborts = Is(12);
+      mControl.interrupts = Is(12);
+      if (Is(3)) Set(".desk.bus.i2c1.ae.answers", Is(2) ? "false" : "true");
+      if (Is(3)) Set(".desk.rtc.rate", Is(2) ? "0" : "1");
+    }
+    if (news.kind == Kind::AttemptEnds) {
+      const AttemptEnd& end = mAnswered[news.attempt->number] = *news.end;
+      // As the camera itself still says.
+      EXPECT_TRUE(!end.problem.empty() || mIsGone || mCamera.Get(news.attempt->item) == end.value);
+    }
+    const bool isAttempt = news.kind == Kind::AttemptBegins || news.kind == Kind::AttemptEnds;
+    if (!isAttempt || mIsGone || !Is(16)) return;
+    mCamera.Kill();
+    mIsGone = true;
+  }
+  void Set(const std::string& knob, const std::string& value) const {
+    if (!mIsGone) client::CameraClient(mCamera.Port()).Set(knob, value);
+  }
+
+  void ExpectAsAnswered(const RunRecord& run, const Plan& plan) {
+    struct Cell {
+      unsigned failures = 0;
+      bool passed = false;
+    };
+    std::map<std::pair<std::int64_t, std::string>, Cell> cells;
+    std::int64_t number = 0;
+    for (const AttemptRecord& each : mStore.Attempts(run.id)) {
+      EXPECT_EQ(each.number, ++number);
+      EXPECT_EQ(static_cast<const AttemptStart&>(each), mBegun[number]);
+      const auto answered = mAnswered.find(number);
+      EXPECT_EQ(each.isEnded, answered != mAnswered.end()) << number;
+      if (answered == mAnswered.end()) continue;
+      EXPECT_EQ(static_cast<const AttemptResult&>(each), answered->second) << number;
+      EXPECT_EQ(mStore.Evidence(run.id, number), answered->second.evidence);
+      if (!each.problem.empty()) continue;
+      Cell& cell = cells[{each.round, each.item}];
+      EXPECT_FALSE(cell.passed || cell.failures > plan.retries) << number;
+      cell.passed = each.passed;
+      cell.failures += each.passed ? 0 : 1;
+    }
+    EXPECT_EQ(number, static_cast<std::int64_t>(mBegun.size()));
+    const auto any = [&cells](const auto& has) {
+      return std::any_of(cells.begin(), cells.end(),
+                         [&](const auto& cell) { return has(cell.second); });
+    };
+    const bool hasFailed = any([](const Cell& cell) { return !cell.passed; });
+    const bool hasRetried = any([](const Cell& cell) { return cell.failures > 0; });
+    EXPECT_EQ(run.outcome, hasFailed    ? Outcome::Failed
+                           : hasRetried ? Outcome::PassedOnRetry
+                                        : Outcome::Passed)
+        << run.reason;
+    const RunRecord kept = mStore.FindRun(run.id).value_or(RunRecord{});
+    EXPECT_TRUE(kept.outcome == run.outcome && kept.endedAt == run.endedAt && kept.reason.empty());
+  }
+
+  std::mt19937 mRandom;
+  TemporaryFolder mFolder;
+  DeskProcess mCamera;
+  Store mStore;
+  StationIdentity mStation{"bench", {}, "1"};
+  RunControl mControl;
+  bool mIsGone = false;  // the camera
+  std::map<std::int64_t, AttemptStart> mBegun;
+  std::map<std::int64_t, AttemptEnd> mAnswered;
+};
+
+// Some seeds, or those from 1 on that are asked for.
+void ExpectRunsByChance(const std::function<std::string()>& fresh) {
+  const char* const text = std::getenv("STATION_SEEDS");  // NOLINT(concurrency-mt-unsafe)
+  const unsigned seeds = text == nullptr ? 8 : static_cast<unsigned>(std::atoi(text));
+  for (unsigned seed = 1; seed <= seeds; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    RunsByChance(fresh(), seed).MakeOne();
+  }
+}
+
+TEST(RunsByChanceTest, WhatIsReadIsWhatWasAnswered) {
+  const TemporaryFolder folder;
+  int count = 0;
+  ExpectRunsByChance([&] { return (folder.Path() / (std::to_string(++count) + ".db")).string(); });
+}
+
+TEST(RunsByChanceTest, WhatIsReadIsWhatWasAnsweredOnPostgresql) {
+  Postgresql server;
+  ExpectRunsByChance([&server] { return server.Fresh(); });
 }
 
 }  // namespace
