@@ -1,6 +1,6 @@
 // The page: which view the address names, and what every view has.
 import {h, update} from "./dom.js";
-import {announce, chosen, listen, signOut, start, state} from "./station.js";
+import {announce, chosen, isEngineer, listen, signOut, start, state} from "./station.js";
 import {bench} from "./bench.js";
 import {camera} from "./camera.js";
 import {desk} from "./desk.js";
@@ -56,7 +56,7 @@ listen((kind, data) => {
   if (kind === "reload") {
     document.getElementById("station").textContent = state.station.name;
     drawWho();
-    document.getElementById("to-desk").hidden = ![...state.cameras.values()].some((each) => each.is_desk);
+    document.getElementById("to-desk").hidden = !isEngineer() || ![...state.cameras.values()].some((each) => each.is_desk);
     document.title = `${view.title} – ${state.station.name}`;
   }
   if (kind === "connection" || kind === "reload") {

@@ -4,7 +4,7 @@ import {begin, operatorField, planChoice, problemPlace} from "./begin.js";
 import {progress} from "./bench.js";
 import {failures} from "./cards.js";
 import "./screen.js";
-import {call, get, state, turns} from "./station.js";
+import {call, get, isEngineer, state, turns} from "./station.js";
 
 // Of a test whose pictures somebody looks at, while it asks nothing.
 const kWatched = {title: "Look at the camera", timeout_ms: null, until: null, asksNothing: true,
@@ -80,7 +80,7 @@ export function camera(id) {
     update(lights, [...groups].map(([group, tests]) => h("section", {class: "group"}, h("h3", {}, group),
       h("ul", {}, tests.map((test) => h("li", {},
         mark(now?.run?.item === test.path ? "testing" : test.value || "Untested", {class: "light"}), " ",
-        h("button", {class: "quiet", id: `test-${test.path}`, disabled: Boolean(now?.run) || now?.state === "not reachable",
+        h("button", {class: "quiet", id: `test-${test.path}`, disabled: !isEngineer() || Boolean(now?.run) || now?.state === "not reachable",
           "aria-label": `Test ${shortItem(test.path)}`,
           onclick: () => begin({camera: id, items: [shortItem(test.path)]}, problems)},
         shortItem(test.path).replace(`${group}.`, ""), test.interactive ? " ☞" : "")))))));

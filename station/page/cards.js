@@ -1,7 +1,7 @@
 // What failed, what it means, and what to try.
 import {h, shortItem, table, update} from "./dom.js";
 import {begin, problemPlace} from "./begin.js";
-import {call, get, state} from "./station.js";
+import {call, get, isEngineer, state} from "./station.js";
 
 function steps(trace) {
   const told = (step) => Object.entries(step).filter(([key]) => key !== "ms" && key !== "op")
@@ -42,7 +42,7 @@ export class FailureCard extends HTMLElement {
     const details = h("details", {ontoggle: () => this.load(run, attempt, details, evidence)},
       h("summary", {}, "Details"), evidence);
     const noted = h("div");
-    const again = camera && camera.state !== "not reachable" && !camera.run
+    const again = isEngineer() && camera && camera.state !== "not reachable" && !camera.run
       ? h("button", {class: "main", onclick: () => begin({camera: camera.id, items: [shortItem(attempt.item)]}, problems)}, "Test it again")
       : null;
     this.dataset.key = `${run.id}-${attempt.number}-${Boolean(again)}`;

@@ -2,6 +2,9 @@
 
 export const state = {station: null, cameras: new Map(), plans: [], isConnected: false};
 
+// What takes an engineer is not offered to an operator.
+export const isEngineer = () => state.station?.role !== "operator";
+
 // What the station refused or could not do, in words for a person; status 0: it does not answer.
 export class Problem extends Error {
   constructor(status, text) {

@@ -7,7 +7,10 @@ import {get, query, state, turns} from "./station.js";
 let library = null;
 function charts() {
   library ??= new Promise((resolve, reject) => {
-    document.head.append(h("script", {src: "chart.js", onload: () => resolve(window.Chart), onerror: reject}));
+    document.head.append(h("script", {src: "chart.js", onload: () => resolve(window.Chart), onerror: () => {
+      library = null;  // it is asked for again the next time
+      reject(new Error("The plots could not be loaded."));
+    }}));
   });
   return library;
 }
@@ -84,8 +87,8 @@ export function statistics(_, search) {
     else update(plots.yields);
   }
   async function readFailures() {
-    const {plan, from, to, serial, variant} = values;
-    const {rows} = await get(`/statistics/failures${query({plan, from, to, serial, variant})}`);
+    const {plan, from, to, variant} = values;
+    const {rows} = await get(`/statistics/failures${query({plan, from, to, variant})}`);
     update(places.failures, rows.length ? table("Failing tests", ["Test", "Failed attempts", "Results"], rows.map((each) => [shortItem(each.item),
       each.attempts, each.codes.map((code) => `${code.code} (${code.attempts})`).join(", ")])) : h("p", {}, "Nothing has failed there."));
     if (rows.length) await failurePlot(plots.failures, rows.slice(0, 20));

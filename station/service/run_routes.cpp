@@ -315,7 +315,9 @@ Api::Answer Api::GetCurves(const Call& call) {
   const std::size_t limit = std::max<std::size_t>(1, call.WishedCount("limit", kUsual, kMost));
   const std::string item = client::FullPath(call.Wish("item").value_or("items.cooler.cooler"));
   Json curves = Json::array();
-  for (const KeptTrace& each : mParts.store.Traces(item, call.Wish("serial"), limit)) {
+  // Those that were kept before there were curves have none.
+  for (const KeptTrace& each : mParts.store.Traces(item, call.Wish("serial"), 2 * limit)) {
+    if (curves.size() == limit) break;
     const Json trace = Json::parse(each.bytes, nullptr, false);
     if (!trace.is_object() || !trace.contains("curve")) continue;
     curves.push_back({{"started_at", TimeText(each.startedAt)},

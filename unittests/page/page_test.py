@@ -555,8 +555,9 @@ class PageTest(unittest.TestCase):
         self.wait_for("takes the role administrator", ".problem")  # the view is an administrator's
         self.open("camera/left")
         self.wait(lambda: self.browser.find_element(By.ID, "operator").get_attribute("value") == HOSTILE, "who tests")
-        self.click(".groups button", "battery")
-        self.wait_for("engineer", ".problem")
+        # What takes an engineer is not offered.
+        self.assertFalse(self.browser.find_element(By.ID, "test-test.items.battery.battery").is_enabled())
+        self.assertFalse(self.browser.find_element(By.ID, "to-desk").is_displayed())
         self.choose("#plan", "Short")
         self.click("button", "Start")
         self.wait_for("passed", "main section .state")
