@@ -241,7 +241,7 @@ class CameraRun {
     // A test that loses its camera each time is not made for ever.
     constexpr int kMostLosses = 3;
     for (int losses = 0;;) {
-      const std::int64_t answered = mAnswered;
+      mAnswered = 0;
       std::string lost;
       try {
         Prepare(plan, isFresh && mNumber == 0);
@@ -251,7 +251,7 @@ class CameraRun {
       } catch (const client::ConnectionError& error) {
         lost = error.what();
       }
-      losses = mAnswered > answered ? 1 : losses + 1;
+      losses = mAnswered > 0 ? 1 : losses + 1;
       if (losses == kMostLosses) return kLost + lost + "; " + std::to_string(losses) + " times";
       if (!ComesBack(lost)) return kLost + lost;
     }
@@ -475,10 +475,10 @@ class CameraRun {
   RunRecord mRun;
   KnownTimes mTimes;
   const SteadyClock::time_point mBegan = SteadyClock::now();
-  double mSeconds = 0;        // of the camera's clock, in all attempts
-  double mSecondsBefore = 0;  // in those of before it was taken up again
-  std::int64_t mNumber = 0;   // of the latest attempt
-  std::int64_t mAnswered = 0;
+  double mSeconds = 0;         // of the camera's clock, in all attempts
+  double mSecondsBefore = 0;   // in those of before it was taken up again
+  std::int64_t mNumber = 0;    // of the latest attempt
+  std::int64_t mAnswered = 0;  // attempts, since the camera was lost last
   struct Progressed {
     std::size_t done = 0;
     std::size_t left = 0;
