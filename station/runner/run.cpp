@@ -119,6 +119,13 @@ class Pauses {
   milliseconds mNext{250};
 };
 
+// How far a run is.
+struct Progressed {
+  std::size_t done = 0;
+  std::size_t left = 0;
+  std::optional<milliseconds> timeLeft;
+};
+
 // One run on one camera, from its hold to its end.
 class CameraRun {
  public:
@@ -475,15 +482,10 @@ class CameraRun {
   RunRecord mRun;
   KnownTimes mTimes;
   const SteadyClock::time_point mBegan = SteadyClock::now();
-  double mSeconds = 0;         // of the camera's clock, in all attempts
-  double mSecondsBefore = 0;   // in those of before it was taken up again
-  std::int64_t mNumber = 0;    // of the latest attempt
-  std::int64_t mAnswered = 0;  // attempts, since the camera was lost last
-  struct Progressed {
-    std::size_t done = 0;
-    std::size_t left = 0;
-    std::optional<milliseconds> timeLeft;
-  };
+  double mSeconds = 0;                  // of the camera's clock, in all attempts
+  double mSecondsBefore = 0;            // in those of before it was taken up again
+  std::int64_t mNumber = 0;             // of the latest attempt
+  std::int64_t mAnswered = 0;           // attempts, since the camera was lost last
   std::optional<Progressed> mProgress;  // none: an attempt has ended since it was reckoned
   std::string mPicture;                 // of the attempt under way
 };
