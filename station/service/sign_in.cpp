@@ -25,7 +25,7 @@ constexpr unsigned kMostOfOne = 4;  // of one address: it does not keep the othe
 constexpr unsigned kFree = 5;
 constexpr unsigned kFreeOfAll = 100;
 constexpr Time kFirstPause = 30 * kSecond;
-constexpr Time kLongestPause = 15 * 60 * kSecond;
+constexpr Time kLongestPause = Time{15} * 60 * kSecond;
 // Of names that nobody has too, which cost whoever tries them nothing.
 constexpr std::size_t kMostCounted = 10'000;
 constexpr std::size_t kLongestName = 80;  // a longer one is nobody's
@@ -33,6 +33,13 @@ constexpr std::size_t kLongestName = 80;  // a longer one is nobody's
 // Only this is kept: who reads the database is not signed in by it.
 std::string KeptAs(const std::string& token) {
   return Hexadecimal(Sha256(token));
+}
+
+Refusal MustWait(Time seconds) {
+  Refusal refusal(429, "Wait",
+                  "too many wrong passwords: try again in " + std::to_string(seconds) + " s");
+  refusal.retryAfter = static_cast<unsigned>(seconds);
+  return refusal;
 }
 
 // Of one address; neither a name nor an address has a line's end.
@@ -97,11 +104,7 @@ void SignIns::CheckPause(const std::string& key, Time now) {
   const std::lock_guard lock(mLock);
   const auto found = mWrong.find(key);
   if (found == mWrong.end() || found->second.until <= now) return;
-  const Time seconds = (found->second.until - now + kSecond - 1) / kSecond;
-  Refusal refusal(429, "Wait",
-                  "too many wrong passwords: try again in " + std::to_string(seconds) + " s");
-  refusal.retryAfter = static_cast<unsigned>(seconds);
-  throw refusal;
+  throw MustWait((found->second.until - now + kSecond - 1) / kSecond);
 }
 
 unsigned SignIns::CountWrong(const std::string& key, unsigned free, Time now) {
@@ -144,7 +147,7 @@ std::string SignIns::SignIn(const std::string& name, const std::string& password
   const bool isHis = IsPasswordOf(user ? user->passwordHash : mNobodysHash, password);
   if (!isHis || !user || user->disabledAt) Refuse(name, peer, user.has_value());
   const Time now = mNow();
-  const std::string token = NewToken();
+  std::string token = NewToken();
   try {
     mStore.AddSession({KeptAs(token), user->name, now + kLasting}, user->passwordHash, now);
   } catch (const StoreError& error) {
