@@ -25,6 +25,9 @@ class RefusedError : public std::runtime_error {
   RefusedError(unsigned httpStatus, const std::string& detail)
       : std::runtime_error(detail), status(httpStatus) {}
   unsigned status;  // of HTTP: 404, 409, 422...
+
+  // The camera has no such node, file or request.
+  bool IsUnknown() const { return status == 404; }
 };
 
 // The caller's wish to stop was seen while an answer was awaited.

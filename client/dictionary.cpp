@@ -16,7 +16,7 @@ namespace client {
 
 namespace {
 
-using Json = nlohmann::json;
+using Data = nlohmann::json;
 using Row = std::tuple<std::string, std::string, std::string>;  // item, class, result
 
 constexpr std::string_view kItems = "test.items.";
@@ -25,9 +25,9 @@ constexpr std::string_view kAnyBoard = "* board";
 
 std::map<Row, std::vector<Cause>> ReadCauses() {
   std::map<Row, std::vector<Cause>> rows;
-  for (const Json& row : Json::parse(gFaultCausesBegin, gFaultCausesEnd)) {
+  for (const Data& row : Data::parse(gFaultCausesBegin, gFaultCausesEnd)) {
     std::vector<Cause>& causes = rows[{row["item"], row["class"], row["result"]}];
-    for (const Json& cause : row["causes"]) {
+    for (const Data& cause : row["causes"]) {
       causes.push_back({cause["what"], cause["part"], cause["variants"]});
     }
   }
@@ -71,16 +71,16 @@ struct Guide {
 
 Guide ReadGuide() {
   Guide guide;
-  const Json json = Json::parse(gTestGuideBegin, gTestGuideEnd);
-  for (const Json& unit : json["units"]) guide.remedies[unit["unit"]] = unit["try"];
-  for (const Json& test : json["tests"]) {
+  const Data guideFile = Data::parse(gTestGuideBegin, gTestGuideEnd);
+  for (const Data& unit : guideFile["units"]) guide.remedies[unit["unit"]] = unit["try"];
+  for (const Data& test : guideFile["tests"]) {
     TestGuide read{test["about"], {}};
-    for (const Json& result : test["results"]) {
-      for (const Json& code : result["codes"]) {
+    for (const Data& result : test["results"]) {
+      for (const Data& code : result["codes"]) {
         read.results.push_back({code, result["means"], result["try"]});
       }
     }
-    for (const Json& name : test["classes"]) guide.tests[name] = read;
+    for (const Data& name : test["classes"]) guide.tests[name] = read;
   }
   return guide;
 }

@@ -61,11 +61,10 @@ std::string CameraHold::TakenBy() const {
 
 void CameraHold::Renew(client::CameraClient& camera) {
   constexpr unsigned kTaken = 409;
-  constexpr unsigned kUnknown = 404;
   try {
     if (mIsLeased) camera.TakeLease(mOwner, kLeaseSeconds);
   } catch (const client::RefusedError& error) {
-    if (error.status == kUnknown) {
+    if (error.IsUnknown()) {
       mIsLeased = false;
       return;
     }

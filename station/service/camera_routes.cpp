@@ -16,8 +16,6 @@ using http::Reply;
 
 namespace {
 
-constexpr unsigned kNotThere = 404;
-
 // As the camera takes it; -1: it is no whole number.
 std::int64_t CoordinateIn(const Json& body, const char* key) {
   const bool isWhole = body.contains(key) && body[key].is_number_unsigned();
@@ -70,7 +68,7 @@ Api::Answer Api::GetScreen(const Call& call) {
   try {
     return JsonReply(ClientOf(camera).Screen());
   } catch (const client::RefusedError& error) {
-    if (error.status != kNotThere) throw;
+    if (!error.IsUnknown()) throw;
     throw NoSuch("camera " + camera.Id() + " does not tell what is on its screen");
   }
 }
@@ -102,7 +100,7 @@ Api::Answer Api::GetLog(const Call& call) {
                .File(isSystems ? "FlashFS/log/syslog.txt" : "FlashFS/tmp/bitlog.txt");
   } catch (const client::RefusedError& error) {
     // A healthy camera has no system log until something is written to it.
-    if (!isSystems || error.status != kNotThere) throw;
+    if (!isSystems || !error.IsUnknown()) throw;
   }
   Json lines = Json::array();
   for (const client::LogLine& line : client::LogLines(text)) {
@@ -118,7 +116,7 @@ Json Api::SetKnob(const Call& call, const std::string& path, const Json& value) 
     camera.ForgetPictures();
     return reply;
   } catch (const client::RefusedError& error) {
-    if (error.status != kNotThere) throw;
+    if (!error.IsUnknown()) throw;
     throw NoSuch(camera.Facts().isDesk
                      ? "camera " + camera.Id() + " has no knob " + path
                      : "camera " + camera.Id() +

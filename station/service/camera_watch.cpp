@@ -11,14 +11,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr unsigned kNotThere = 404;
-
 bool HasNode(client::CameraClient& camera, const char* path) {
   try {
     camera.Get(path);
     return true;
   } catch (const client::RefusedError& error) {
-    if (error.status != kNotThere) throw;
+    if (!error.IsUnknown()) throw;
     return false;
   }
 }
@@ -84,8 +82,7 @@ void CameraWatch::Loop() {
 void CameraWatch::Meet(client::CameraClient& camera) {
   const CameraIdentity identity = IdentityOf(camera);
   const bool isDesk = HasNode(camera, ".desk");
-  mSerial = identity.serial;
-  KnowLastRun([&](CameraFacts& facts) {
+  KnowLastRun(identity.serial, [&](CameraFacts& facts) {
     facts.isReachable = true;
     facts.serial = identity.serial;
     facts.product = identity.product;
@@ -95,11 +92,12 @@ void CameraWatch::Meet(client::CameraClient& camera) {
 }
 
 // With what else becomes of its facts. A camera is there although the store does not answer.
-void CameraWatch::KnowLastRun(const std::function<void(CameraFacts&)>& change) {
+void CameraWatch::KnowLastRun(const std::string& serial,
+                              const std::function<void(CameraFacts&)>& change) {
   std::optional<RunRecord> last;
   std::string problem;
   try {
-    last = LastRunOf(mStore, mSerial);
+    last = LastRunOf(mStore, serial);
   } catch (const StoreError& error) {
     problem =
         std::string("its last run is not known, the database does not answer: ") + error.what();
@@ -109,7 +107,7 @@ void CameraWatch::KnowLastRun(const std::function<void(CameraFacts&)>& change) {
     change(facts);
     facts.problem = problem;
     // One may have ended since it was read.
-    const bool isOfCamera = facts.lastRun && facts.lastRun->serial == mSerial;
+    const bool isOfCamera = facts.lastRun && facts.lastRun->serial == serial;
     if (!isOfCamera || (last && last->endedAt > facts.lastRun->endedAt)) facts.lastRun = last;
   });
 }
@@ -155,7 +153,7 @@ void CameraWatch::Follow(client::CameraClient& camera, bool isTold) {
       camera.Get("");
       AskForScreen(camera, false);
     }
-    if (mOwesLastRun) KnowLastRun([](CameraFacts& /*facts*/) {});
+    if (mOwesLastRun) KnowLastRun(mCamera.Facts().serial, [](CameraFacts& /*facts*/) {});
   }
 }
 

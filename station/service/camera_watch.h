@@ -32,11 +32,10 @@ class CameraWatch {
   void Hear(const client::Event& event);
   void Follow(client::CameraClient& camera, bool isTold);
   void AskForScreen(client::CameraClient& camera, bool isEventMissed);
-  void KnowLastRun(const std::function<void(CameraFacts&)>& change);
+  void KnowLastRun(const std::string& serial, const std::function<void(CameraFacts&)>& change);
 
   CameraState& mCamera;
   Store& mStore;
-  std::string mSerial;
   bool mOwesLastRun = false;  // the store did not answer
   std::uint64_t mScreensHeard = 0;
   bool mHasGap = false;  // events were missed

@@ -9,7 +9,6 @@ namespace station {
 http::Reply ProblemOfException() {
   using http::Problem;
   constexpr unsigned kBadRequest = 400;
-  constexpr unsigned kNotFound = 404;
   constexpr unsigned kConflict = 409;
   constexpr unsigned kUnfit = 422;
   constexpr unsigned kNoRoom = 503;
@@ -24,7 +23,7 @@ http::Reply ProblemOfException() {
   } catch (const RunRefused& refused) {
     return Problem(kConflict, "Not allowed now", refused.what());
   } catch (const client::RefusedError& refused) {
-    const bool isOurs = refused.status == kBadRequest || refused.status == kNotFound ||
+    const bool isOurs = refused.status == kBadRequest || refused.IsUnknown() ||
                         refused.status == kConflict || refused.status == kNoRoom;
     return Problem(isOurs ? refused.status : kUnfit, "Refused by the camera", refused.what());
   } catch (const client::InterruptedError&) {
