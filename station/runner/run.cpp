@@ -508,7 +508,7 @@ RunRecord ResumeRun(Store& store, const StationIdentity& station, const CameraAd
 CameraIdentity IdentityOf(client::CameraClient& camera) {
   const auto said = [&camera](const char* path) {
     const std::string text = TextOf(camera, path);
-    return text.empty() ? std::string("unknown") : text;
+    return text.empty() ? kUnknown : text;
   };
   return {said(".version.product.serial"), said(".version.product.name")};
 }

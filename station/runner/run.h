@@ -74,7 +74,8 @@ RunRecord StartRun(Store& store, const StationIdentity& station, const CameraAdd
 RunRecord ResumeRun(Store& store, const StationIdentity& station, const CameraAddress& address,
                     const RunRecord& run, const RunControl& control, const OnNews& onNews);
 
-// What a camera calls itself; "unknown" where it does not say.
+// What a camera calls itself; kUnknown where it does not say.
+inline constexpr char kUnknown[] = "unknown";
 struct CameraIdentity {
   std::string serial;
   std::string product;

@@ -6,6 +6,7 @@
 
 #include "client/log_lines.h"
 #include "client/run_plan.h"
+#include "station/runner/run.h"
 #include "station/service/api.h"
 #include "station/service/json.h"
 #include "station/service/refusal.h"
@@ -162,9 +163,20 @@ Api::Answer Api::PutKnob(const Call& call) {
   return JsonReply({{"path", path}, {"value", reply["value"]}});
 }
 
+// Healthy it stays the camera that it was: the serial that it was started with is not the
+// variant's.
 Api::Answer Api::PostRestore(const Call& call) {
   const Json body = call.Body();
+  CameraState& camera = CameraOf(call.names[0]);
+  const std::string known = camera.Facts().serial;
   SetKnob(call, "desk.restore", true);
+  client::CameraClient client = ClientOf(camera);
+  const std::string serial = IdentityOf(client).serial;
+  if (known.empty() || known == kUnknown) {
+    camera.Change([&serial](CameraFacts& facts) { facts.serial = serial; });
+  } else if (known != serial) {
+    client.Set(".version.product.serial", known);
+  }
   mParts.runs.Audit(WhoActs(call, body), "camera " + call.names[0] + " restored");
   return JsonReply({{"restored", true}});
 }

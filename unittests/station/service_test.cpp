@@ -92,8 +92,10 @@ class EventReader {
 class ServiceTest : public testing::Test {
  protected:
   explicit ServiceTest(const char* clock = "virtual", const char* variant = "KY")
-      : mCamera(std::map<std::string, std::string>{{"DIAGOR_CLOCK", clock},
-                                                   {"DIAGOR_VARIANT", variant}}) {
+      : mCamera(std::map<std::string, std::string>{
+            {"DIAGOR_CLOCK", clock},
+            {"DIAGOR_VARIANT", variant},
+            {"DIAGOR_KNOBS", ".version.product.serial=10000077"}}) {
     mConfig.name = "bench";
     mConfig.data = mFolder.Path();
     mConfig.plans = mFolder.Path();
@@ -225,6 +227,7 @@ TEST_F(ServiceTest, AFailureIsExplainedAndCounted) {
             std::string::npos);
   Ask("POST", std::string(kPath) + "/restore");
   EXPECT_EQ(client::CameraClient(mCamera.Port()).Get(".desk.rtc.rate")["value"], 1.0);
+  EXPECT_EQ(mCamera.Get(".version.product.serial"), "10000077") << "it is the same camera";
 
   // Pages end where the next one begins.
   Start(R"(["battery"])");
@@ -267,8 +270,8 @@ TEST_F(ServiceTest, WhatCannotBeDoneIsRefusedWithItsReason) {
       {"POST", runs, R"({"camera":)" + name + R"(,"plan":"torn"})", 422, "torn.toml"},
       {"POST", runs, R"({"camera":)" + name + R"(,"plan":"who"})", 422, "operator is missing"},
       {"POST", runs, R"({"camera":)" + name + R"(,"plan":"who","operator":"A","serial":"4711"})",
-       422, "has the serial 10000010, scanned was 4711"},
-      {"POST", runs, R"({"serial":"4711","items":["clock"]})", 404, "10000010"},
+       422, "has the serial 10000077, scanned was 4711"},
+      {"POST", runs, R"({"serial":"4711","items":["clock"]})", 404, "10000077"},
       {"POST", runs + "/01a214f6-e042/abort", "", 404, "no run"},
       {"PUT", here + "/knobs/version.product.serial", R"({"value":"1"})", 404, "is no knob"},
       {"PUT", here + "/knobs/desk.gear", R"({"value":1})", 404, "no knob desk.gear"},
