@@ -2,10 +2,13 @@
 
 #include <openssl/ssl.h>
 
+#include <array>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/write.hpp>
+#include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 namespace http {
 
@@ -35,33 +38,67 @@ class Channel : public SecureChannel {
   asio::ssl::stream<Socket&> mStream;
 };
 
+using Context = asio::ssl::context;
+using Complain = std::function<void(const std::string&)>;
+
+std::unique_ptr<Context> Load(const std::string& certificate, const std::string& key) {
+  auto context = std::make_unique<Context>(Context::tls_server);
+  context->set_options(Context::default_workarounds | Context::no_tlsv1 | Context::no_tlsv1_1);
+  error_code error;
+  context->use_certificate_chain_file(certificate, error);
+  if (error) throw std::runtime_error(certificate + " is no certificate: " + error.message());
+  context->use_private_key_file(key, Context::pem, error);
+  // The library says the same of a key of another certificate and of a file that is none.
+  if (error || SSL_CTX_check_private_key(context->native_handle()) != 1) {
+    throw std::runtime_error(key + " is no private key of " + certificate +
+                             (error ? ": " + error.message() : std::string()));
+  }
+  return context;
+}
+
 class Layer : public SecureLayer {
  public:
-  Layer(const std::string& certificate, const std::string& key) {
-    mContext.set_options(asio::ssl::context::default_workarounds | asio::ssl::context::no_tlsv1 |
-                         asio::ssl::context::no_tlsv1_1);
-    error_code error;
-    mContext.use_certificate_chain_file(certificate, error);
-    if (error) throw std::runtime_error(certificate + " is no certificate: " + error.message());
-    mContext.use_private_key_file(key, asio::ssl::context::pem, error);
-    // The library says the same of a key of another certificate and of a file that is none.
-    if (error || SSL_CTX_check_private_key(mContext.native_handle()) != 1) {
-      throw std::runtime_error(key + " is no private key of " + certificate +
-                               (error ? ": " + error.message() : std::string()));
-    }
-  }
+  Layer(std::string certificate, std::string key, Complain complain)
+      : mCertificate(std::move(certificate)),
+        mKey(std::move(key)),
+        mComplain(std::move(complain)),
+        mWritten(Written()),
+        mContext(Load(mCertificate, mKey)) {}
   std::unique_ptr<SecureChannel> Over(Socket& socket) override {
-    return std::make_unique<Channel>(socket, mContext);
+    if (const Times written = Written(); written != mWritten) Renew(written);
+    return std::make_unique<Channel>(socket, *mContext);
   }
 
  private:
-  asio::ssl::context mContext{asio::ssl::context::tls_server};
+  using Times = std::array<std::filesystem::file_time_type, 2>;
+
+  Times Written() const {
+    std::error_code none;  // a file that is not there now has a time too
+    return {std::filesystem::last_write_time(mCertificate, none),
+            std::filesystem::last_write_time(mKey, none)};
+  }
+  // Connections keep what they began with: the library counts who uses a context.
+  void Renew(const Times& written) {
+    mWritten = written;
+    try {
+      mContext = Load(mCertificate, mKey);
+    } catch (const std::exception& error) {
+      mComplain(std::string(error.what()) + "; the one before is kept");
+    }
+  }
+
+  const std::string mCertificate;
+  const std::string mKey;
+  const Complain mComplain;
+  Times mWritten;
+  std::unique_ptr<Context> mContext;
 };
 
 }  // namespace
 
-std::shared_ptr<SecureLayer> LoadTls(const std::string& certificate, const std::string& key) {
-  return std::make_shared<Layer>(certificate, key);
+std::shared_ptr<SecureLayer> LoadTls(const std::string& certificate, const std::string& key,
+                                     std::function<void(const std::string&)> complain) {
+  return std::make_shared<Layer>(certificate, key, std::move(complain));
 }
 
 }  // namespace http

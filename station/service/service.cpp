@@ -35,7 +35,8 @@ StationIdentity IdentityOf(const StationConfig& config, const std::string& versi
 }
 
 // Whoever could sign in to make other users of the station is to be there before others can try.
-std::shared_ptr<http::SecureLayer> SecureLayerOf(const StationConfig& config, Store& store) {
+std::shared_ptr<http::SecureLayer> SecureLayerOf(const StationConfig& config, Store& store,
+                                                 const http::Server::Complain& complain) {
   if (!config.IsOpenToOthers()) return nullptr;
   const auto users = store.Users();
   const bool isSomebodyThere = std::any_of(users.begin(), users.end(),
@@ -45,7 +46,7 @@ std::shared_ptr<http::SecureLayer> SecureLayerOf(const StationConfig& config, St
         "others can reach " + config.listen.Text() +
         ", and nobody could sign in: diagor-station user add NAME --role administrator");
   }
-  return http::LoadTls(config.certificate.string(), config.certificateKey.string());
+  return http::LoadTls(config.certificate.string(), config.certificateKey.string(), complain);
 }
 
 // Users are changed by the command line too: their streams end within seconds.
@@ -91,7 +92,7 @@ struct Service::State {
       : store(where),
         config(settings),
         key(SigningKey::LoadOrMake(config.data / "station.key")),
-        secure(SecureLayerOf(config, store)),
+        secure(SecureLayerOf(config, store, options.complain)),
         runs(store, IdentityOf(config, options.version), events, options.complain),
         api({.store = store,
              .config = config,

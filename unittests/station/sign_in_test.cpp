@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <boost/asio/ssl.hpp>
 #include <cstdlib>
 #include <fstream>
@@ -212,6 +213,13 @@ class TlsClient {
     asio::read_until(mStream, asio::dynamic_buffer(text), mark, error);
     return text;
   }
+  std::string Certificate() {
+    X509* const told = SSL_get_peer_certificate(mStream.native_handle());
+    char name[64] = "";
+    X509_NAME_get_text_by_NID(X509_get_subject_name(told), NID_commonName, name, sizeof name);
+    X509_free(told);
+    return name;
+  }
   bool HasEnded() {
     std::string text;
     boost::system::error_code error;
@@ -228,13 +236,7 @@ class TlsClient {
 class OpenServiceTest : public SignInTest {
  protected:
   OpenServiceTest() {
-    const std::string at = mFolder.Path().string();
-    // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c)
-    EXPECT_EQ(std::system(("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes "
-                           "-days 2 -subj /CN=bench3 -keyout " +
-                           at + "/key.pem -out " + at + "/certificate.pem 2>/dev/null")
-                              .c_str()),
-              0);
+    MakeCertificate("bench3");
     mConfig.name = "bench 3";
     mConfig.data = mFolder.Path();
     mConfig.plans = mFolder.Path();
@@ -245,9 +247,21 @@ class OpenServiceTest : public SignInTest {
     mConfig.hosts = {"bench3", "bench3.local"};
     std::ofstream(mFolder.Path() / "short.toml") << "title = \"Short\"\nitems = [\"battery\"]\n";
   }
+  void MakeCertificate(const std::string& name) {
+    const std::string at = mFolder.Path().string();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c)
+    EXPECT_EQ(std::system(("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes "
+                           "-days 2 -subj /CN=" +
+                           name + " -keyout " + at + "/key.pem -out " + at +
+                           "/certificate.pem 2>/dev/null")
+                              .c_str()),
+              0);
+  }
   std::string Begin() {
     try {
-      mService.emplace(mStore, mConfig, Service::Options{"1", "root", [](const std::string&) {}});
+      mService.emplace(mStore, mConfig, Service::Options{"1", "root", [this](const std::string&) {
+                                                           ++mComplaints;
+                                                         }});
     } catch (const std::runtime_error& error) {
       return error.what();
     }
@@ -284,6 +298,7 @@ class OpenServiceTest : public SignInTest {
 
   DeskProcess mCamera;
   StationConfig mConfig;
+  std::atomic<int> mComplaints{0};
   std::optional<Service> mService;
 };
 
@@ -294,6 +309,20 @@ TEST_F(OpenServiceTest, IsNotOpenedWithoutUserOrCertificate) {
   EXPECT_NE(Begin().find("station.key is no private key of "), std::string::npos);
   mConfig.certificate = mFolder.Path() / "none.pem";
   EXPECT_NE(Begin().find("none.pem is no certificate"), std::string::npos);
+}
+
+TEST_F(OpenServiceTest, ARenewedCertificateServesThoseWhoComeNext) {
+  Add("Ada", Role::Administrator);
+  ASSERT_EQ(Begin(), "");
+  TlsClient before(mService->Port());
+  std::ofstream(mConfig.certificate) << "half of";
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(TlsClient(mService->Port()).Certificate(), "bench3");
+  EXPECT_EQ(mComplaints, 1) << "of each state of the files";
+  MakeCertificate("renewed");
+  EXPECT_EQ(TlsClient(mService->Port()).Certificate(), "renewed");
+  EXPECT_EQ(
+      Status(before.Ask(Request("GET /healthz", "", "Host: bench3\r\nConnection: close\r\n"))),
+      200U);
 }
 
 TEST_F(OpenServiceTest, EachRoleMayDoWhatItMay) {
