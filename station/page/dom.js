@@ -19,9 +19,10 @@ function isSame(old, child) {
   const key = child.dataset?.key;
   return key ? old.dataset?.key === key : old.isEqualNode(child);
 }
+// Whether it only holds others, of which each may stay.
+const kHolders = ["DIV", "SECTION", "DETAILS", "TABLE", "TBODY", "TR", "TD"];
 function isPlain(old, child) {
-  const hasOnly = (each) => ["DIV", "SECTION"].includes(each.nodeName);
-  return hasOnly(old) && hasOnly(child) && old.cloneNode(false).isEqualNode(child.cloneNode(false));
+  return kHolders.includes(old.nodeName) && old.cloneNode(false).isEqualNode(child.cloneNode(false));
 }
 function replaceChildren(target, wanted) {
   wanted.forEach((child, index) => {
@@ -72,11 +73,8 @@ export function field(name, input) {
 }
 
 export function choice(id, options, value, properties = {}) {
-  const select = h("select", {id, ...properties}, options.map(([key, text]) =>
-    h("option", {value: key}, text)));
-  select.value = value;
-  if (select.selectedIndex < 0) select.selectedIndex = 0;
-  return select;
+  return h("select", {id, ...properties}, options.map(([key, text]) =>
+    h("option", {value: key, selected: key === value}, text)));
 }
 
 // Word, sign and colour: any of them alone tells it.

@@ -43,6 +43,9 @@ export function filterForm(values, keys, apply) {
   return form;
 }
 
+const isOlder = (run, other) =>
+  run.started_at < other.started_at || (run.started_at === other.started_at && run.id < other.id);
+
 export function history(_, search) {
   const problems = problemPlace();
   const filters = h("div");
@@ -58,16 +61,33 @@ export function history(_, search) {
         runs.map((run) => [h("a", {href: `#/run/${run.id}`}, moment(run.started_at)), `${run.camera.name} (${run.camera.variant})`,
           run.camera.serial, run.plan, run.operator, h("span", {}, mark(run.outcome), run.reason ? ` ${run.reason}` : "")]))
         : h("p", {}, "No run is kept that fits."),
-      h("p", {class: "acts"}, next ? h("button", {id: "more", onclick: () => read(next)}, "Show older ones") : null, " ",
+      h("p", {class: "acts"}, next ? h("button", {id: "more", onclick: readOlder}, "Show older ones") : null, " ",
         runs.length ? h("button", {id: "save", onclick: () => save(runs)}, "Save these as CSV") : null));
   }
 
-  async function read(cursor) {
+  // The newest ones; of older ones that are shown already they take no part.
+  async function read() {
     const isLatest = turn();
     try {
-      const page = await get(`/runs${query({...values, cursor})}`);
+      const page = await get(`/runs${query(values)}`);
       if (!isLatest()) return;
-      runs = cursor ? [...runs, ...page.runs] : page.runs;
+      const last = page.runs.at(-1);
+      const isJoined = page.next && runs.some((each) => !isOlder(each, last));  // else some between are not known
+      const older = isJoined ? runs.filter((each) => isOlder(each, last)) : [];
+      runs = [...page.runs, ...older];
+      if (!older.length) next = page.next;
+      problems.clear();
+      draw();
+    } catch (error) {
+      problems.show(error);
+    }
+  }
+  async function readOlder() {
+    const cursor = next;
+    try {
+      const page = await get(`/runs${query({...values, cursor})}`);
+      if (cursor !== next) return;  // pressed twice, or they are others now
+      runs = [...runs, ...page.runs];
       next = page.next;
       problems.clear();
       draw();
@@ -88,7 +108,7 @@ export function history(_, search) {
         }));
       }
       const isNews = kind === "run" && (data.act === "begins" || data.act === "ends");
-      if (kind === "reload" || (isNews && runs.length <= 50)) read();
+      if (kind === "reload" || isNews) read();
     },
   };
 }

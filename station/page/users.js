@@ -30,10 +30,13 @@ export function users() {
     const password = h("input", {type: "password", "aria-label": `Another password for ${user.name}`, autocomplete: "new-password"});
     return [user.name,
       choice(`role-${user.name}`, kRoles, user.role, {"aria-label": `Role of ${user.name}`,
-        onchange: (event) => change({role: event.target.value}, `${user.name} is ${event.target.value} now.`)}),
-      h("form", {class: "acts", onsubmit: (event) => {
+        onchange: async (event) => {
+          const role = event.target;
+          if (!await change({role: role.value}, `${user.name} is ${role.value} now.`)) role.value = user.role;
+        }}),
+      h("form", {class: "acts", onsubmit: async (event) => {
         event.preventDefault();
-        change({password: password.value}, `${user.name} has another password, and has to sign in again.`);
+        if (await change({password: password.value}, `${user.name} has another password, and has to sign in again.`)) password.value = "";
       }}, password, h("button", {"aria-label": `Set the password of ${user.name}`}, "Set")),
       h("div", {class: "acts"}, h("button", {"aria-label": `${user.disabled_at ? "Enable" : "Disable"} ${user.name}`,
         onclick: () => (user.disabled_at ? change({disabled: false}, `${user.name} may sign in again.`)

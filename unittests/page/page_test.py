@@ -548,6 +548,12 @@ class PageTest(unittest.TestCase):
         self.fill("#new-name", HOSTILE)
         self.fill("#new-password", "good enough" + Keys.ENTER)
         self.wait_for(f"{HOSTILE} may sign in as operator.")
+        typed = "[aria-label='Another password for Ada']"
+        self.fill(typed, "half of it")
+        for role in ["engineer", "operator"]:
+            self.choose("tbody select", role)
+            self.wait_for(f"{HOSTILE} is {role} now.")
+        self.assertEqual(self.browser.find_element(By.CSS_SELECTOR, typed).get_attribute("value"), "half of it")
         self.click("#sign-out")
         self.wait_for("Sign in", "h1")
         sign_in(HOSTILE, "good enough")
