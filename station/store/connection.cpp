@@ -224,10 +224,11 @@ Kind Connection::PostgresqlKind(const std::exception& error) {
   if (PQstatus(Postgresql(mSession)) == CONNECTION_BAD) return Kind::Lost;
   const auto* const own = dynamic_cast<const soci::postgresql_soci_error*>(&error);
   if (own == nullptr) return Kind::Other;
-  const std::pair<const char*, Kind> kinds[] = {{"08", Kind::Lost},        {"57P", Kind::Lost},
-                                                {"23", Kind::Constraint},  {"53100", Kind::Full},
-                                                {"25006", Kind::ReadOnly}, {"55P03", Kind::Busy},
-                                                {"40", Kind::Busy}};
+  // The client's own library has no state for what it says: it no longer hears the server.
+  const std::pair<const char*, Kind> kinds[] = {{"08", Kind::Lost},    {"57P", Kind::Lost},
+                                                {" ", Kind::Lost},     {"23", Kind::Constraint},
+                                                {"53100", Kind::Full}, {"25006", Kind::ReadOnly},
+                                                {"55P03", Kind::Busy}, {"40", Kind::Busy}};
   for (const auto& [prefix, kind] : kinds) {
     if (own->sqlstate().starts_with(prefix)) return kind;
   }

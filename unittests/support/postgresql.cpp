@@ -30,7 +30,10 @@ cd "$folder" || exit 1
 } >"$folder/told" 2>&1 && verdict=started || verdict=$(cat "$folder/told")
 exec 3<>"$folder/verdict"  # whether or not somebody reads it still
 printf '%s\0' "$verdict" >&3
-cat >/dev/null
+while read -r _; do
+  $user "$bin/pg_ctl" -D "$folder/data" -l "$folder/log" -w -m immediate restart >/dev/null 2>&1
+  printf 'started\0' >&3
+done
 $user "$bin/pg_ctl" -D "$folder/data" -m immediate stop >/dev/null 2>&1
 rm -rf "$folder"
 )sh";
@@ -47,10 +50,20 @@ Postgresql::Postgresql() {
   mServer =
       popen(std::string("folder=").append(mFolder).append("\n").append(kScript).c_str(), "we");
   if (mServer == nullptr) throw std::runtime_error("no shell");
+  AwaitStart();
+}
+
+void Postgresql::AwaitStart() const {
   std::string verdict;
-  std::getline(std::ifstream(verdictFile), verdict, '\0');
+  std::getline(std::ifstream(mFolder + "/verdict"), verdict, '\0');
   if (verdict != "started")
     throw std::runtime_error(std::string("PostgreSQL does not start: ").append(verdict));
+}
+
+void Postgresql::Break() const {
+  std::fputs("\n", mServer);
+  std::fflush(mServer);
+  AwaitStart();
 }
 
 Postgresql::~Postgresql() {

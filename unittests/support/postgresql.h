@@ -19,8 +19,12 @@ class Postgresql {
   std::string Fresh();
   // One statement, on a connection of its own.
   void Execute(const std::string& sql) const;
+  // It dies, and is there again.
+  void Break() const;
 
  private:
+  void AwaitStart() const;
+
   std::string mFolder;
   std::FILE* mServer = nullptr;  // what is open as long as the server is wanted
   int mCount = 0;
