@@ -202,6 +202,13 @@ void Api::Answers(const Route& route, Call call) {
                     std::string("that takes the role ").append(RoleText(route.least)));
     }
     answer = (this->*route.answer)(call);
+  } catch (const StoreError&) {
+    // Where it is and what its server says is for those who have signed in.
+    answer =
+        call.actor.role == Role::Anybody
+            ? Problem(503, "Not kept",
+                      "the database does not answer; on the station, diagor-station runs says why")
+            : ProblemOfException();
   } catch (...) {
     answer = ProblemOfException();
   }

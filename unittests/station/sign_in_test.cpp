@@ -2,6 +2,7 @@
 #include "station/service/sign_in.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <atomic>
 #include <boost/asio/ssl.hpp>
@@ -323,6 +324,20 @@ TEST_F(OpenServiceTest, ARenewedCertificateServesThoseWhoComeNext) {
   EXPECT_EQ(
       Status(before.Ask(Request("GET /healthz", "", "Host: bench3\r\nConnection: close\r\n"))),
       200U);
+}
+
+TEST_F(OpenServiceTest, WhatTheDatabaseSaysIsForThoseWhoSignedIn) {
+  Add("Ada", Role::Administrator);
+  ASSERT_EQ(Begin(), "");
+  const std::string ada = SignedIn("Ada");
+  sqlite3* database = nullptr;
+  sqlite3_open((mFolder.Path() / "station.db").c_str(), &database);
+  EXPECT_EQ(sqlite3_exec(database, "DROP TABLE run", nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(database);
+  const std::string health = Ask("GET /healthz");
+  EXPECT_EQ(Status(health), 503U);
+  EXPECT_EQ(health.find("station.db"), std::string::npos) << health;
+  EXPECT_NE(Ask("GET /api/v1/runs", "", ada).find("station.db"), std::string::npos);
 }
 
 TEST_F(OpenServiceTest, EachRoleMayDoWhatItMay) {
