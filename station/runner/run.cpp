@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <numeric>
+#include <thread>
 
 #include "client/measurements.h"
 #include "station/config/station_config.h"
@@ -233,7 +234,7 @@ class CameraRun {
     if (mHold.TakenBy().empty()) GiveBack();
     const auto [outcome, reason] = state.Result(broken);
     const RunEnd end{Now(), outcome, reason};
-    mStore.EndRun(mRun.id, end);
+    Keep([&] { mStore.EndRun(mRun.id, end); });
     mHold.NameNone();
     mRun.outcome = end.outcome;
     mRun.reason = end.reason;
@@ -366,7 +367,7 @@ class CameraRun {
     bool isLost = false;
     // Its end and the next one's beginning are one transaction.
     const auto journal = [&](const std::optional<AttemptStart>& next) {
-      if (ended || next) mStore.Journal(mRun.id, ended, next);
+      if (ended || next) Keep([&] { mStore.Journal(mRun.id, ended, next); });
       if (!ended) return;
       RunNews news;
       news.attempt = &start;
@@ -425,6 +426,35 @@ class CameraRun {
       end.evidence.push_back({EvidenceKind::Picture, std::move(mPicture)});
     }
     return end;
+  }
+
+  // What was answered after hours is not lost because the database is held or away for a while.
+  template <typename Write>
+  void Keep(const Write& write) {
+    using Trouble = StoreError::Kind;
+    bool mayBeKept = false;
+    for (Pauses pauses(mStation.storePatience);;) {
+      try {
+        write();
+        return;
+      } catch (const StoreError& error) {
+        // The server was gone before it could say that it had kept it.
+        if (error.kind == Trouble::Constraint && mayBeKept) return;
+        const bool isLost = error.kind == Trouble::Lost;
+        mayBeKept = mayBeKept || isLost;
+        const bool mayPass =
+            isLost || error.kind == Trouble::Busy || error.kind == Trouble::CannotOpen;
+        if (!mayPass || pauses.AreOver() || mControl.interrupts) throw;
+        RunNews news;
+        news.text = std::string("the database does not answer: ").append(error.what());
+        Tell(Kind::Waits, std::move(news));
+      }
+      constexpr milliseconds kStep{50};
+      for (milliseconds rest = pauses.Next(); rest > rest.zero() && !mControl.interrupts;
+           rest -= kStep) {
+        std::this_thread::sleep_for(std::min(rest, kStep));
+      }
+    }
   }
 
   // On a connection of its own, for a moment only: also after an interruption.

@@ -26,6 +26,8 @@ struct StationIdentity {
   std::chrono::milliseconds cameraPatience{60'000};
   // From one renewal of a camera's lease to the next: three of them before it ends.
   std::chrono::milliseconds leaseRenewal{10'000};
+  // How long a database that is held or away is asked again to keep what was answered.
+  std::chrono::milliseconds storePatience{300'000};
 };
 
 struct RunRequest {
@@ -46,7 +48,7 @@ struct RunNews {
   enum class Kind {
     Begins,  // the run is kept and the camera is its own
     AttemptBegins,
-    Waits,        // the camera is busy, or lost and looked for: text says why
+    Waits,        // the camera is busy or lost, or the database does not answer: text says why
     AttemptEnds,  // and is on disk
     Warns,        // text
     Ends,
@@ -64,8 +66,8 @@ using OnNews = std::function<void(const RunNews&)>;
 
 // The run at its end; what happens to the camera meanwhile is in its outcome, not thrown. Throws
 // before the run begins: RunRefused (somebody has the camera, its serial is another one, it has
-// none of the plan's tests), client::ConnectionError; and StoreError at any time: the camera is
-// given back and the run can be resumed.
+// none of the plan's tests), client::ConnectionError; and StoreError at any time, of a database
+// that is away for long: the camera is given back and the run can be resumed.
 RunRecord StartRun(Store& store, const StationIdentity& station, const CameraAddress& address,
                    const RunRequest& request, const RunControl& control, const OnNews& onNews);
 

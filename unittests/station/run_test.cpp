@@ -2,6 +2,7 @@
 #include "station/runner/run.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <csignal>
@@ -385,6 +386,28 @@ TEST_F(RunTest, WhatIsOwedToACameraStaysWithIt) {
     EXPECT_EQ(mCamera.Get("test.description.tester"), tester);
     EXPECT_FALSE(std::filesystem::exists(owed));
   }
+}
+
+TEST_F(RunTest, WhatWasAnsweredWaitsForADatabaseThatIsHeld) {
+  Store store((mFolder.Path() / "s.db").string(), {std::chrono::milliseconds(1)});
+  sqlite3* other = nullptr;
+  sqlite3_open((mFolder.Path() / "s.db").c_str(), &other);
+  std::string waits;
+  const OnNews onNews = [&](const RunNews& news) {
+    const auto execute = [&](const char* sql) {
+      EXPECT_EQ(sqlite3_exec(other, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    };
+    if (news.kind == Kind::AttemptBegins) execute("BEGIN IMMEDIATE");
+    if (news.kind != Kind::Waits) return;
+    waits += news.text + "\n";
+    execute("COMMIT");
+  };
+  const RunRecord run = StartRun(store, mStation, Address(),
+                                 Request("items = [\"battery\", \"clock\"]"), mControl, onNews);
+  sqlite3_close(other);
+  EXPECT_EQ(run.outcome, Outcome::Passed);
+  EXPECT_EQ(Attempts(run), "battery:OK clock:OK");
+  EXPECT_NE(waits.find("is held by another process"), std::string::npos) << waits;
 }
 
 TEST_F(RunTest, AStoreThatRefusesLeavesTheCameraAsItWas) {
