@@ -124,7 +124,12 @@ StationConfig LoadConfig(const std::optional<std::string>& file) {
     if (const auto database = reader.TakeIfThere<std::string>("database")) {
       config.database = IsUrl(*database) ? *database : (here / *database).string();
     }
-    if (const auto plans = reader.TakeIfThere<std::string>("plans")) config.plans = here / *plans;
+    if (const auto plans = reader.TakeIfThere<std::string>("plans")) {
+      config.plans = here / *plans;
+      if (!fs::is_directory(config.plans, error)) {
+        throw std::runtime_error(reader.AtKey("plans") + config.plans.string() + " is no folder");
+      }
+    }
     config.cameras = TakeCameras(name, reader);
     if (const auto wait = reader.TakeWhole("wait_for_camera", 0, kLongestWait)) {
       config.waitForCamera = std::chrono::seconds(*wait);

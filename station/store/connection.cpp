@@ -52,8 +52,22 @@ void PrepareFile(const Place& place) {
                              .append(std::generic_category().message(error)));
 }
 
+// A server that is gone without a word is taken for lost within some twenty seconds.
+std::string Bounded(std::string url) {
+  const std::pair<const char*, const char*> kBounds[] = {{"connect_timeout=", "5"},
+                                                         {"keepalives_idle=", "10"},
+                                                         {"keepalives_interval=", "3"},
+                                                         {"keepalives_count=", "3"},
+                                                         {"tcp_user_timeout=", "15000"}};
+  for (const auto& [name, value] : kBounds) {
+    if (url.find(name) != std::string::npos) continue;  // the administrator's own
+    url.append(url.find('?') == std::string::npos ? "?" : "&").append(name).append(value);
+  }
+  return url;
+}
+
 soci::connection_parameters Parameters(const Place& place) {
-  if (place.isPostgresql) return {soci::postgresql, place.address};
+  if (place.isPostgresql) return {soci::postgresql, Bounded(place.address)};
   return {soci::sqlite3, std::string("dbname=\"").append(place.address).append("\"")};
 }
 

@@ -148,6 +148,10 @@ Store::Store(const std::string& url, const StoreOptions& options)
 
 Store::~Store() = default;
 
+const std::string& Store::Name() const {
+  return mState->place.name;
+}
+
 int Store::PendingMigrations() {
   return mState->Read([](Connection& connection) { return CountPendingMigrations(connection); });
 }

@@ -33,6 +33,8 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
+  // Where it is, for a person: without a password.
+  const std::string& Name() const;
   // How many steps an older database is behind: while there are any, nothing may be asked of it but
   // Migrate, and BackUp before.
   int PendingMigrations();

@@ -67,11 +67,13 @@ void Writer::Loop() {
 }
 
 // A bad one fails the transaction of all: then each gets one of its own. But where another process
-// holds the database, or the server is gone, each would only wait as long again.
+// holds the database (of a server: a row of it, which one of them alone wants), or the server is
+// gone, each would only wait as long again.
 void Writer::Commit(const Batch& batch) {
   const std::optional<StoreError> error = CommitTogether(batch);
-  const bool isOfOne = batch.size() > 1 && error && error->kind != Kind::Busy &&
-                       error->kind != Kind::Lost && error->kind != Kind::CannotOpen;
+  const bool isOfAll = error && ((error->kind == Kind::Busy && !mPlace.isPostgresql) ||
+                                 error->kind == Kind::Lost || error->kind == Kind::CannotOpen);
+  const bool isOfOne = batch.size() > 1 && error && !isOfAll;
   for (Waiting* each : batch) each->error = isOfOne ? CommitTogether({each}) : error;
 }
 

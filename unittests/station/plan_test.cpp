@@ -102,16 +102,17 @@ TEST(ConfigTest, MistakesAreNamedAndFoldersStandBesideTheFile) {
        ":3: address: \"here\" is no camera's address, as 127.0.0.1:22143"},
       {camera + camera, ":4: a camera of that name or address is listed above"},
       {camera + "speed = 1\n", ":4: unknown key speed"},
+      {"\nplans = \"/no/plans\"\n", ":2: /no/plans is no folder"},
   };
   for (const auto& [text, problem] : cases) {
     EXPECT_EQ(ProblemOf([&, &config = text] { load(config); }), file + problem);
   }
   const StationConfig config =
-      load("name = \"B 3\"\ndata = \"d\"\nplans = \"/p\"\nwait_for_camera = 5\n" + camera +
+      load("name = \"B 3\"\ndata = \"d\"\nplans = \"/usr\"\nwait_for_camera = 5\n" + camera +
            "[[camera]]\nname = \"C\"\naddress = \"[::1]:65535\"\n");
   EXPECT_EQ(config.name, "B 3");
   EXPECT_EQ(config.database, (folder.Path() / "d/station.db").string());
-  EXPECT_EQ(config.plans, "/p");
+  EXPECT_EQ(config.plans, "/usr");
   EXPECT_EQ(config.waitForCamera, std::chrono::seconds(5));
   ASSERT_EQ(config.cameras.size(), 2U);
   EXPECT_EQ(config.cameras[1].host + " " + config.cameras[1].Text(), "::1 [::1]:65535");
