@@ -1,5 +1,6 @@
 // diagor-station: the command line of the test station.
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -8,6 +9,7 @@
 #include <ctime>
 #include <filesystem>
 #include <iostream>
+#include <string_view>
 
 #include "client/camera_client.h"
 #include "diagor-station/command.h"
@@ -20,17 +22,42 @@ namespace station_tool {
 
 namespace {
 
-enum class Needs { Nothing, Store, AnyStore };  // the last: an older one too
+// A store that may be made, one that is there, or that is there and perhaps an older one.
+enum class Needs { Nothing, Store, KeptStore, AnyStore };
+
+// Whoever looks into a database of SQLite that is not there looks in the wrong place: as root,
+// whose folders are others than the service's.
+void CheckThere(const std::string& database) {
+  constexpr std::string_view kScheme = "sqlite:";
+  if (database.find("://") != std::string::npos) return;
+  const std::string file =
+      database.starts_with(kScheme) ? database.substr(kScheme.size()) : database;
+  std::error_code error;
+  if (!std::filesystem::exists(file, error)) {
+    throw UsageError("nothing is kept in " + file +
+                     " yet: is the station's data elsewhere (--data, --config, XDG_STATE_HOME)?");
+  }
+}
+
+// What root makes in the service's folder the service could not change: root tests as its owner.
+void BecomeOwner(const std::filesystem::path& folder) {
+  struct stat there {};
+  if (geteuid() != 0 || stat(folder.c_str(), &there) != 0 || there.st_uid == 0) return;
+  if (setegid(there.st_gid) != 0 || seteuid(there.st_uid) != 0) {
+    throw UsageError("cannot act as the owner of " + folder.string());
+  }
+}
 
 // The folder is made, a database of SQLite in it.
 std::unique_ptr<station::Store> OpenStore(const station::StationConfig& config, Needs needs) {
   if (needs == Needs::Nothing) return nullptr;
+  if (needs != Needs::Store) CheckThere(config.database);
   std::error_code error;
   std::filesystem::create_directories(config.data, error);
   if (error) throw UsageError("cannot make " + config.data.string() + ": " + error.message());
   auto store = std::make_unique<station::Store>(config.database);
-  if (needs == Needs::Store && store->PendingMigrations() > 0) {
-    throw UsageError(config.database +
+  if (needs != Needs::AnyStore && store->PendingMigrations() > 0) {
+    throw UsageError(store->Name() +
                      " is of an older version: diagor-station migrate brings it up to date, with a "
                      "copy of it first");
   }
@@ -43,8 +70,10 @@ int Execute(Command command, Needs needs, const Options& options) {
     station.config = station::LoadConfig(options.config);
     if (!options.data.empty()) station::MoveData(station.config, options.data);
     if (!options.database.empty()) station.config.database = options.database;
+    if (command == Run || command == Resume) BecomeOwner(station.config.data);
     station.store = OpenStore(station.config, needs);
-    if (needs == Needs::Store) station::EndKilledRuns(*station.store, station.config.data);
+    const bool isCurrent = needs == Needs::Store || needs == Needs::KeptStore;
+    if (isCurrent) station::EndKilledRuns(*station.store, station.config.data);
     const int code = command(station, options);
     std::cout.flush();
     if (!std::cout) throw UsageError("cannot write to standard output");
@@ -104,18 +133,19 @@ class Commands {
     sub->add_option("--serial", mOptions.serial, "As scanned: the camera that has it is tested");
     sub->add_flag("--despite-serial", mOptions.despiteSerial,
                   "Test the one camera, although its own serial is another one");
-    sub = Add(app, "resume", "Go on with runs that are incomplete", Resume, Needs::Store,
+    sub = Add(app, "resume", "Go on with runs that are incomplete", Resume, Needs::KeptStore,
               "diagor-station resume 019aba3c-5f23");
     sub->add_option("run", mOptions.runs, "Their ids, or how these begin")->required();
     AddCameras(*sub, mOptions)->allow_extra_args(false);
-    sub = Add(app, "runs", "List runs, newest first", Runs, Needs::Store,
+    sub = Add(app, "runs", "List runs, newest first", Runs, Needs::KeptStore,
               "diagor-station runs --outcome failed --from 2026-11-01");
     AddFilter(*sub, mOptions);
     AddPeriod(*sub, mOptions);
     sub->add_option("--limit", mOptions.limit, "So many at most")
         ->capture_default_str()
         ->check(CLI::Range(std::size_t{1}, kMostRows));
-    sub = Add(app, "show", "Show a run", Show, Needs::Store, "diagor-station show 019aba3c-5f23");
+    sub =
+        Add(app, "show", "Show a run", Show, Needs::KeptStore, "diagor-station show 019aba3c-5f23");
     sub->add_option("run", mOptions.run, "Its id, or how it begins")->required();
     sub = Add(app, "serve", "Answer browsers and programs, until it is ended", Serve, Needs::Store,
               "diagor-station serve --port 22180");
@@ -136,7 +166,7 @@ class Commands {
   }
 
   void AddOutput(CLI::App& app) {
-    CLI::App* sub = Add(app, "export", "Write a run to files", Export, Needs::Store,
+    CLI::App* sub = Add(app, "export", "Write a run to files", Export, Needs::KeptStore,
                         "diagor-station export 019aba3c-5f23 --html run.html --junit run.xml");
     sub->add_option("run", mOptions.run, "Its id, or how it begins")->required();
     sub->add_option("--html", mOptions.html, "The report");
@@ -145,7 +175,7 @@ class Commands {
     sub->add_option("--measurements", mOptions.measurements, "Its measurements as a table");
     sub->add_option("--junit", mOptions.junit, "JUnit XML");
     sub = Add(app, "sign", "Write a run as JSON with the station's signature beside it", Sign,
-              Needs::Store, "diagor-station sign 019aba3c-5f23 run.json");
+              Needs::KeptStore, "diagor-station sign 019aba3c-5f23 run.json");
     sub->add_option("run", mOptions.run, "Its id, or how it begins")->required();
     sub->add_option("file", mOptions.file, "The signature goes to FILE.sig")->required();
     sub = Add(app, "verify", "Say whether a signed file is as it was signed", Verify,
@@ -162,14 +192,14 @@ class Commands {
     CLI::App* const statistics = app.add_subcommand("statistics", "What many runs tell");
     statistics->require_subcommand(1);
     CLI::App* sub = Add(*statistics, "yield", "First-pass yield by week and variant", Yield,
-                        Needs::Store, "diagor-station statistics yield --plan \"Quick test\"");
+                        Needs::KeptStore, "diagor-station statistics yield --plan \"Quick test\"");
     sub->add_option("--plan", mOptions.planTitle, "The plan's title")->required();
     AddPeriod(*sub, mOptions);
-    sub = Add(*statistics, "failures", "Failing tests, most often first", Failures, Needs::Store,
-              "diagor-station statistics failures --variant R8");
+    sub = Add(*statistics, "failures", "Failing tests, most often first", Failures,
+              Needs::KeptStore, "diagor-station statistics failures --variant R8");
     AddFilter(*sub, mOptions);
     AddPeriod(*sub, mOptions);
-    sub = Add(*statistics, "trend", "A measurement over time", Trend, Needs::Store,
+    sub = Add(*statistics, "trend", "A measurement over time", Trend, Needs::KeptStore,
               "diagor-station statistics trend --item items.battery.battery --measurement voltage");
     sub->add_option("--item", mOptions.item, "The test")->required();
     sub->add_option("--measurement", mOptions.measurement, "Its name")->required();
@@ -184,13 +214,14 @@ class Commands {
     CLI::App* const user = app.add_subcommand(
         "user", "The people who may sign in, at a station that other machines can reach");
     user->require_subcommand(1);
-    const auto add = [&](const char* name, const char* help, Command command, const char* example) {
-      CLI::App* const sub = Add(*user, name, help, command, Needs::Store, example);
+    const auto add = [&](const char* name, const char* help, Command command, const char* example,
+                         Needs needs = Needs::KeptStore) {
+      CLI::App* const sub = Add(*user, name, help, command, needs, example);
       sub->add_option("name", mOptions.user, "The user's name")->required();
       return sub;
     };
     CLI::App* sub = add("add", "Let somebody sign in; asks for the password", UserAdd,
-                        "diagor-station user add Ada --role engineer");
+                        "diagor-station user add Ada --role engineer", Needs::Store);
     constexpr const char* kRoles =
         "operator: runs and notes; engineer: also chosen tests, another serial, knobs; "
         "administrator: also users";
@@ -202,16 +233,16 @@ class Commands {
         "diagor-station user password Ada");
     add("disable", "Let somebody sign in no more", UserDisable, "diagor-station user disable Ada");
     add("enable", "Let somebody sign in again", UserEnable, "diagor-station user enable Ada");
-    Add(*user, "list", "List them", UserList, Needs::Store, "diagor-station user list");
+    Add(*user, "list", "List them", UserList, Needs::KeptStore, "diagor-station user list");
   }
 
   void AddUpkeep(CLI::App& app) {
-    CLI::App* sub = Add(app, "audit", "Show who did what, newest first", Audit, Needs::Store,
+    CLI::App* sub = Add(app, "audit", "Show who did what, newest first", Audit, Needs::KeptStore,
                         "diagor-station audit --limit 100");
     sub->add_option("--limit", mOptions.limit, "So many at most")
         ->capture_default_str()
         ->check(CLI::Range(std::size_t{1}, kMostRows));
-    sub = Add(app, "prune", "Delete old runs, after asking", Prune, Needs::Store,
+    sub = Add(app, "prune", "Delete old runs, after asking", Prune, Needs::KeptStore,
               "diagor-station prune --before 2020-01-01");
     sub->add_option("--before", mOptions.to, "Runs that began before")->required();
     sub->add_flag("--yes", mOptions.yes, "Do not ask");

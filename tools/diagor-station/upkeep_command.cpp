@@ -21,7 +21,7 @@ int Prune(Station& station, const Options& options) {
   }
   if (!options.yes) {
     std::cerr << "Delete every run that began before " << LocalText(before)
-              << ", with all that belongs to it, from " << station.config.database
+              << ", with all that belongs to it, from " << station.store->Name()
               << "? Type yes: " << std::flush;
     std::string answer;
     std::getline(std::cin, answer);
@@ -55,7 +55,8 @@ int Audit(Station& station, const Options& options) {
 
 int BackUp(Station& station, const Options& options) {
   station.store->BackUp(options.file);
-  std::cout << "The database is copied to " << options.file << ".\n";
+  std::cout << "The database " << station.store->Name() << " is copied to " << options.file
+            << ".\n";
   return kNothingFailed;
 }
 

@@ -83,7 +83,8 @@ int UserAdd(Station& station, const Options& options) {
     throw UsageError("there is a user " + options.user + " already");
   }
   station::AddUser(*station.store, WhoActs({}), options.user, role, ReadPassword(options.user));
-  std::cout << options.user << " may sign in as " << options.role << ".\n";
+  std::cout << options.user << " may sign in as " << options.role << " (kept in "
+            << station.store->Name() << ").\n";
   return kNothingFailed;
 }
 

@@ -111,7 +111,8 @@ TEST_F(StationProgramTest, WhatCannotBeDoneIsSaidInALine) {
   std::ofstream(Path("ask.toml")) << "title = \"T\"\nitems = [\"*\"]\noperator = true\n";
   std::ofstream(Path("nothing.toml")) << "title = \"T\"\nitems = [\"nothing\"]\n";
   const std::string plan = Path("plan.toml");
-  EXPECT_EQ(Do({"migrate", "--database", "sqlite:" + Path("newer.db")}).code, 0);
+  const std::string off = "127.0.0.1:1";
+  EXPECT_EQ(Do({"run", "--camera", off, "--database", "sqlite:" + Path("newer.db")}).code, 3);
   sqlite3* newer = nullptr;
   sqlite3_open(Path("newer.db").c_str(), &newer);
   EXPECT_EQ(
@@ -119,7 +120,8 @@ TEST_F(StationProgramTest, WhatCannotBeDoneIsSaidInALine) {
       SQLITE_OK);
   sqlite3_close(newer);
   const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
-      {{"run", "--camera", "127.0.0.1:1"}, 3, "no camera at 127.0.0.1:1: "},
+      {{"backup", Path("copy.db")}, 2, "nothing is kept in "},
+      {{"run", "--camera", off}, 3, "no camera at 127.0.0.1:1: "},
       {{"run", "--camera", "here"}, 2, "\"here\" is no camera's address"},
       {{"run", "--plan", "none"}, 2, "there is no plan none in "},
       {{"run", "--plan", Path("ask.toml")}, 2, "asks who tests: --operator NAME"},
@@ -202,7 +204,7 @@ TEST_F(StationProgramTest, ACameraThatIsOffStopsItsRunAlone) {
   const DeskProcess camera;
   std::vector<std::string> words = {"resume", "--camera", "127.0.0.1:1", "--camera",
                                     camera.Address()};
-  EXPECT_EQ(Do({"migrate"}).code, 0);
+  EXPECT_EQ(Do({"run", "--camera", "127.0.0.1:1"}).code, 3);
   station::Store store(Path("data/station.db"));
   for (const char* const serial : {"10000010", "4711"}) {
     station::RunStart run;
