@@ -74,6 +74,7 @@ Deadline Connections::DropOverdue(Deadline now) {
       mNearest = std::min(mNearest, each->mDeadline);
     } else {
       each->mDeadline = kNoDeadline;
+      if (each->mStage == Stage::Streaming && each->Beats()) continue;
       SetStage(*each, Stage::Gone);
       each->Drop();
     }

@@ -29,6 +29,9 @@ class Connection {
   virtual void Drop() = 0;
   // Its stream has something to send.
   virtual void ContinueStream() = 0;
+  // Its deadline has come while it takes a stream: whether it was only to be told that the stream
+  // is there still, which happens now.
+  virtual bool Beats() = 0;
 
  private:
   friend class Connections;

@@ -57,6 +57,8 @@ class EventStream : public Stream {
     return text;
   }
 
+  std::string Beat() const override { return "event: beat\ndata: {}\n\n"; }
+
  private:
   static std::string GapText(const std::string& missed) {
     return "event: gap\ndata: {\"missed\":" + missed + "}\n\n";

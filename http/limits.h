@@ -21,6 +21,10 @@ struct Limits {
   std::chrono::milliseconds request{30'000};  // from a connection or the last reply on; idling too
   std::chrono::milliseconds reply{30'000};    // until the client has taken it
   std::chrono::milliseconds farewell{2'000};  // what a client still sends after the last reply
+
+  // A stream that had nothing to send for so long says that it is there; 0: it keeps silent. Who
+  // has gone without a word is found out by that, on both sides.
+  std::chrono::milliseconds beat{0};
 };
 
 }  // namespace http

@@ -34,6 +34,8 @@ class Stream {
   virtual std::string Next() = 0;
   // Asked where there is no next piece: the connection ends.
   virtual bool IsOver() const { return false; }
+  // What says in a pause that it is there still, where the limits want that; empty: nothing does.
+  virtual std::string Beat() const { return {}; }
 };
 
 struct Reply {

@@ -416,14 +416,27 @@ void Session::ContinueStream() {
 void Session::SendNext() {
   if (mIsSending || !mSocket.is_open()) return;
   mBody = mStream->Next();
-  if (mBody.empty()) {
-    if (mStream->IsOver()) Close();
-    return;
+  if (!mBody.empty()) {
+    SendOfStream();
+  } else if (mStream->IsOver()) {
+    Close();
+  } else if (mContext.limits.beat > mContext.limits.beat.zero()) {
+    EndAfter(mContext.limits.beat);
   }
+}
+
+void Session::SendOfStream() {
   mUnsent = {asio::buffer(mBody), {}};
   mIsSending = true;
   EndAfter(mContext.limits.reply);
   Write(&Session::StreamSent);
+}
+
+bool Session::Beats() {
+  if (mIsSending) return false;  // the client takes nothing
+  mBody = mStream->Beat();
+  if (!mBody.empty()) SendOfStream();
+  return true;
 }
 
 void Session::StreamSent() {

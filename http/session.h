@@ -39,6 +39,7 @@ class Session : public Connection, public std::enable_shared_from_this<Session> 
   void Refuse();
   void Drop() override;
   void ContinueStream() override;
+  bool Beats() override;
 
  private:
   using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
@@ -68,6 +69,7 @@ class Session : public Connection, public std::enable_shared_from_this<Session> 
   void SendPiece();
   void StartStream(const Reply& reply);
   void SendNext();
+  void SendOfStream();
   void StreamSent();
   // Sends what mUnsent says; then goes on to that step.
   void Write(Step then);

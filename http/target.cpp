@@ -79,6 +79,10 @@ std::optional<std::string> DecodedQuery(std::string_view text) {
   return PercentDecoded(blanks);
 }
 
+bool IsItsOwn(const Request& request, const std::string& scheme) {
+  return request.origin.empty() || Lower(request.origin) == scheme + "://" + Lower(request.host);
+}
+
 bool IsLocal(const Request& request) {
   return NamesThisMachine(request.host) &&
          (request.origin.empty() || NamesThisMachine(request.origin));
@@ -89,8 +93,7 @@ bool IsFor(const Request& request, const std::vector<std::string>& hosts) {
   const bool isOurs = std::any_of(hosts.begin(), hosts.end(), [&host](const std::string& name) {
     return Names(host, Lower(name));
   });
-  // Another program's page on the same machine has the same host and another port.
-  return isOurs && (request.origin.empty() || Lower(request.origin) == "https://" + host);
+  return isOurs && IsItsOwn(request, "https");
 }
 
 std::string CookieOf(const Request& request, std::string_view name) {

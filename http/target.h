@@ -28,6 +28,9 @@ std::optional<std::string> DecodedQuery(std::string_view text);
 // somebody made point here.
 bool IsLocal(const Request& request);
 
+// Whether it comes from no page, or from one of the very server that it is for.
+bool IsItsOwn(const Request& request, const std::string& scheme);
+
 // Whether the request's host is one of those, with any port or none, and the request comes from a
 // page of that very server, or from no page.
 bool IsFor(const Request& request, const std::vector<std::string>& hosts);

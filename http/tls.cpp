@@ -6,6 +6,7 @@
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/write.hpp>
+#include <chrono>
 #include <filesystem>
 #include <stdexcept>
 #include <utility>
@@ -65,7 +66,10 @@ class Layer : public SecureLayer {
         mWritten(Written()),
         mContext(Load(mCertificate, mKey)) {}
   std::unique_ptr<SecureChannel> Over(Socket& socket) override {
-    if (const Times written = Written(); written != mWritten) Renew(written);
+    const Times written = Written();
+    // What could not be read may be readable without being written again.
+    const bool isDue = !mTold.empty() && std::chrono::steady_clock::now() >= mAgain;
+    if (written != mWritten || isDue) Renew(written);
     return std::make_unique<Channel>(socket, *mContext);
   }
 
@@ -80,10 +84,15 @@ class Layer : public SecureLayer {
   // Connections keep what they began with: the library counts who uses a context.
   void Renew(const Times& written) {
     mWritten = written;
+    constexpr std::chrono::seconds kPause{60};
     try {
       mContext = Load(mCertificate, mKey);
+      mTold.clear();
     } catch (const std::exception& error) {
-      mComplain(std::string(error.what()) + "; the one before is kept");
+      mAgain = std::chrono::steady_clock::now() + kPause;
+      if (mTold == error.what()) return;
+      mTold = error.what();
+      mComplain(mTold + "; the certificate of before is kept");
     }
   }
 
@@ -91,6 +100,8 @@ class Layer : public SecureLayer {
   const std::string mKey;
   const Complain mComplain;
   Times mWritten;
+  std::string mTold;  // why they could not be read; empty: they were
+  std::chrono::steady_clock::time_point mAgain;
   std::unique_ptr<Context> mContext;
 };
 

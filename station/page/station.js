@@ -169,12 +169,27 @@ channel.onmessage = (event) => {
   else if (!document.hidden) take(event.data);
 };
 
+// The station says at least every twenty seconds that it is there: where a network has gone without a
+// word, silence is all that is heard.
+const kLongestSilence = 50000;  // ms
+
 function read(stopped) {
   let source;
   let pause = 1000;
   let timer;
+  let watch;
+  const hear = () => {
+    clearTimeout(watch);
+    watch = setTimeout(() => {
+      source.close();
+      pass({kind: "lost"});
+      open();
+    }, kLongestSilence);
+  };
   const open = () => {
     source = new EventSource(`/api/v1/events${query({after: lastEvent})}`);
+    hear();
+    source.addEventListener("beat", hear);
     source.onopen = () => {
       pause = 1000;
       pass({kind: "opened"});
@@ -182,19 +197,23 @@ function read(stopped) {
     source.onerror = () => {
       pass({kind: "lost"});
       if (source.readyState !== EventSource.CLOSED) return;  // the browser tries again
+      clearTimeout(watch);
       if (isSignedOut) return;
       reload();  // whose refusal says so, where it was refused since nobody is signed in any more
       timer = setTimeout(open, pause);
       pause = Math.min(2 * pause, 15000);
     };
     for (const kind of kKinds) {
-      source.addEventListener(kind, (event) =>
-        pass({kind, id: event.lastEventId, data: JSON.parse(event.data)}));
+      source.addEventListener(kind, (event) => {
+        hear();
+        pass({kind, id: event.lastEventId, data: JSON.parse(event.data)});
+      });
     }
   };
   open();
   stopped.addEventListener("abort", () => {
     clearTimeout(timer);
+    clearTimeout(watch);
     source.close();
   });
 }

@@ -127,8 +127,9 @@ Api::Api(Parts parts, Longer longer) : mParts(std::move(parts)), mLonger(std::mo
 Api::Answer Api::Misdirected(const http::Request& request) const {
   constexpr const char* kTitle = "Not from here";
   if (mParts.signIns == nullptr) {
-    if (http::IsLocal(request)) return std::nullopt;
-    return Problem(403, kTitle, "this station answers requests to localhost only");
+    if (http::IsLocal(request) && http::IsItsOwn(request, "http")) return std::nullopt;
+    return Problem(403, kTitle,
+                   "this station answers requests to localhost only, of pages its own alone");
   }
   if (!http::IsFor(request, mParts.config.hosts)) {
     return Problem(403, kTitle,
@@ -163,7 +164,8 @@ void Api::Handle(const http::Request& request, const http::Send& send) {
     auto names = Matched(*parts, route.path);
     if (!names) continue;
     if (route.method != method) {
-      others.append(others.empty() ? "" : ", ").append(route.method);
+      if (others.find(route.method) == std::string::npos)
+        others.append(others.empty() ? "" : ", ").append(route.method);
       continue;
     }
     Call call{request, *target, std::move(*names), Actor(), send};

@@ -64,16 +64,26 @@ void CameraState::ChangeScreen(const client::Json& dialog) {
 
 std::string CameraState::Picture(bool viewFinder, const std::function<std::string()>& fetch) {
   constexpr std::chrono::milliseconds kMoment{200};
+  SharedPicture& picture = mPictures[viewFinder ? 1 : 0];
+  const std::uint64_t failures = picture.failures;
+  const std::lock_guard lock(picture.lock);
   if (const CameraFacts facts = Facts(); !facts.isReachable) {
     throw Refusal(503, "Not reachable", "the camera is not reachable: " + facts.problem);
   }
-  SharedPicture& picture = mPictures[viewFinder ? 1 : 0];
-  const std::lock_guard lock(picture.lock);
+  // Whoever waited for one that did not come does not wait for another.
+  if (picture.failures != failures) {
+    throw Refusal(503, "No picture", "the camera did not show its screen; try again");
+  }
   const auto now = std::chrono::steady_clock::now();
   const std::uint64_t screen = mScreens;
   if (now >= picture.until || picture.screen != screen) {
     picture.until = {};
-    picture.png = fetch();
+    try {
+      picture.png = fetch();
+    } catch (...) {
+      ++picture.failures;
+      throw;
+    }
     // What changed meanwhile may not be in it.
     picture.until = now + kMoment;
     picture.screen = screen;

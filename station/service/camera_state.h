@@ -79,6 +79,7 @@ class CameraState {
 
   struct SharedPicture {
     std::mutex lock;  // held while it is fetched
+    std::atomic<std::uint64_t> failures{0};
     std::string png;
     std::chrono::steady_clock::time_point until{};
     std::uint64_t screen = 0;  // which of them it shows

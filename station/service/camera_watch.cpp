@@ -134,6 +134,8 @@ void CameraWatch::Hear(const client::Event& event) {
   }
   const bool begins = event.kind == "test-started";
   if (!begins && event.kind != "test-ended") return;
+  // A run of another process may end with it, and is kept so a moment later.
+  if (!begins && !mCamera.Facts().run) mIsLastRunOld = true;
   mCamera.Change([begins](CameraFacts& facts) {
     // What began before this one was heard of has ended too.
     facts.testsUnderWay = std::max(0, facts.testsUnderWay + (begins ? 1 : -1));
@@ -146,8 +148,12 @@ void CameraWatch::Follow(client::CameraClient& camera, bool isTold) {
   constexpr milliseconds kSoon{2000};  // where no event says what is new
   for (;;) {
     if (isTold) {
-      camera.AwaitEvents([this] { return mHasGap; }, mOwesLastRun ? kSoon : kLong);
+      camera.AwaitEvents([this] { return mHasGap || mIsLastRunOld; }, mOwesLastRun ? kSoon : kLong);
       if (std::exchange(mHasGap, false)) AskForScreen(camera, true);
+      if (std::exchange(mIsLastRunOld, false)) {
+        mOwesLastRun = true;
+        continue;
+      }
     } else {
       camera.Pause(kSoon);
       camera.Get("");

@@ -36,7 +36,8 @@ class CameraWatch {
 
   CameraState& mCamera;
   Store& mStore;
-  bool mOwesLastRun = false;  // the store did not answer
+  bool mOwesLastRun = false;   // it is to be read soon: the store did not answer, or a test ended
+  bool mIsLastRunOld = false;  // a test of nobody's run here has ended
   std::uint64_t mScreensHeard = 0;
   bool mHasGap = false;  // events were missed
   std::atomic<bool> mEnds{false};

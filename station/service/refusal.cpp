@@ -32,6 +32,9 @@ http::Reply ProblemOfException() {
     return Problem(503, "Not reachable",
                    std::string("the camera is not reachable: ") + error.what());
   } catch (const StoreError& error) {
+    if (error.kind == StoreError::Kind::Constraint) {
+      return Problem(kConflict, "Not allowed now", error.what());
+    }
     return Problem(503, "Not kept", std::string("the database does not answer: ") + error.what());
   } catch (const std::exception& error) {
     return Problem(500, "Failed", error.what());

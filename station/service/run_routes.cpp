@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "station/report/writers.h"
+#include "station/runner/run.h"
 #include "station/service/api.h"
 #include "station/service/json.h"
 #include "station/service/refusal.h"
@@ -120,14 +121,18 @@ Api::Answer Api::GetRuns(const Call& call) {
 }
 
 CameraState& Api::CameraOfSerial(const std::string& serial) {
+  if (serial == kUnknown) throw Unfit("the camera tells no serial: it is to be named");
   std::string others;
+  bool areAllThere = true;
   for (CameraState& camera : mParts.cameras) {
     const CameraFacts facts = camera.Facts();
     if (facts.isReachable && facts.serial == serial) return camera;
+    areAllThere = areAllThere && facts.isReachable;
     others.append(others.empty() ? "" : ", ").append(camera.Id()).append(": ");
     others.append(facts.isReachable ? facts.serial : "not reachable");
   }
-  throw NoSuch("no camera has the serial " + serial + " (" + others + ")");
+  const std::string what = "no camera has the serial " + serial + " (" + others + ")";
+  throw areAllThere ? NoSuch(what) : Refusal(503, "Not reachable", what);
 }
 
 CameraState& Api::CameraForRun(const Json& body) {
@@ -173,6 +178,8 @@ RunRequest Api::RequestOf(const Call& call, const Json& body) const {
   if (request.plan.asksOperator && request.operatorName.empty()) {
     throw Unfit("the plan " + *plan + " asks who tests: operator is missing");
   }
+  constexpr std::size_t kLongestName = 512;
+  if (request.operatorName.size() > kLongestName) throw Unfit("operator has more than 512 bytes");
   request.scannedSerial = TextIn(body, "serial").value_or("");
   return request;
 }
@@ -222,6 +229,9 @@ Api::Answer Api::PostResume(const Call& call) {
   const Json body = call.Body();
   const RunRecord run = RunOf(call.names[0]);
   if (mParts.runs.CameraOf(run.id)) throw NotNow("run " + run.id + " is under way");
+  if (run.outcome != Outcome::Running && run.outcome != Outcome::Incomplete) {
+    throw NotNow("run " + run.id + " is complete: " + std::string(OutcomeText(run.outcome)));
+  }
   mParts.runs.Resume(CameraOfSerial(run.serial), run, WhoActs(call, body),
                      [&call](const RunRecord& begun) { call.send(JsonReply(SummaryOf(begun))); });
   return std::nullopt;

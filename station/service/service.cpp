@@ -22,6 +22,7 @@ http::Limits LimitsOfStation() {
   http::Limits limits;
   limits.connections = 512;
   limits.streams = 128;
+  limits.beat = std::chrono::seconds(20);
   return limits;
 }
 

@@ -55,6 +55,7 @@ class SignIns::GuardedStream : public http::Stream {
       : mStream(std::move(stream)), mToken(std::move(token)) {}
   std::string Next() override { return mIsOver ? std::string() : mStream->Next(); }
   bool IsOver() const override { return mIsOver; }
+  std::string Beat() const override { return mStream->Beat(); }
   const std::string& Token() const { return mToken; }
   void End() { mIsOver = true; }
 

@@ -20,6 +20,12 @@ namespace {
 constexpr std::size_t kLarge = 12UL * 1024 * 1024;
 constexpr char kGetLarge[] = "GET /large HTTP/1.1\r\nHost: localhost\r\n\r\n";
 
+class Quiet : public http::Stream {
+ public:
+  std::string Next() override { return {}; }
+  std::string Beat() const override { return "still here\n"; }
+};
+
 class HttpTest : public ::testing::Test {
  protected:
   // Who is silent is dropped for somebody's sake, not after a while.
@@ -41,6 +47,8 @@ class HttpTest : public ::testing::Test {
       send({200, "text/plain", "", mFile});
     } else if (request.target == "/large") {
       send({200, "text/plain", std::string(kLarge, 'x')});
+    } else if (request.target == "/quiet") {
+      send({200, "text/event-stream", "", nullptr, std::make_shared<Quiet>()});
     } else if (request.target == "/kept") {
       send({.body = "kept", .headers = {{"Cache-Control", "max-age=9"}}});
     } else if (request.target == "/healthz") {
@@ -60,6 +68,23 @@ class HttpTest : public ::testing::Test {
   std::shared_ptr<const http::File> mFile;
   http::Server mServer;
 };
+
+class BeatTest : public HttpTest {
+ protected:
+  BeatTest() : HttpTest({.streams = 2, .beat = std::chrono::milliseconds(1)}) {}
+};
+
+// Who reads hears again and again that a stream is there; who went away is found out by it.
+TEST_F(BeatTest, AStreamWithNothingToSayIsHeardOf) {
+  const std::string quiet = "GET /quiet HTTP/1.1\r\nHost: localhost\r\n\r\n";
+  RawClient client(mServer.Port(), quiet);
+  for (int i = 0; i < 3; ++i) EXPECT_NE(client.ReadUntil("still here\n"), "");
+  { RawClient(mServer.Port(), quiet).ReadUntil("still here\n"); }
+  std::string again;
+  while (!again.starts_with("HTTP/1.1 200")) {
+    again = RawClient(mServer.Port(), quiet).ReadUntil("\r\n");
+  }
+}
 
 // A head is answered by the head alone: the next answer follows at once.
 TEST_F(HttpTest, RequestsInTurnOnOneConnection) {

@@ -1,5 +1,6 @@
 // The station's service as its clients meet it, over its port, with cameras of their own processes.
 #include "station/service/service.h"
+#include "station/runner/run.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -230,13 +231,27 @@ TEST_F(ServiceTest, AFailureIsExplainedAndCounted) {
   EXPECT_EQ(mCamera.Get(".version.product.serial"), "10000077") << "it is the same camera";
 
   // Pages end where the next one begins.
-  Start(R"(["battery"])");
+  const std::string again = Start(R"(["battery"])").Json()["id"];
   const auto first = Ask("GET", "/api/v1/runs?limit=1").Json();
   EXPECT_EQ(first["runs"][0]["plan"], "Chosen tests");
   const auto second =
       Ask("GET", "/api/v1/runs?limit=1&cursor=" + first["next"].get<std::string>()).Json();
   EXPECT_EQ(second["runs"][0]["outcome"], "failed");
   EXPECT_EQ(second["next"], nullptr);
+
+  // One that another process makes is seen too.
+  Events().Until([&again](const Heard& heard) {
+    return heard.kind == "run" && heard.data["act"] == "ends" && heard.data["run"] == again;
+  });
+  RunRequest request;
+  request.plan = PlanOf("title = \"T\"\nitems = [\"battery\"]\n", "t.toml");
+  const CameraAddress address = {"", "127.0.0.1", mCamera.Port()};
+  const RunRecord others =
+      StartRun(mStore, {"other", mFolder.Path() / "other", "1"}, address, request, {}, {});
+  Events().Until([&others](const Heard& heard) {
+    return heard.kind == "camera" &&
+           heard.data["camera"]["last_run"].dump().find(others.id) != std::string::npos;
+  });
 }
 
 TEST_F(ServiceTest, WhatCannotBeDoneIsRefusedWithItsReason) {
@@ -253,6 +268,8 @@ TEST_F(ServiceTest, WhatCannotBeDoneIsRefusedWithItsReason) {
       {"GET", "/healthz", "", 403, "localhost only", "Host: bench.example\r\n"},
       {"POST", here + "/restore", "", 403, "localhost only",
        std::string(kHere) + "Origin: http://evil.example\r\n"},
+      {"POST", here + "/restore", "", 403, "its own alone",
+       "Host: localhost:22180\r\nOrigin: http://localhost:3000\r\n"},
       {"GET", "/api/v1/cameras/%zz", "", 400, "malformed percent"},
       {"GET", runs + "?plan=%zz", "", 400, "plan has a malformed"},
       {"GET", runs + "?cursor=4711", "", 400, "cursor"},
@@ -272,6 +289,7 @@ TEST_F(ServiceTest, WhatCannotBeDoneIsRefusedWithItsReason) {
       {"POST", runs, R"({"camera":)" + name + R"(,"plan":"who","operator":"A","serial":"4711"})",
        422, "has the serial 10000077, scanned was 4711"},
       {"POST", runs, R"({"serial":"4711","items":["clock"]})", 404, "10000077"},
+      {"POST", runs, R"({"serial":"unknown","items":["clock"]})", 422, "to be named"},
       {"POST", runs + "/01a214f6-e042/abort", "", 404, "no run"},
       {"PUT", here + "/knobs/version.product.serial", R"({"value":"1"})", 404, "is no knob"},
       {"PUT", here + "/knobs/desk.gear", R"({"value":1})", 404, "no knob desk.gear"},
