@@ -22,6 +22,12 @@ function save(runs) {
   URL.revokeObjectURL(address);
 }
 
+// Days begin where the person is.
+export function period({from, to}) {
+  const start = (day) => (day ? new Date(`${day}T00:00`).toISOString() : "");
+  return {from: start(from), to: start(to)};
+}
+
 export function filterForm(values, keys, apply) {
   const form = h("form", {class: "filters", onsubmit: (event) => {
     event.preventDefault();
@@ -49,18 +55,21 @@ const isOlder = (run, other) =>
 export function history(_, search) {
   const problems = problemPlace();
   const filters = h("div");
-  const list = h("div", {"aria-live": "polite"});
+  const list = h("div");
+  const count = h("p", {class: "faint", role: "status"});
   const values = Object.fromEntries(search);
+  const asked = {...values, ...period(values)};
   let runs = [];
   let next = null;
   const turn = turns();
 
   function draw() {
+    count.textContent = runs.length ? `${runs.length} runs${next ? ", and older ones" : ""}` : "No run is kept that fits.";
     update(list,
       runs.length ? table("Runs, newest first", ["Started", "Camera", "Serial", "Plan", "Operator", "Outcome"],
-        runs.map((run) => [h("a", {href: `#/run/${run.id}`}, moment(run.started_at)), `${run.camera.name} (${run.camera.variant})`,
+        runs.map((run) => [h("a", {href: `#/run/${run.id}`, id: `run-${run.id}`}, moment(run.started_at)), `${run.camera.name} (${run.camera.variant})`,
           run.camera.serial, run.plan, run.operator, h("span", {}, mark(run.outcome), run.reason ? ` ${run.reason}` : "")]))
-        : h("p", {}, "No run is kept that fits."),
+        : null,
       h("p", {class: "acts"}, next ? h("button", {id: "more", onclick: readOlder}, "Show older ones") : null, " ",
         runs.length ? h("button", {id: "save", onclick: () => save(runs)}, "Save these as CSV") : null));
   }
@@ -69,7 +78,7 @@ export function history(_, search) {
   async function read() {
     const isLatest = turn();
     try {
-      const page = await get(`/runs${query(values)}`);
+      const page = await get(`/runs${query(asked)}`);
       if (!isLatest()) return;
       const last = page.runs.at(-1);
       const isJoined = page.next && runs.some((each) => !isOlder(each, last));  // else some between are not known
@@ -85,7 +94,7 @@ export function history(_, search) {
   async function readOlder() {
     const cursor = next;
     try {
-      const page = await get(`/runs${query({...values, cursor})}`);
+      const page = await get(`/runs${query({...asked, cursor})}`);
       if (cursor !== next) return;  // pressed twice, or they are others now
       runs = [...runs, ...page.runs];
       next = page.next;
@@ -98,7 +107,7 @@ export function history(_, search) {
 
   return {
     title: "History",
-    element: h("div", {}, filters, problems.element, list),
+    element: h("div", {}, filters, problems.element, count, list),
     onNews(kind, data) {
       if (kind === "reload") {
         update(filters, filterForm(values, ["serial", "variant", "plan", "outcome", "operator", "from", "to"], (wish) => {

@@ -1,7 +1,7 @@
 // What many runs tell: yield, failing tests, the course of a measurement. Each as a picture and a table.
 import {choice, field, h, lasting, moment, number, section, shortItem, table, update} from "./dom.js";
 import {problemPlace} from "./begin.js";
-import {filterForm} from "./history.js";
+import {filterForm, period} from "./history.js";
 import {get, query, state, turns} from "./station.js";
 
 let library = null;
@@ -56,12 +56,19 @@ function trendPlot(place, points, unit) {
   options: {scales: {x: {}, y: {}}}});
 }
 
+// From where the detector was warmest last, so that cameras that were warmer or colder at first, or
+// were warmed up for hours, lie over each other: [seconds, K].
+function coolDown(points) {
+  const [start] = points.reduce((most, each) => (each[1] >= most[1] ? each : most));
+  return points.filter((each) => each[0] >= start).map(([at, kelvin]) => [at - start, kelvin]);
+}
+
 function curvePlot(place, curves) {
   const axis = (text) => ({type: "linear", title: {display: true, text, color: colour("--ink")}});
   return plot(place, "Cool-down curves", {type: "scatter", data: {datasets: curves.map((each, index) => ({
     label: `${each.serial}, ${moment(each.started_at)}`, showLine: true, pointRadius: 0, borderColor: colour(kLines[index]),
     borderDash: [[], [8, 4], [2, 3], [12, 3, 2, 3], [4, 8]][index], data: each.points.map(([x, y]) => ({x: x / 60, y}))}))},
-  options: {scales: {x: axis("Minutes since the test began"), y: axis("K")}}});
+  options: {scales: {x: axis("Minutes since it began to cool"), y: axis("K")}}});
 }
 
 export function statistics(_, search) {
@@ -78,7 +85,8 @@ export function statistics(_, search) {
 
   async function readYield() {
     const plan = values.plan || state.plans.find((each) => !each.error)?.title || "";
-    const {rows} = await get(`/statistics/yield${query({plan, from: values.from, to: values.to})}`);
+    const read = await get(`/statistics/yield${query({plan, ...period(values)})}`);
+    const rows = read.rows.filter((each) => !values.variant || each.variant === values.variant);
     update(places.yields, rows.length ? table(`First-pass yield of ${plan}`, ["Week", "Variant", "Cameras", "Passed at once", "Yield", "Incomplete runs"],
       rows.map((each) => [each.week, each.variant, each.cameras, each.passed,
         each.cameras ? `${Math.round(100 * each.passed / each.cameras)} %` : "–", each.incomplete]))
@@ -87,8 +95,8 @@ export function statistics(_, search) {
     else update(plots.yields);
   }
   async function readFailures() {
-    const {plan, from, to, variant} = values;
-    const {rows} = await get(`/statistics/failures${query({plan, from, to, variant})}`);
+    const {plan, variant} = values;
+    const {rows} = await get(`/statistics/failures${query({plan, variant, ...period(values)})}`);
     update(places.failures, rows.length ? table("Failing tests", ["Test", "Failed attempts", "Results"], rows.map((each) => [shortItem(each.item),
       each.attempts, each.codes.map((code) => `${code.code} (${code.attempts})`).join(", ")])) : h("p", {}, "Nothing has failed there."));
     if (rows.length) await failurePlot(plots.failures, rows.slice(0, 20));
@@ -113,7 +121,7 @@ export function statistics(_, search) {
       return;
     }
     const {points} = await get(`/statistics/trend${query({item: `test.items.${chosenName.slice(0, split)}`, measurement: chosenName.slice(split + 1),
-      serial: values.serial, from: values.from, to: values.to})}`);
+      serial: values.serial, ...period(values)})}`);
     points.reverse();
     update(places.trend, form, points.length ? table("The course, oldest first", ["When", "Serial", "Value", "Limits"], points.map((each) =>
       [h("a", {href: `#/run/${each.run}`}, moment(each.started_at)), each.serial, `${number(each.value)} ${each.unit}`,
@@ -124,7 +132,8 @@ export function statistics(_, search) {
   }
 
   async function readCurves() {
-    const {curves} = await get(`/statistics/curves${query({serial: values.serial, limit: kLines.length})}`);
+    const read = await get(`/statistics/curves${query({serial: values.serial, limit: kLines.length})}`);
+    const curves = read.curves.filter((each) => each.points.length).map((each) => ({...each, points: coolDown(each.points)}));
     const coldest = (curve) => curve.points.reduce((least, each) => (each[1] < least[1] ? each : least));
     update(places.curves, curves.length ? table("The latest cool-downs", ["When", "Serial", "Coldest", "After"], curves.map((each) =>
       [h("a", {href: `#/run/${each.run}`}, moment(each.started_at)), each.serial, `${number(coldest(each)[1])} K`, lasting(1000 * coldest(each)[0])]))
@@ -148,8 +157,8 @@ export function statistics(_, search) {
     element: h("div", {}, filters, problems.element,
       section("First-pass yield", plots.yields, places.yields),
       section("What fails", plots.failures, places.failures),
-      section("Course of a measurement", plots.trend, places.trend),
-      section("Cool-down curves", plots.curves, places.curves)),
+      section("Course of a measurement", h("p", {class: "faint"}, "Of all plans and variants in that time; of one camera by its serial number."), plots.trend, places.trend),
+      section("Cool-down curves", h("p", {class: "faint"}, "The latest ones; of one camera by the serial number above."), plots.curves, places.curves)),
     onNews(kind) {
       if (kind !== "reload") return;
       update(filters, filterForm(values, ["plan", "variant", "from", "to"], apply));
