@@ -6,6 +6,7 @@ import {camera} from "./camera.js";
 import {desk} from "./desk.js";
 import {history} from "./history.js";
 import {run} from "./run.js";
+import {onScan} from "./scan.js";
 import {signIn} from "./sign_in.js";
 import {statistics} from "./statistics.js";
 import {users} from "./users.js";
@@ -15,12 +16,20 @@ const kViews = {"": bench, camera, run, history, statistics, desk, users};
 let view = null;
 let isSignedOut = false;
 
+function decoded(part) {
+  try {
+    return decodeURIComponent(part);
+  } catch {
+    return part;  // typed so
+  }
+}
+
 function show() {
   const [path, search] = location.hash.replace(/^#\/?/, "").split("?");
   const [name, ...rest] = path.split("/");
   const make = isSignedOut ? signIn : kViews[name] ?? bench;
   view?.close?.();
-  view = make(rest.map(decodeURIComponent).join("/"), new URLSearchParams(search ?? ""));
+  view = make(rest.map(decoded).join("/"), new URLSearchParams(search ?? ""));
   document.getElementById("main").replaceChildren(h("h1", {tabindex: "-1"}, view.title), view.element);
   document.title = `${view.title} – ${state.station?.name ?? "Test station"}`;
   for (const link of document.querySelectorAll("nav a")) {
@@ -56,8 +65,10 @@ listen((kind, data) => {
   if (kind === "reload") {
     document.getElementById("station").textContent = state.station.name;
     drawWho();
-    document.getElementById("to-desk").hidden = !isEngineer() || ![...state.cameras.values()].some((each) => each.is_desk);
     document.title = `${view.title} – ${state.station.name}`;
+  }
+  if (kind === "camera" || kind === "reload") {
+    document.getElementById("to-desk").hidden = !isEngineer() || ![...state.cameras.values()].some((each) => each.is_desk);
   }
   if (kind === "connection" || kind === "reload") {
     document.getElementById("connection").textContent =
@@ -67,14 +78,24 @@ listen((kind, data) => {
     const outcome = data.outcome === "running" ? "stopped" : data.outcome;
     announce([`${data.camera}: ${outcome}`, data.reason, data.text].filter(Boolean).join(", "));
   }
-  if (kind === "camera" && data.camera.state === "waits for the operator") {
-    announce(`${data.camera.name || data.camera.id} waits for the operator`);
+  if (kind === "run" && data.act === "begins") announce(`${data.camera}: ${data.plan} begins`);
+  if (kind === "camera" && ["waits for the operator", "not reachable"].includes(data.camera.state)) {
+    announce(`${data.camera.name || data.camera.id}: ${data.camera.state}`);
   }
   view?.onNews?.(kind, data);
   if (kind === "reload") performance.mark("usable");  // in the browser's trace: the view has what it shows
 });
 
 window.addEventListener("hashchange", show);
+onScan((serial) => {
+  if (isSignedOut) return;
+  if (view.take) {
+    view.take(serial);
+    return;
+  }
+  window.addEventListener("hashchange", () => view.take?.(serial), {once: true});  // when it is shown
+  location.hash = "#/";
+});
 document.querySelector(".skip").addEventListener("click", (event) => {
   event.preventDefault();  // the address names the view
   document.getElementById("main").focus();

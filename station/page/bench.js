@@ -1,9 +1,9 @@
 // All cameras at a glance: scan, start, and see who needs a hand.
 import {field, h, lasting, mark, shortItem, update} from "./dom.js";
-import {begin, operatorField, planChoice, problemPlace} from "./begin.js";
+import {begin, operatorField, planField, problemPlace} from "./begin.js";
 import {state} from "./station.js";
 
-// A scanner types a whole serial within moments and ends it with Return or Tab.
+// One that ends with Tab has typed a whole serial within moments.
 const kScannerPause = 60;  // ms between two of its keys at most, on the average
 
 export function progress(run) {
@@ -45,20 +45,25 @@ export function bench() {
     "aria-describedby": "scan-help"});
   const plan = h("div");
   const tiles = h("div", {class: "tiles"});
-  const started = async (wish) => {
-    const run = await begin({...wish, plan: document.getElementById("plan").value}, problems);
-    if (!run) {
-      scan.setSelectionRange(0, scan.value.length);  // the next scan takes its place
-      return;
-    }
-    scan.value = "";
-    if (state.cameras.size === 1) location.hash = `#/camera/${encodeURIComponent([...state.cameras.keys()][0])}`;
-    else scan.focus();
+  const starting = new Set();
+  const start = async (wish) => {
+    // A scanner that ends with two keys, or a second press, asks for the same once more.
+    const key = JSON.stringify(wish);
+    if (starting.has(key)) return;
+    starting.add(key);
+    const typed = scan.value;
+    scan.select();  // the next scan takes its place
+    await begin({...wish, plan: document.getElementById("plan").value}, problems, () => {
+      if (scan.value === typed) scan.value = "";
+      if (state.cameras.size === 1) location.hash = `#/camera/${encodeURIComponent([...state.cameras.keys()][0])}`;
+      else scan.focus();
+    });
+    starting.delete(key);
   };
   const startScanned = () => {
     const serial = scan.value.trim();
-    if (serial) return started({serial});
-    if (state.cameras.size === 1) return started({camera: [...state.cameras.keys()][0]});
+    if (serial) return start({serial});
+    if (state.cameras.size === 1) return start({camera: [...state.cameras.keys()][0]});
     problems.show(new Error("Scan or type the camera's serial number, or start one below."));
     return scan.focus();
   };
@@ -70,15 +75,6 @@ export function bench() {
     event.preventDefault();
     startScanned();
   });
-  // A scanner types wherever the focus is.
-  const catchScan = (event) => {
-    const isTyped = event.key.length === 1 && event.key !== " " && !event.ctrlKey && !event.altKey && !event.metaKey;
-    if (!isTyped || event.target.closest("input, select, textarea")) return;
-    began = event.timeStamp;
-    scan.focus();
-    scan.select();
-  };
-  document.addEventListener("keydown", catchScan);
 
   const element = h("div", {},
     h("form", {class: "start", onsubmit: (event) => { event.preventDefault(); startScanned(); }},
@@ -86,13 +82,16 @@ export function bench() {
     h("p", {id: "scan-help", class: "faint"}, "Scan the camera, or type its serial number and press Enter."),
     problems.element, tiles);
   const draw = (kind) => {
-    if (kind === "reload" || !plan.firstChild) update(plan, field("Plan", planChoice()));
+    if (kind === "reload" || !plan.firstChild) update(plan, planField());
     const cameras = [...state.cameras.values()];
     while (tiles.childElementCount < cameras.length) tiles.append(document.createElement("camera-tile"));
     while (tiles.childElementCount > cameras.length) tiles.lastChild.remove();
     cameras.forEach((camera, index) => tiles.children[index].show(camera, (id) =>
-      started({camera: id, serial: scan.value.trim() || undefined})));
+      start({camera: id, serial: scan.value.trim() || undefined})));
   };
-  return {title: "Bench", element, onNews: draw,
-    close: () => document.removeEventListener("keydown", catchScan)};
+  return {title: "Bench", element, onNews: draw, take(serial) {
+    scan.focus();
+    scan.value = serial;
+    startScanned();
+  }};
 }

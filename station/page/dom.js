@@ -28,7 +28,7 @@ function replaceChildren(target, wanted) {
   wanted.forEach((child, index) => {
     const old = target.childNodes[index];
     if (!old) target.append(child);
-    else if (isSame(old, child)) return;
+    else if (isSame(old, child)) old.renew?.(child);
     else if (isPlain(old, child)) replaceChildren(old, [...child.childNodes]);
     else old.replaceWith(child);
   });
@@ -36,10 +36,11 @@ function replaceChildren(target, wanted) {
 }
 
 // Puts those children in place of an element's own. What has not changed stays as it is, and what
-// has the same data-key; whoever is in an element with an id is there again afterwards.
+// has the same data-key, which is asked to renew(child) itself where it can; whoever is in an element with an id is there again afterwards.
 export function update(target, ...children) {
   const focused = target.contains(document.activeElement) ? document.activeElement.id : "";
-  replaceChildren(target, children.flat(Infinity).filter((each) => each));
+  replaceChildren(target, children.flat(Infinity).filter((each) => each)
+    .map((each) => (typeof each === "string" ? new Text(each) : each)));
   if (focused && document.activeElement.id !== focused) {
     document.getElementById(focused)?.focus({preventScroll: true});
   }

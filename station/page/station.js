@@ -80,7 +80,8 @@ function apply({kind, data}) {
   }
   const run = data.camera && state.cameras.get(data.camera)?.run;
   if (run && run.id === data.run && data.done !== undefined) {
-    for (const key of ["item", "done", "left", "time_left_ms"]) run[key] = data[key] ?? run[key];
+    for (const key of ["item", "done", "left"]) run[key] = data[key] ?? run[key];
+    if (data.time_left_ms !== undefined) run.time_left_ms = data.time_left_ms;
     if (data.act !== "warns") run.waits = data.act === "waits" ? data.text : "";
   }
 }
@@ -89,8 +90,10 @@ let readAt = "";       // the latest event that what was read knows of
 let meanwhile = [];    // what came while it is read
 let isLoading = false;
 let isStale = false;
+let retry = 0;
 export async function reload() {
   isStale = true;
+  clearTimeout(retry);
   if (isLoading) return;
   isLoading = true;
   try {
@@ -106,15 +109,15 @@ export async function reload() {
       readAt = cameras.event;
       meanwhile.filter((each) => isAfter(each.id, readAt)).forEach(apply);
     }
-    connected(true);
-    tell("reload");
   } catch (error) {
-    // The stream says when the station is there again; what it refuses for now is asked for once more.
     connected(error.status === 401);
-    if (error.status >= 500) setTimeout(reload, 2000);
+    if (error.status !== 401) retry = setTimeout(reload, 2000);
+    return;
   } finally {
     isLoading = false;
   }
+  connected(true);
+  tell("reload");
 }
 
 // Every window of this browser is somebody else's now: all begin anew.
@@ -240,14 +243,20 @@ export function start() {
   follow();
 }
 
+// Each as an element of its own: the same words twice are said twice.
 export function announce(text) {
-  document.getElementById("announcer").textContent = text;
+  const announcer = document.getElementById("announcer");
+  const line = document.createElement("p");
+  line.textContent = text;
+  announcer.append(line);
+  while (announcer.childElementCount > 3) announcer.firstChild.remove();
 }
 
 // Who tests and which plan: as they were chosen last at this browser.
 export const chosen = {
   get operator() { return localStorage.getItem("operator") ?? ""; },
   set operator(value) { localStorage.setItem("operator", value); },
+  get hasPlan() { return localStorage.getItem("plan") !== null; },
   get plan() { return localStorage.getItem("plan") ?? "quick"; },
   set plan(value) { localStorage.setItem("plan", value); },
 };
