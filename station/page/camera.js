@@ -1,6 +1,6 @@
 // One camera: its tests, its run, its screen while a test waits for somebody.
-import {field, h, mark, section, shortItem, update} from "./dom.js";
-import {begin, operatorField, planChoice, problemPlace} from "./begin.js";
+import {h, lasting, mark, section, shortItem, update} from "./dom.js";
+import {begin, operatorField, planField, problemPlace} from "./begin.js";
 import {progress} from "./bench.js";
 import {failures} from "./cards.js";
 import "./screen.js";
@@ -19,14 +19,21 @@ export function camera(id) {
   const verdict = h("div");
   const lights = h("div", {class: "groups"});
   let items = [];
+  let heard = new Map();  // results of what ended while the items were read
+  let itemsOf = "";       // which camera they are of, and what it did
+  let stops = "";         // the run that was asked to end
   let last = null;     // the run whose failures are shown
   let screen = null;   // the element
   const turn = turns();
 
   const refuse = (error) => problems.show(error);
   const abort = async (now) => {
+    const run = state.cameras.get(id)?.run?.id;
+    if (!run) return;
     try {
-      await call("POST", `/runs/${state.cameras.get(id).run.id}/abort`, {now});
+      await call("POST", `/runs/${run}/abort`, {now});
+      stops = run;
+      draw();
     } catch (error) {
       refuse(error);
     }
@@ -43,15 +50,17 @@ export function camera(id) {
     if (each.run) {
       update(acts, h("p", {}, "Plan ", h("b", {}, each.run.plan), each.run.operator ? `, by ${each.run.operator}` : ""),
         h("div", {}, progress(each.run)),
-        h("p", {class: "acts"}, h("button", {id: "abort", onclick: () => abort(false)}, "Stop after this test"), " ",
+        stops === each.run.id ? h("p", {class: "warn", role: "status"}, "It stops when this test has ended",
+          each.run.time_left_ms === null ? "." : `: at most ${lasting(each.run.time_left_ms)}.`) : null,
+        h("p", {class: "acts"}, h("button", {id: "abort", disabled: stops === each.run.id, onclick: () => abort(false)}, "Stop after this test"), " ",
           h("button", {id: "stop", onclick: () => abort(true)}, "Stop now")),
         h("p", {class: "faint"}, "A camera cannot be stopped within a test; the run can be taken up again."));
     } else if (actsFor !== each.state) {
-      const plan = h("div", {}, field("Plan", planChoice()));
+      const plan = planField();
       update(acts, h("form", {class: "start", onsubmit: (event) => {
         event.preventDefault();
         begin({camera: id, plan: document.getElementById("plan").value}, problems);
-      }}, operatorField(), plan, h("button", {class: "main", "data-first": true, disabled: each.state === "not reachable"}, "Start")));
+      }}, operatorField(), plan, h("button", {class: "main", disabled: each.state === "not reachable"}, "Start")));
     }
     actsFor = each.run ? "run" : each.state;
   }
@@ -63,6 +72,7 @@ export function camera(id) {
       screen = null;
       update(screenPlace);
     } else if (!dialog) {
+      screen = null;
       update(screenPlace, section("Act at the camera", h("p", {}, "A test waits for somebody at the camera itself.")));
     } else {
       if (!screen || screen.dialog.asksNothing !== dialog.asksNothing) {
@@ -88,17 +98,23 @@ export function camera(id) {
 
   async function readItems() {
     const isLatest = turn();
+    heard = new Map();
     try {
       const read = (await get(`${base}/items`)).items;
       if (!isLatest()) return;
-      items = read;
+      items = read.map((each) => ({...each, value: heard.get(each.path) ?? each.value}));
       draw();
-    } catch {
-      // Not reachable: the head says so.
+    } catch (error) {
+      if (!isLatest()) return;
+      itemsOf = "";  // when it is there
+      if (state.cameras.get(id)?.state !== "not reachable") refuse(error);
     }
   }
 
+  // A note that is being typed stays until it is kept.
+  const isTyping = () => [...verdict.querySelectorAll("textarea")].some((each) => each.value !== each.defaultValue);
   async function drawVerdict(each) {
+    if (isTyping()) return;
     if (each.run || !each.last_run) {
       last = null;
       update(verdict);
@@ -108,10 +124,10 @@ export function camera(id) {
     last = each.last_run.id;
     try {
       const run = await get(`/runs/${last}`);
-      if (last !== run.id) return;
+      if (last !== run.id || isTyping()) return;
       update(verdict, section("Last run",
         h("p", {class: "state"}, mark(run.outcome)), run.reason ? h("p", {}, run.reason) : null,
-        h("p", {}, h("a", {href: `#/run/${run.id}`}, "The whole report")), failures(run)));
+        h("p", {}, h("a", {href: `#/run/${run.id}`}, "The whole report")), failures(run, id)));
     } catch (error) {
       refuse(error);
       last = null;
@@ -124,6 +140,14 @@ export function camera(id) {
       if (state.station) update(head, h("p", {class: "bad"}, `This station has no camera ${id}.`));
       return;
     }
+    help.hidden = !isEngineer();
+    // Another one may stand there now, or a test of somebody else's has ended.
+    const now = [each.serial, each.state !== "not reachable", each.state === "testing" && !each.run].join();
+    if (itemsOf !== now) {
+      if (itemsOf && each.serial !== itemsOf.split(",")[0]) items = [];
+      itemsOf = now;
+      if (each.state !== "not reachable") readItems();
+    }
     drawHead(each);
     drawActs(each);
     drawScreen(each);
@@ -131,7 +155,8 @@ export function camera(id) {
     drawLights();
   }
 
-  const element = h("div", {class: "camera"}, head, screenPlace, acts, problems.element, verdict, section("Tests", h("p", {class: "faint"}, "Press a name to make that test alone."), lights));
+  const help = h("p", {class: "faint"}, "Press a name to make that test alone.");
+  const element = h("div", {class: "camera"}, head, screenPlace, acts, problems.element, verdict, section("Tests", help, lights));
   return {
     title: id,
     element,
@@ -140,14 +165,16 @@ export function camera(id) {
       if (kind === "reload") {
         actsFor = actsFor === "run" ? actsFor : null;
         last = null;
-        readItems();
+        itemsOf = "";
+        problems.clear();
       }
       if (kind === "attempt" && isMine && data.act === "ends") {
         const test = items.find((each) => each.path === data.item);
         if (test) test.value = data.result;
+        heard.set(data.item, data.result);
       }
       if (kind === "reload" || isMine) draw();
-      if (kind === "run" && isMine && data.act === "begins") readItems();
+      if (kind === "run" && isMine && ["begins", "ends"].includes(data.act)) readItems();
     },
   };
 }

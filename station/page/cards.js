@@ -13,9 +13,11 @@ function steps(trace) {
   ];
 }
 
-// The camera of that run, when this station has it: where a test can be made again.
-export function cameraOf(run) {
-  return [...state.cameras.values()].find((each) => each.serial === run.camera.serial);
+// The camera of that run, when this station has it: where a test can be made again. id: the one whose
+// view it is.
+function cameraOf(run, id) {
+  const all = [...state.cameras.values()].filter((each) => each.serial === run.camera.serial);
+  return all.find((each) => each.id === id) ?? all[0];
 }
 
 // A run's note, to be read and written.
@@ -26,6 +28,7 @@ export function note(run, id, changed) {
     event.preventDefault();
     try {
       await call("PUT", `/runs/${run.id}/note`, {note: text.value});
+      run.note = text.defaultValue = text.value;
       said.textContent = "Kept.";
       changed?.(text.value);
     } catch (error) {
@@ -35,8 +38,8 @@ export function note(run, id, changed) {
 }
 
 export class FailureCard extends HTMLElement {
-  show(run, attempt) {
-    const camera = cameraOf(run);
+  show(run, attempt, id, rounds) {
+    const camera = cameraOf(run, id);
     const problems = problemPlace();
     const evidence = h("div");
     const details = h("details", {ontoggle: () => this.load(run, attempt, details, evidence)},
@@ -45,18 +48,37 @@ export class FailureCard extends HTMLElement {
     const again = isEngineer() && camera && camera.state !== "not reachable" && !camera.run
       ? h("button", {class: "main", onclick: () => begin({camera: camera.id, items: [shortItem(attempt.item)]}, problems)}, "Test it again")
       : null;
-    this.dataset.key = `${run.id}-${attempt.number}-${Boolean(again)}`;
+    this.again = h("span", {}, again);
+    // A run has one note, which another window or another card may have written meanwhile.
+    const openNote = async () => {
+      if (!noted.firstChild) {
+        try {
+          run.note = (await get(`/runs/${run.id}`)).note;
+        } catch (error) {
+          problems.show(error);
+          return;
+        }
+        update(noted, note(run, `note-${attempt.number}`));
+      }
+      noted.querySelector("textarea").focus();
+    };
+    this.dataset.key = `${run.id}-${attempt.number}-${rounds}`;
     this.setAttribute("role", "group");
     this.setAttribute("aria-label", `${shortItem(attempt.item)} failed`);
     update(this,
-      h("h3", {}, h("span", {class: "bad", "aria-hidden": "true"}, "✗ "), shortItem(attempt.item), " ", h("code", {}, attempt.result)),
+      h("h3", {}, h("span", {class: "bad", "aria-hidden": "true"}, "✗ "), shortItem(attempt.item), " ", h("code", {}, attempt.result), rounds > 1 ? ` in ${rounds} rounds, last in this one` : ""),
       attempt.message ? h("p", {class: "message"}, attempt.message) : null,
       attempt.means ? h("p", {}, attempt.means) : null,
       attempt.causes.length ? h("div", {}, h("h4", {}, "Causes, most likely first"),
         h("ol", {}, attempt.causes.map((cause) => h("li", {}, h("b", {}, cause.part), `: ${cause.what}`, cause.try ? h("p", {}, cause.try) : null)))) : null,
       attempt.try ? h("div", {}, h("h4", {}, "What to try"), h("p", {}, attempt.try)) : null,
-      h("p", {class: "acts"}, again, " ", h("button", {onclick: () => update(noted, note(run, `note-${attempt.number}`))}, "Note")),
+      h("p", {class: "acts"}, this.again, " ", h("button", {onclick: openNote}, "Note")),
       problems.element, noted, details);
+  }
+
+  // What is open and typed in it stays.
+  renew(next) {
+    update(this.again, ...next.again.childNodes);
   }
 
   async load(run, attempt, details, evidence) {
@@ -69,19 +91,25 @@ export class FailureCard extends HTMLElement {
         kept.trace ? steps(kept.trace) : h("p", {}, "No trace is kept."));
     } catch (error) {
       update(evidence, h("p", {class: "bad"}, error.message));
+      details.addEventListener("toggle", () => evidence.replaceChildren(), {once: true});  // asked for again
     }
   }
 }
 customElements.define("failure-card", FailureCard);
 
-// Of each test that has failed its latest failure, as cards; what passed at last has none.
-export function failures(run) {
-  const latest = new Map();
+// Of each test that has failed its latest failure, as cards; what passed at last in its round has none.
+// id: of the camera whose view it is.
+export function failures(run, id) {
+  const latest = new Map();  // by round and test
   for (const each of run.attempts) latest.set(`${each.round} ${each.item}`, each);
-  return [...latest.values()].filter((each) => !each.passed && !each.problem && !["interrupted", "under way"].includes(each.result))
-    .map((each) => {
-      const card = document.createElement("failure-card");
-      card.show(run, each);
-      return card;
-    });
+  const failed = new Map();  // by test
+  for (const each of latest.values()) {
+    if (each.passed || each.problem || ["interrupted", "under way"].includes(each.result)) continue;
+    failed.set(each.item, {attempt: each, rounds: (failed.get(each.item)?.rounds ?? 0) + 1});
+  }
+  return [...failed.values()].map(({attempt, rounds}) => {
+    const card = document.createElement("failure-card");
+    card.show(run, attempt, id, rounds);
+    return card;
+  });
 }

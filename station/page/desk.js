@@ -1,7 +1,7 @@
 // A simulated camera's inside: what can be turned and broken, who acts at it, its clock and log.
 import {choice, field, h, section, update} from "./dom.js";
 import {problemPlace} from "./begin.js";
-import {call, get, state, turns} from "./station.js";
+import {call, get, isEngineer, state, turns} from "./station.js";
 
 // The tree's values by path.
 function flat(node, values = new Map()) {
@@ -33,6 +33,7 @@ export function desk(id) {
       said.textContent = done;
       await read();
     } catch (error) {
+      await read();  // what was wished is not so
       problems.show(error);
     }
   };
@@ -45,9 +46,9 @@ export function desk(id) {
     const faults = (knob.faults ?? []).filter((each) => !each.at_start);  // those are made before the camera starts
     return h("form", {class: "knob", onsubmit: (event) => { event.preventDefault(); turn(knob, input.value); }},
       h("label", {for: input.id}, h("code", {}, knob.path)), input,
-      isRead ? null : h("button", {"aria-label": `Set ${knob.path}`}, "Set"),
+      isRead ? null : h("button", {id: `set-${knob.path}`, "aria-label": `Set ${knob.path}`}, "Set"),
       h("p", {id: `about-${knob.path}`, class: "faint"}, range(knob)),
-      faults.length ? h("p", {class: "acts"}, faults.map((fault) => h("button", {type: "button",
+      faults.length ? h("p", {class: "acts"}, faults.map((fault) => h("button", {type: "button", id: `break-${knob.path}-${fault.value}`,
         onclick: () => turn(knob, fault.value)}, `Break: ${fault.what}`))) : null);
   }
 
@@ -57,6 +58,7 @@ export function desk(id) {
     try {
       const [listed, tree, lines] = await Promise.all([get(`${base()}/knobs`), get(`${base()}/tree/.desk?depth=8`), get(`${base()}/log`)]);
       if (!isLatest()) return;
+      problems.clear();
       const values = flat(tree);
       const open = new Set([...knobs.querySelectorAll("details[open]")].map((each) => each.dataset.device));
       const devices = new Map();
@@ -73,6 +75,7 @@ export function desk(id) {
       " The automatic operator acts at this camera"),
       h("p", {class: "acts"}, h("button", {class: "main", onclick: () => act(() => call("POST", `${base()}/restore`), "Everything is as it was at the start.")}, "Restore: mend everything"), " ",
         h("button", {onclick: () => read()}, "Look again")));
+      document.getElementById("auto").checked = isAuto;  // also where somebody's wish was refused
     } catch (error) {
       problems.show(error);
     }
@@ -84,6 +87,10 @@ export function desk(id) {
     element: h("div", {}, cameras, head, said, problems.element, clock, section("Knobs", knobs), section("Log", log)),
     onNews(kind) {
       if (kind !== "reload") return;
+      if (!isEngineer()) {
+        update(cameras, h("p", {}, "What is done here takes an engineer."));
+        return;
+      }
       const all = [...state.cameras.values()].filter((each) => each.is_desk);
       if (!id && all.length) {
         location.replace(`#/desk/${encodeURIComponent(all[0].id)}`);

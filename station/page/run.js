@@ -8,11 +8,15 @@ import {call, get, turns} from "./station.js";
 const kFiles = [["html", "Report"], ["json", "JSON"], ["sig", "Signature"], ["csv", "Attempts (CSV)"],
   ["measurements.csv", "Measurements (CSV)"], ["xml", "JUnit"]];
 
+const kLeast = 1000;  // ms between two readings of a run under way
+const kShown = 500;   // attempts
+
 export function run(id) {
   const problems = problemPlace();
   const report = h("div");
   const notes = h("div");
   let timer = null;
+  let pause = kLeast;
   let noted = null;
   const turn = turns();
 
@@ -47,11 +51,13 @@ export function run(id) {
         ["Test", "What", "Value", "Limits"], measured.map((each) => [shortItem(each.item), each.name,
           `${number(each.value)} ${each.unit}`,
           each.lower === null && each.upper === null ? "" : `${number(each.lower)} … ${number(each.upper)}`]))) : null,
-      section("Every attempt", table("Attempts in their order", ["No.", "Test", "Result", "Seconds", "Message"],
-        run.attempts.map((each) => [each.number, shortItem(each.item) + (each.retry ? ` (try ${each.retry + 1})` : ""),
+      section("Every attempt", run.attempts.length > kShown
+        ? h("p", {}, `The latest ${kShown} of ${run.attempts.length}; the report and the files have all of them.`) : null, table("Attempts in their order", ["No.", "Test", "Result", "Seconds", "Message"],
+        run.attempts.slice(-kShown).map((each) => [each.number, shortItem(each.item) + (each.retry ? ` (try ${each.retry + 1})` : ""),
           mark(each.result), each.seconds.toFixed(1), each.problem || each.message]))),
       h("details", {"data-key": "plan"}, h("summary", {}, "Plan and versions"), h("p", {}, run.versions), h("pre", {}, run.plan_text)));
-    if (noted !== run.note) {
+    const typed = notes.querySelector("textarea");
+    if (noted !== run.note && (!typed || typed.value === typed.defaultValue)) {
       noted = run.note;
       update(notes, note(run, "note", (text) => { noted = text; }));
     }
@@ -60,10 +66,12 @@ export function run(id) {
   async function read() {
     timer = null;
     const isLatest = turn();
+    const began = Date.now();
     try {
       const read = await get(`/runs/${encodeURIComponent(id)}`);
       if (!isLatest()) return;
       draw(read);
+      pause = Math.max(kLeast, 10 * (Date.now() - began));
       problems.clear();
     } catch (error) {
       problems.show(error);
@@ -73,10 +81,10 @@ export function run(id) {
   return {
     title: "Run",
     element: h("div", {}, problems.element, report, notes),
-    // At most once a second: a run of thousands of attempts is long to read.
+    // A run of thousands of attempts is long to read: a tenth of the time at most goes into it.
     onNews(kind, data) {
       if (kind === "reload") read();
-      else if (data?.run === id) timer ??= setTimeout(read, 1000);
+      else if (data?.run === id) timer ??= setTimeout(read, pause);
     },
     close: () => clearTimeout(timer),
   };

@@ -3,6 +3,7 @@ import {h, update} from "./dom.js";
 import {announce, call} from "./station.js";
 
 const kBetweenPictures = 100;  // ms: ten pictures a second at most
+const kAfterTrouble = 1000;    // ms
 
 // Keys of a keyboard as the camera knows them.
 const kKeys = {ArrowUp: "Up", ArrowDown: "Down", ArrowLeft: "Left", ArrowRight: "Right", Enter: "Return",
@@ -37,7 +38,7 @@ export class CameraScreen extends HTMLElement {
       onkeydown: (event) => this.press(event), onclick: (event) => this.touch(event)}, this.picture);
     this.heading = h("h3");
     this.words = h("p");
-    this.help = h("p", {id: "screen-help", class: "faint"}, "Click or touch the picture, or press keys while it is chosen.");
+    this.help = h("p", {id: "screen-help", class: "faint"});
     this.keys = h("div", {class: "keypad", role: "group", "aria-label": "Keys of the camera"});
     this.missing = h("p", {class: "missing"});
     this.left = h("p", {class: "seconds"});
@@ -64,6 +65,8 @@ export class CameraScreen extends HTMLElement {
     const isNew = dialog.title !== this.dialog?.title;
     this.dialog = dialog;
     this.help.hidden = Boolean(dialog.asksNothing);
+    this.help.textContent = this.display === "screen" ? "Click or touch the picture, or press keys while it is chosen."
+      : "Press keys while the picture is chosen.";
     this.until = dialog.until;
     this.drawPicture();
     this.drawKeys();
@@ -90,11 +93,18 @@ export class CameraScreen extends HTMLElement {
     };
     this.pictures = (this.pictures ?? 0) + 1;
     const next = h("img", {alt: `The camera's ${this.display}: ${this.dialog.title}`, draggable: "false"});
-    next.onerror = done;
+    next.onerror = () => {
+      this.isBlind = true;
+      this.trouble.textContent = "The camera's picture did not come; it is asked for again.";
+      this.isStale = true;
+      this.next = setTimeout(done, kAfterTrouble);
+    };
     next.onload = () => {
       const isFirst = !this.picture.src;
       this.picture.replaceWith(next);  // the one before can be touched until then
       this.picture = next;
+      if (this.isBlind) this.trouble.textContent = "";
+      this.isBlind = false;
       if (isFirst) this.scrollIntoView({block: "nearest"});
       done();
     };
@@ -112,18 +122,18 @@ export class CameraScreen extends HTMLElement {
     this.heading.textContent = this.dialog.title;
     this.words.textContent = isAnswer ? `Is the picture ${this.display === "screen" ? "on" : "in"} the ${this.display} as it should be?`
       : this.dialog.controls.filter((each) => each.kind === "text").map((each) => each.text).join(" ");
-    update(this.keys, controls.map((control, index) => h("button", {id: `key-${control.id}`, class: control.hit ? "hit" : "",
+    const keys = controls.map((control, index) => h("button", {id: `key-${control.id}`, class: control.hit ? "hit" : "",
       "aria-label": control.hit ? `${name(control, index)}, done` : name(control, index),
-      onclick: () => this.act(actOf(this.dialog.controls.find((each) => each.id === control.id) ?? control))}, control.hit ? "✓ " : "", name(control, index))));
+      onclick: () => this.act(actOf(this.dialog.controls.find((each) => each.id === control.id) ?? control))}, control.hit ? "✓ " : "", name(control, index)));
+    if (this.dialog.title === "Laser Test") {
+      keys.splice(0, keys.length, h("button", {id: "laser", class: "main", onclick: () => this.laser()}, "Press the laser button"));
+    } else if (!controls.length && !this.dialog.asksNothing) {
+      keys.push(h("button", {id: "go-on", class: "main", onclick: () => this.act({key: kAnyKey})}, "Go on"));
+    }
+    update(this.keys, keys);
     const missing = controls.map((control, index) => (control.hit ? null : name(control, index))).filter(Boolean);
     const text = controls.length < 2 || isAnswer ? "" : missing.length ? `Still missing: ${missing.join(", ")}` : "All done";
     this.missing.textContent = text;
-    if (!controls.length && !this.dialog.asksNothing) {
-      update(this.keys, h("button", {id: "go-on", class: "main", onclick: () => this.act({key: kAnyKey})}, "Go on"));
-    }
-    if (this.dialog.title === "Laser Test") {
-      update(this.keys, h("button", {id: "laser", class: "main", onclick: () => this.laser()}, "Press the laser button"));
-    }
   }
 
   tick() {
@@ -142,13 +152,18 @@ export class CameraScreen extends HTMLElement {
     if (!event.repeat) this.act({key});
   }
   touch(event) {
+    if (this.display === "viewfinder") return;  // nobody touches that one
     const seen = this.picture.getBoundingClientRect();
     if (!this.picture.naturalWidth) return;
     const at = (offset, size, pixels) => Math.min(pixels - 1, Math.max(0, Math.floor(offset / size * pixels)));
     this.act({touch: {x: at(event.clientX - seen.left, seen.width, this.picture.naturalWidth),
       y: at(event.clientY - seen.top, seen.height, this.picture.naturalHeight)}});
   }
-  async act({key, touch}) {
+  // One after the other, as they were done.
+  act(what) {
+    this.queue = (this.queue ?? Promise.resolve()).then(() => this.send(what));
+  }
+  async send({key, touch}) {
     const path = `/cameras/${encodeURIComponent(this.camera)}`;
     try {
       await (key ? call("PUT", `${path}/keys`, {key}) : call("PUT", `${path}/touch`, touch));

@@ -37,8 +37,8 @@ export function users() {
       h("form", {class: "acts", onsubmit: async (event) => {
         event.preventDefault();
         if (await change({password: password.value}, `${user.name} has another password, and has to sign in again.`)) password.value = "";
-      }}, password, h("button", {"aria-label": `Set the password of ${user.name}`}, "Set")),
-      h("div", {class: "acts"}, h("button", {"aria-label": `${user.disabled_at ? "Enable" : "Disable"} ${user.name}`,
+      }}, password, h("button", {id: `set-${user.name}`, "aria-label": `Set the password of ${user.name}`}, "Set")),
+      h("div", {class: "acts"}, h("button", {id: `disable-${user.name}`, "aria-label": `${user.disabled_at ? "Enable" : "Disable"} ${user.name}`,
         onclick: () => (user.disabled_at ? change({disabled: false}, `${user.name} may sign in again.`)
           : change({disabled: true}, `${user.name} is disabled, and signed out.`))},
       user.disabled_at ? "Enable" : "Disable"), user.disabled_at ? ` since ${moment(user.disabled_at)}` : null)];
@@ -69,6 +69,8 @@ export function users() {
       h("form", {class: "start", onsubmit: add}, field("Name", name), field("Role", role),
         field("Password, 8 letters or more", password), h("button", {class: "main"}, "Add")))),
     onNews(kind) {
-      if (kind === "reload") read();
+      if (kind !== "reload") return;
+      problems.clear();
+      read();
     }};
 }
