@@ -28,7 +28,9 @@ BIN = pathlib.Path()
 PATIENCE = float(os.environ.get("PAGE_PATIENCE", "300"))  # s: states are waited for, a slow machine has its time
 HOSTILE = "<img src=x onerror=document.title='owned'>"
 SERIAL = ".version.product.serial=<img src=x>"
-VIEWS = ["", "camera/left", "camera/right", "history", "statistics", "desk/left"]
+# With what stands there when a view shows what it has.
+VIEWS = {"": "camera-tile .state", "camera/left": ".glass img[src]", "camera/right": "failure-card", "history": "tbody tr",
+         "statistics": "canvas", "desk/left": "details"}
 
 # Of every text that is seen: its contrast by the WCAG formula, where it is below what AA asks.
 CONTRAST = """
@@ -303,6 +305,19 @@ class PageTest(unittest.TestCase):
         self.click("button", "Draw")
         self.wait(lambda: len(self.browser.find_elements(By.CSS_SELECTOR, "canvas")) == 3, "three plots")
         self.wait_for("3700 mV")
+        # Wherever the focus is, a scan is one, and no name, choice or key.
+        for view, css in [("", "#operator"), ("", "#plan"), ("camera/left", "h1"), ("history", "nav a")]:
+            self.idle("right")
+            before = self.api("GET", "/runs?limit=1")["runs"][0]["id"]
+            self.open(view)
+            self.wait(lambda: self.browser.find_elements(By.CSS_SELECTOR, css), css)
+            self.wait_for("Scan" if view == "" else "", "main")
+            self.browser.execute_script("document.querySelector(arguments[0]).focus(); for (const key of [...arguments[1], 'Enter']) "
+                                        "document.activeElement.dispatchEvent(new KeyboardEvent('keydown', {key, bubbles: true, cancelable: true}));",
+                                        css, serial)
+            self.wait(lambda: self.api("GET", "/runs?limit=1")["runs"][0]["id"] != before, f"a run, scanned at {css}")
+            run = self.api("GET", "/runs?limit=1")["runs"][0]
+            self.assertEqual((run["camera"]["serial"], run["operator"], run["plan"]), (serial, HOSTILE, "Short"))
 
     def type(self, *keys):
         ActionChains(self.browser).send_keys(*keys).perform()
@@ -502,11 +517,13 @@ class PageTest(unittest.TestCase):
         for scheme, width, scale in [("light", 1280, 1), ("dark", 390, 1), ("light", 640, 2)]:
             self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
             self.see(width, scale)
-            for view in [*VIEWS, f"run/{failing['id']}"]:
+            for view, css in [*VIEWS.items(), (f"run/{failing['id']}", "failure-card")]:
                 where = f"{view or 'bench'}, {scheme}, {width}"
                 self.open(view)
-                self.wait(lambda: self.browser.execute_script(
-                    "return document.querySelectorAll('main input, main select, main button').length") > 2, where)
+                self.wait(lambda: self.browser.find_elements(By.CSS_SELECTOR, css), where)
+                if css in ("failure-card", "details"):
+                    self.click(f"{css} summary")
+                    self.wait_for("Records" if css == "failure-card" else "From", "main")
                 self.look(where)
                 self.assertLessEqual(self.browser.execute_script("return document.documentElement.scrollWidth"), width, where)
         self.browser.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
@@ -544,6 +561,9 @@ class PageTest(unittest.TestCase):
         self.wait_for("Ada, administrator", "#who")
         self.wait_for("Users", "h1")
         self.wait_for("Ada", "tbody")
+        # Everything is read anew, as after a restart of the station.
+        self.browser.execute_script("performance.clearMarks(); new BroadcastChannel('station-events').postMessage({kind: 'opened'})")
+        self.wait(lambda: self.browser.execute_script("return performance.getEntriesByName('usable').length"), "another reading")
         self.look("users")
         self.fill("#new-name", HOSTILE)
         self.fill("#new-password", "good enough" + Keys.ENTER)
