@@ -134,9 +134,10 @@ export function statistics(_, search) {
   async function readCurves() {
     const read = await get(`/statistics/curves${query({serial: values.serial, limit: kLines.length})}`);
     const curves = read.curves.filter((each) => each.points.length).map((each) => ({...each, points: coolDown(each.points)}));
-    const coldest = (curve) => curve.points.reduce((least, each) => (each[1] < least[1] ? each : least));
-    update(places.curves, curves.length ? table("The latest cool-downs", ["When", "Serial", "Coldest", "After"], curves.map((each) =>
-      [h("a", {href: `#/run/${each.run}`}, moment(each.started_at)), each.serial, `${number(coldest(each)[1])} K`, lasting(1000 * coldest(each)[0])]))
+    const coldest = (curve) => Math.min(...curve.points.map(([, kelvin]) => kelvin));
+    const coldAfter = (curve) => curve.points.find(([, kelvin]) => kelvin <= coldest(curve) + 1)[0];
+    update(places.curves, curves.length ? table("The latest cool-downs", ["When", "Serial", "Coldest", "Within 1 K of it after"], curves.map((each) =>
+      [h("a", {href: `#/run/${each.run}`}, moment(each.started_at)), each.serial, `${number(coldest(each))} K`, lasting(1000 * coldAfter(each))]))
       : h("p", {}, "No cooler has been tested there."));
     if (curves.length) await curvePlot(plots.curves, curves);
     else update(plots.curves);
