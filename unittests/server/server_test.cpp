@@ -21,7 +21,9 @@ class ServerTest : public ::testing::Test {
   }
 
   TestCamera mCamera{"KY"};
-  desk::CameraServer mServer{mCamera.Camera()};
+  // However slow the machine, nobody is dropped for its sake.
+  desk::CameraServer mServer{mCamera.Camera(),
+                             {.request = std::chrono::hours(1), .reply = std::chrono::hours(1)}};
 };
 
 TEST_F(ServerTest, LongWritesHaveTheirNumberAndReadsGetThrough) {
