@@ -22,9 +22,12 @@ function save(runs) {
   URL.revokeObjectURL(address);
 }
 
-// Days begin where the person is.
+// Days begin where the person is. What is no day, in an address that somebody typed, the station refuses.
 export function period({from, to}) {
-  const start = (day) => (day ? new Date(`${day}T00:00`).toISOString() : "");
+  const start = (day) => {
+    const at = new Date(`${day}T00:00`);
+    return Number.isNaN(at.getTime()) ? day : at.toISOString();
+  };
   return {from: start(from), to: start(to)};
 }
 

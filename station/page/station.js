@@ -111,7 +111,8 @@ export async function reload() {
     }
   } catch (error) {
     connected(error.status === 401);
-    if (error.status !== 401) retry = setTimeout(reload, 2000);
+    // A hidden page reads anew when it is seen again.
+    if (error.status !== 401 && !document.hidden) retry = setTimeout(reload, 2000);
     return;
   } finally {
     isLoading = false;
